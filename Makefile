@@ -1,0 +1,61 @@
+# make run   - install what the build needs, build an optimised program and start it
+# make test  - install what the build needs, build with sanitizers and run every test
+# make bench - build optimised and run the benchmarks against their peers
+# make fuzz  - build the fuzz targets with clang and run them for a while
+
+PACKAGES := build-essential cmake ninja-build pkg-config python3 \
+	libgtest-dev libgmock-dev libbenchmark-dev \
+	libcurl4-openssl-dev libglfw3-dev libgl-dev libfontconfig-dev libstb-dev \
+	fonts-dejavu-core xdg-utils xdg-user-dirs \
+	xvfb xauth xdotool x11-apps libgl1-mesa-dri \
+	libgumbo-dev libxml2-dev newsboat clang libclang-rt-14-dev
+
+ifeq ($(shell id -u),0)
+SUDO :=
+else
+SUDO := sudo
+endif
+
+JOBS ?= $(shell nproc)
+ARGS ?=
+
+.PHONY: all deps run test bench fuzz release clean
+
+all: release
+
+deps:
+	@missing=""; for p in $(PACKAGES); do \
+		dpkg-query -W -f='$${Status}' $$p 2>/dev/null | grep -q "ok installed" || missing="$$missing $$p"; \
+	done; \
+	if [ -n "$$missing" ]; then \
+		echo "Installing:$$missing"; \
+		$(SUDO) apt-get update && DEBIAN_FRONTEND=noninteractive $(SUDO) apt-get install -y $$missing; \
+	fi
+
+build/release/build.ninja: | deps
+	cmake -S . -B build/release -G Ninja -DCMAKE_BUILD_TYPE=Release -DNEWSLOOM_TESTS=OFF -DNEWSLOOM_BENCH=ON
+
+build/test/build.ninja: | deps
+	cmake -S . -B build/test -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-g -O1" -DNEWSLOOM_SANITIZE=ON
+
+release: deps build/release/build.ninja
+	cmake --build build/release -j $(JOBS) --target newsloom newsloom-tool
+
+run: release
+	./build/release/newsloom $(ARGS)
+
+test: deps build/test/build.ninja
+	cmake --build build/test -j $(JOBS)
+	cd build/test && ctest --output-on-failure -j $(JOBS) $(CTEST_ARGS)
+
+bench: deps build/release/build.ninja
+	cmake --build build/release -j $(JOBS)
+	./bench/run
+
+fuzz: deps
+	CC=clang CXX=clang++ cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DNEWSLOOM_TESTS=OFF -DNEWSLOOM_FUZZ=ON
+	cmake --build build/fuzz -j $(JOBS)
+	./fuzz/run
+
+clean:
+	rm -rf build

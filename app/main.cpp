@@ -1,0 +1,2 @@
+// Entry point of the desktop program.
+int main(int argc, char** argv) { return 0; }
