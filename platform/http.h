@@ -1,0 +1,31 @@
+// HTTP and HTTPS GET through libcurl, cut to the four steps the program needs: open
+// a session, open an address (blocks until the head of the final response is in,
+// redirects followed), read the body in pieces straight into the caller's memory,
+// close. Status codes are not looked at. Failures give the library's message.
+#pragma once
+
+#include "base/types.h"
+
+typedef struct os_http_session_s* os_http_session_t;
+typedef struct os_http_request_s* os_http_request_t;
+
+constexpr u64 os_http_message_size = 256;
+
+// Direct connections: no proxy, no cache, no compression (a Content-Length must be
+// the size of the bytes read). Null on failure.
+os_http_session_t os_http_session_open(const char* user_agent);
+bool os_http_session_close(os_http_session_t session);
+
+// Connect time-out and the time a transfer may receive nothing (rounded up to whole
+// seconds) before it fails; 30 s and 60 s unless changed. Tests shorten them.
+void os_http_set_time_outs(u64 connect_milliseconds, u64 idle_milliseconds);
+
+// Null on failure, with the reason in `message`, zero-terminated.
+os_http_request_t os_http_open_url(os_http_session_t session, const char* address, char* message);
+// The Content-Length of the final response as its text, zero-terminated; false
+// when the response has none or it doesn't fit.
+bool os_http_query_content_length(os_http_request_t request, char* buffer, u64 size);
+// The next bytes of the body, at most `size`; *read 0 with true means the end.
+// False on failure, with the reason in `message`.
+bool os_http_read(os_http_request_t request, void* buffer, u64 size, u64* read, char* message);
+bool os_http_close(os_http_request_t request);
