@@ -1,0 +1,37 @@
+// panel_t: the view state that lasts between frames, zeroed at start and never
+// saved. Only the fields that the drain of finished downloads and the start-up need
+// are here so far; each view adds its own fields below them, with a line on what
+// they are for.
+#pragma once
+
+#include "base/types.h"
+
+struct feed_t;
+struct entry_t;
+
+// Values of right_panel.
+enum : u32 {
+    panel_right_selection = 0,  // the selected entry or feed, help when nothing is
+    panel_right_help = 1,
+    panel_right_add_feed = 2,
+    panel_right_links = 3,
+    panel_right_log = 4,
+};
+
+struct panel_t {
+    // The selection: pointers into the reader, valid until the next merge, sort or
+    // save; the drain finds them again by id after each merge.
+    feed_t* selected_feed;
+    entry_t* selected_entry;
+    u32 right_panel;
+    // Set by a view that knows the next frame differs though no input will come.
+    u32 frame_requested;
+    // The generations the left panel shows, both inclusive.
+    u32 generation_min;
+    u32 generation_max;
+    u32 log_auto_scroll;  // the log panel's "Auto scroll." box
+};
+
+// The log panel, as F7 shows it. The log view resets its horizontal scroll too,
+// once it has one.
+inline void panel_show_log(panel_t* panel) { panel->right_panel = panel_right_log; }

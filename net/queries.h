@@ -1,0 +1,57 @@
+// The query table: 1024 slots, each bringing one feed's document from the network
+// to the merge. The main thread fills a slot and queues query_job_download; a
+// worker downloads into a block of its own, sets state 2 and posts a wake-up; the
+// drain of the frame loop (app/queries_drain.h) merges and frees the slot. The
+// slot's state is the only hand-over, without a lock.
+#pragma once
+
+#include "base/data.h"
+#include "platform/http.h"
+
+struct app_t;
+struct reader_t;
+struct feed_t;
+
+constexpr u64 query_table_size = 1024;
+constexpr u32 query_new_feed = 0xffffffff;           // feed_id of an address with no feed yet
+constexpr u64 query_default_block_size = 0x500000;  // for a response without Content-Length
+
+enum : u32 {
+    query_state_free = 0,
+    query_state_queued = 1,  // queued or running: the worker's
+    query_state_finished = 2,
+};
+
+struct query_t {
+    volatile u32 state;  // written with release order, read with acquire order
+    data_t address;      // in block_storage, a zero byte behind used
+    u32 feed_id;         // or query_new_feed
+    u32 error;           // http_error_t
+    data_t data;         // the document, in a block of its own
+    // The system's reason for a failure, for log channel 0: workers don't write
+    // logs, since log channels aren't synchronised.
+    char error_message[os_http_message_size];
+};
+
+query_t* query_find_free(query_t* table, u64 count);
+// Sets every field and the state last. The wake-up goes to whoever installed it
+// (platform/wake.h), so the slot needs no window.
+void query_fill(query_t* query, data_t address, u32 feed_id);
+// The worker's job; the argument is the slot.
+void query_job_download(void* query);
+// True while a slot of this feed is queued or running (the left panel marks it).
+bool query_table_has_feed(query_t* table, u64 count, u32 feed_id);
+
+// A copy of `address` in block_storage with a zero byte behind it (reserved is
+// length + 1), independent of the reader's strings, which move. Null bytes when
+// block storage is exhausted.
+data_t query_address_copy(data_t address);
+// Takes a free slot for the copy and queues the download. With every slot in use,
+// or the ring full, nothing is queued: the copy is freed, one line goes to log
+// channel 2, and false comes back.
+bool query_submit(app_t* app, data_t address_copy, u32 feed_id);
+
+// Main thread. Both advance the generation at the first request of a run.
+void feed_update(app_t* app, reader_t* reader, feed_t* feed);
+void reader_update_all(app_t* app, reader_t* reader);
+void reader_update_selected(app_t* app, reader_t* reader);
