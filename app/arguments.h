@@ -16,7 +16,8 @@ extern arguments_t arguments_table;
 extern data_t executable_folder;  // up to and including the last '/'
 extern data_t executable_name;
 
-// On this system the arguments arrive split; more than 128 is an assertion.
+// On this system the arguments arrive split; past 128 the rest is ignored, with a
+// line on the user log.
 void arguments_store(i32 count, char** vector);
 // The index of the first argument at or after `start` equal to the text, 0 if none.
 u32 argument_find(const void* text, u64 size, u32 start);

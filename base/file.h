@@ -23,6 +23,7 @@ enum : u32 {
     file_error_size = 14,
     file_error_no_buffer = 15,
     file_error_create_directory = 16,
+    file_error_rename = 17,
 };
 
 typedef u64 file_handle_t;
@@ -35,6 +36,8 @@ u64 file_size(file_handle_t handle, file_error_t* error);
 u64 file_size_by_path(data_t path, file_error_t* error);
 u64 file_read(file_handle_t handle, u64 offset, u64 size, void* buffer, file_error_t* error);
 u64 file_write(file_handle_t handle, u64 offset, u64 size, const void* buffer, file_error_t* error);
+// Waits until the written bytes are on the disk; a failure is a write error.
+void file_sync(file_handle_t handle, file_error_t* error);
 // The caller owns the block and frees it with data_free.
 data_t file_read_all(data_t path, bool zero_terminate, file_error_t* error);
 void file_write_all(data_t path, const void* bytes, u64 size, bool overwrite, file_error_t* error);

@@ -91,6 +91,7 @@ u64 utf16_length(const u16* text);
 
 // Bad input is replaced by U+FFFD, never fatal; the error is then cleared.
 u64 utf16_to_utf8(const u16* source, u64 unit_count, u8* target, u64 target_size, utf_error_t* error);
+// target_size counts 16-bit units.
 u64 utf8_to_utf16(const u8* source, u64 size, u16* target, u64 target_size, utf_error_t* error);
 u64 data_utf16_to_utf8(data_t source, data_t* target, utf_error_t* error);
 u64 data_utf8_to_utf16(data_t source, data_t* target, utf_error_t* error);

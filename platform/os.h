@@ -13,6 +13,8 @@ bool os_decommit(void* address, u64 size);
 void os_release(void* address, u64 size);
 u32 os_page_size();
 u32 os_allocation_granularity();
+// The lowest and highest addresses a program's mappings can take.
+void os_address_range(void** lowest, void** highest);
 
 // Files; paths are zero-terminated UTF-8. A handle is a file descriptor, -1 invalid.
 enum : u32 {
