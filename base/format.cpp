@@ -1,0 +1,210 @@
+// Number text: the two parsers and the integer, float and size formatters. Text is
+// written into the caller's buffer without a terminator.
+#include "base/format.h"
+
+#include "base/text.h"
+
+static bool format_digit_is_valid(u8 c, u64 base) { return base == 16 ? char_is_hex(c) : char_is_digit(c); }
+
+// Digits from `at` on, with an optional "0x" when at least three bytes remain.
+static u64 parse_digits(const u8* bytes, u64 size, u64 at) {
+    u64 base = 10;
+    if (size - at >= 3 && bytes[at] == '0' && bytes[at + 1] == 'x') {
+        at += 2;
+        base = 16;
+    }
+    u64 value = 0;
+    for (; at < size && format_digit_is_valid(bytes[at], base); at++) {
+        value = value * base + (base == 16 ? char_hex_value(bytes[at]) : char_digit_value(bytes[at]));
+    }
+    return value;
+}
+
+i64 parse_i64(const u8* bytes, u64 size) {
+    u64 at = 0;
+    while (at < size && char_is_space(bytes[at])) at++;
+    if (at == size) return 0;
+    bool negative = false;
+    if (bytes[at] == '-') {
+        negative = true;
+        at++;
+    } else if (bytes[at] == '+') {
+        at++;
+    }
+    u64 value = parse_digits(bytes, size, at);
+    return (i64)(negative ? 0 - value : value);
+}
+
+u64 parse_u64(const u8* bytes, u64 size) {
+    // Any number of '+' may stand among the leading blanks, and a '-' only after
+    // them: "+ +7" is 7 while "-+7" is 0.
+    u64 at = 0;
+    while (at < size && (char_is_space(bytes[at]) || bytes[at] == '+')) at++;
+    if (at == size) return 0;
+    bool negative = false;
+    if (bytes[at] == '-') {
+        negative = true;
+        at++;
+    }
+    u64 value = parse_digits(bytes, size, at);
+    return negative ? 0 - value : value;
+}
+
+// The common integer writer. Padding and digits are written only where there is
+// room; the sign and group blanks are meant to use the caller's spare byte, and are
+// dropped rather than written past the buffer when even that is missing.
+static u64 format_integer(u8* buffer, u64 size, u64 magnitude, bool negative, u64 width, u8 pad,
+                          format_flags_t flags) {
+    bool hex = flags & format_hex;
+    u64 base = hex ? 16 : 10;
+    u64 digit_count = 1;
+    for (u64 quotient = magnitude; quotient > base - 1; quotient /= base) digit_count++;
+
+    u64 raised_count = digit_count;
+    u64 group = 0;
+    if (hex) {
+        u64 least = 0;
+        if (flags & format_digits_2) {
+            least = 2;
+        } else if (flags & format_digits_4) {
+            least = 4;
+        } else if (flags & format_digits_8) {
+            least = 8;
+        } else if (flags & format_digits_16) {
+            least = 16;
+        }
+        raised_count = max_of(raised_count, least);
+        if (flags & format_group_2) {
+            group = 2;
+        } else if (flags & format_group_4) {
+            group = 4;
+        } else if (flags & format_group_8) {
+            group = 8;
+        }
+    } else if (flags & format_group_3) {
+        group = 3;
+    }
+
+    bool sign = negative || (flags & format_sign);
+    bool prefix = hex && !(flags & format_no_prefix);
+    u64 extras = (sign ? 1 : 0) + (prefix ? 2 : 0) + (group ? (raised_count - 1) / group : 0);
+    u64 padding = width > raised_count + extras ? width - raised_count - extras : 0;
+
+    u64 at = 0;
+    u8 sign_char = negative ? '-' : '+';
+    auto put_unchecked = [&](u8 c) {
+        if (at < size) buffer[at++] = c;
+    };
+    if (sign && (flags & format_sign_first)) put_unchecked(sign_char);
+    if (!(flags & format_left)) {
+        for (u64 i = 0; i < padding && at < size; i++) buffer[at++] = pad;
+    }
+    if (sign && !(flags & format_sign_first)) put_unchecked(sign_char);
+    if (prefix) {
+        for (const char* p = "0x"; *p && at < size; p++) buffer[at++] = (u8)*p;
+    }
+
+    // Leading zeros and digits alike: a blank goes in front of each but the first
+    // whose remaining position is a multiple of the group.
+    u64 divisor = 1;
+    for (u64 i = 1; i < digit_count; i++) divisor *= base;
+    for (u64 i = 0; i < raised_count; i++) {
+        u64 remaining = raised_count - i;
+        if (i > 0 && group && remaining % group == 0) put_unchecked(' ');
+        u64 digit = 0;
+        if (remaining <= digit_count) {
+            digit = (magnitude / divisor) % base;
+            divisor /= base;
+        }
+        if (size > at && size - at >= remaining) buffer[at++] = (u8)(digit < 10 ? '0' + digit : 'a' + digit - 10);
+    }
+
+    if (flags & format_left) {
+        for (u64 i = 0; i < padding && at < size; i++) buffer[at++] = pad;
+    }
+    return at;
+}
+
+u64 format_i64(u8* buffer, u64 size, i64 value, u64 width, u8 pad, format_flags_t flags) {
+    // With no room at all nothing counts as negative; the magnitude of the most
+    // negative value still fits an unsigned word.
+    bool negative = size > 0 && value < 0;
+    u64 magnitude = negative ? 0 - (u64)value : (u64)value;
+    return format_integer(buffer, size, magnitude, negative, width, pad, flags);
+}
+
+u64 format_u64(u8* buffer, u64 size, u64 value, u64 width, u8 pad, format_flags_t flags) {
+    return format_integer(buffer, size, value, false, width, pad, flags);
+}
+
+u64 format_f64(u8* buffer, u64 size, f64 value, u64 width, u8 pad, u32 decimals, format_flags_t flags) {
+    // Out of range of a 64-bit integer (and NaN) there is no integer part to write.
+    bool in_range = value > -9.2e18 && value < 9.2e18;
+    i64 integer = in_range ? (i64)value : 0;
+    u64 integer_width = width;
+    format_flags_t integer_flags = flags;
+    if (flags & format_left) {
+        integer_width = 0;
+        integer_flags &= ~(u32)format_left;
+    }
+    u64 at = format_i64(buffer, size, integer, integer_width, pad, integer_flags);
+    u64 integer_bytes = at;
+    if (value < 0) value = -value;
+    if (decimals != 0 && at < size) buffer[at++] = '.';
+    f64 fraction = in_range ? value - (f64)(i64)value : 0.0;
+    for (u32 i = 0; i < decimals; i++) {
+        fraction *= 10.0;
+        if (fraction < 1.0 && at < size) buffer[at++] = '0';
+    }
+    // Truncated, never rounded: 1.9996 with three decimals is 1.999.
+    u64 digits = fraction < 1.8e19 ? (u64)fraction : 0;
+    if (digits != 0) at += format_u64(buffer + at, size - at, digits, 0, ' ', 0);
+    if (flags & format_left) {
+        for (u64 i = integer_bytes; i < width && at < size; i++) buffer[at++] = pad;
+    }
+    return at;
+}
+
+u64 data_push_u64_text(data_t* block, u64 value, u64 width, u8 pad, format_flags_t flags) {
+    if (block->used > block->reserved) return 0;
+    u64 length = format_u64(block->bytes + block->used, block->reserved - block->used, value, width, pad, flags);
+    block->used += length;
+    return length;
+}
+
+u64 format_size(u64 size_in_bytes, u8* buffer, u64 buffer_size) {
+    static const struct {
+        u64 limit;
+        u64 divisor;
+        const char* unit;
+    } units[] = {
+        {0x100000ull, 0x400ull, "Kio"},
+        {0x40000000ull, 0x100000ull, "Mio"},
+        {0x10000000000ull, 0x40000000ull, "Gio"},
+        {~0ull, 0x10000000000ull, "Tio"},
+    };
+    data_t text = data_make(buffer_size, 0, buffer);
+    const char* unit = "o";
+    if (size_in_bytes < 1024) {
+        text.used += format_u64(text.bytes, text.reserved, size_in_bytes, 0, ' ', 0);
+    } else {
+        for (u64 i = 0; i < ARRAY_COUNT(units); i++) {
+            if (size_in_bytes < units[i].limit || i == ARRAY_COUNT(units) - 1) {
+                f64 number = (f64)size_in_bytes / (f64)units[i].divisor;
+                text.used += format_f64(text.bytes, text.reserved, number, 0, ' ', 3, 0);
+                unit = units[i].unit;
+                break;
+            }
+        }
+    }
+    data_push_string(&text, " ", 1);
+    data_push_c_string(&text, unit);
+    return text.used;
+}
+
+data_t format_size_in_block(u64 size_in_bytes, data_t* block) {
+    data_t room = data_sub_block(block, 16, 1);
+    u64 length = format_size(size_in_bytes, room.bytes, room.reserved);
+    data_pop(block, room.reserved - length);
+    return data_from_size(length, room.bytes);
+}

@@ -1,0 +1,442 @@
+// Byte, ASCII and Unicode primitives. Decoders never fail hard: they report in the
+// shared error value, and the converters replace what they can't read.
+#include "base/text.h"
+
+#include <string.h>
+
+#include "profiler/profiler.h"
+
+void bytes_zero(void* first, u64 size) {
+    ASSERT(first || size == 0);
+    if (size) memset(first, 0, size);
+}
+
+u8* bytes_copy(void* target, const void* source, u64 size) {
+    ASSERT((target && source) || size == 0);
+    if (size) memcpy(target, source, size);
+    return (u8*)source + size;
+}
+
+void bytes_copy_backward(void* target, const void* source, u64 size) {
+    ASSERT((target && source) || size == 0);
+    u8* t = (u8*)target;
+    const u8* s = (const u8*)source;
+    for (u64 i = size; i > 0; i--) t[i - 1] = s[i - 1];
+}
+
+u32 text_length(const char* text) {
+    if (!text) return 0;
+    u32 length = 0;
+    while (text[length]) length++;
+    return length;
+}
+
+bool bytes_equal(const void* a, u64 a_size, const void* b, u64 b_size) {
+    if (a_size != b_size) return false;
+    ASSERT((a && b) || a_size == 0);
+    return a_size == 0 || memcmp(a, b, a_size) == 0;
+}
+
+bool data_equal(data_t a, data_t b) { return bytes_equal(a.bytes, a.used, b.bytes, b.used); }
+
+bool bytes_starts_with(const u8* first, const u8* end, const void* prefix, u64 prefix_size) {
+    ASSERT(first && prefix);
+    if ((u64)(end - first) < prefix_size || end < first) return false;
+    return memcmp(first, prefix, prefix_size) == 0;
+}
+
+bool data_starts_with(data_t text, data_t prefix) {
+    return bytes_starts_with(text.bytes, text.bytes + text.used, prefix.bytes, prefix.used);
+}
+
+static bool bytes_equal_folded(const u8* a, const u8* b, u64 size) {
+    for (u64 i = 0; i < size; i++) {
+        if (char_to_lower(a[i]) != char_to_lower(b[i])) return false;
+    }
+    return true;
+}
+
+bool data_equal_no_case(data_t a, data_t b) {
+    if (a.used != b.used) return false;
+    ASSERT(a.bytes && b.bytes);
+    return bytes_equal_folded(a.bytes, b.bytes, a.used);
+}
+
+bool bytes_starts_with_no_case(const u8* first, const u8* end, const void* prefix, u64 prefix_size) {
+    ASSERT(first && prefix);
+    if (end < first || (u64)(end - first) < prefix_size) return false;
+    return bytes_equal_folded(first, (const u8*)prefix, prefix_size);
+}
+
+bool data_starts_with_no_case(data_t text, data_t prefix) {
+    return bytes_starts_with_no_case(text.bytes, text.bytes + text.used, prefix.bytes, prefix.used);
+}
+
+void data_to_lower(data_t text) {
+    for (u64 i = 0; i < text.used; i++) {
+        if (char_is_upper(text.bytes[i])) text.bytes[i] = (u8)char_to_lower(text.bytes[i]);
+    }
+}
+
+u8* bytes_find(u8* first, u8* end, const void* needle, u64 needle_size) {
+    if (!first || !end || first >= end || needle_size == 0 || needle_size > (u64)(end - first)) return end;
+    u8* last_start = end + 1 - needle_size;
+    for (u8* at = first; at < last_start; at++) {
+        if (memcmp(at, needle, needle_size) == 0) return at;
+    }
+    return end;
+}
+
+u8* bytes_find_last(u8* first, u8* end, const void* needle, u64 needle_size) {
+    if (!first || !end || first >= end || needle_size == 0 || needle_size > (u64)(end - first)) return end;
+    for (u64 offset = (u64)(end - first) - needle_size + 1; offset > 0; offset--) {
+        if (memcmp(first + offset - 1, needle, needle_size) == 0) return first + offset - 1;
+    }
+    return end;
+}
+
+u8* bytes_find_space(u8* first, u8* end) {
+    for (u8* at = first; at < end; at++) {
+        if (char_is_space(*at)) return at;
+    }
+    return nullptr;
+}
+
+u8* bytes_find_last_space(u8* first, u8* end) {
+    for (u8* at = end; at > first; at--) {
+        if (char_is_space(at[-1])) return at - 1;
+    }
+    return nullptr;
+}
+
+u8* bytes_find_not_space(u8* first, u8* end) {
+    for (u8* at = first; at < end; at++) {
+        if (!char_is_space(*at)) return at;
+    }
+    return nullptr;
+}
+
+u8* bytes_find_last_not_space(u8* first, u8* end) {
+    for (u8* at = end; at > first; at--) {
+        if (!char_is_space(at[-1])) return at - 1;
+    }
+    return nullptr;
+}
+
+bool char_is_any_u32(u32 c, const u32* set, u64 set_size) {
+    PROFILE_ZONE(char_is_any_u32);
+    for (u64 i = 0; i < set_size; i++) {
+        if (set[i] == c) return true;
+    }
+    return false;
+}
+
+void string_replace_chars(data_t text, const char* from, const char* to) {
+    u32 count = text_length(from);
+    ASSERT(count == text_length(to));
+    for (u64 i = 0; i < text.used; i++) {
+        // Later pairs see what earlier pairs made of the byte, so "ab" -> "bc"
+        // turns an 'a' into a 'c'.
+        u8 c = text.bytes[i];
+        for (u32 j = 0; j < count; j++) {
+            if (c == (u8)from[j]) c = (u8)to[j];
+        }
+        text.bytes[i] = c;
+    }
+}
+
+data_t string_trim_end(data_t text, const char* set) {
+    ASSERT(text.bytes);
+    u32 set_size = text_length(set);
+    while (text.used > 0 && char_is_any(text.bytes[text.used - 1], set, set_size)) text.used--;
+    return text;
+}
+
+u32 hash_fnv1a_32(const void* bytes, u64 size) {
+    const u8* b = (const u8*)bytes;
+    u32 hash = 0x811C9DC5u;
+    for (u64 i = 0; i < size; i++) {
+        hash ^= b[i];
+        hash *= 16777619u;
+    }
+    return hash;
+}
+
+u64 hash_fnv1a_64(const void* bytes, u64 size) {
+    const u8* b = (const u8*)bytes;
+    u64 hash = 0xCBF29CE484222325ull;
+    for (u64 i = 0; i < size; i++) {
+        hash ^= b[i];
+        hash *= 0x100000001B3ull;
+    }
+    return hash;
+}
+
+void utf8_decode(const u8* first, const u8* end, u32* codepoint, u32* length, utf_error_t* error) {
+    if (*error) return;
+    *codepoint = codepoint_invalid;
+    *length = 0;
+    if (first >= end) {
+        *error = utf_error_empty;
+        return;
+    }
+    u8 lead = first[0];
+    if (lead <= 0x7F) {
+        *codepoint = lead;
+        *length = 1;
+        return;
+    }
+    u32 continuation_count;
+    u32 value;
+    u8 low = 0x80;
+    u8 high = 0xBF;
+    if (lead >= 0xC2 && lead <= 0xDF) {
+        continuation_count = 1;
+        value = lead & 0x1F;
+    } else if (lead >= 0xE0 && lead <= 0xEF) {
+        continuation_count = 2;
+        value = lead & 0x0F;
+        if (lead == 0xE0) low = 0xA0;  // overlong
+        if (lead == 0xED) high = 0x9F; // surrogates
+    } else if (lead >= 0xF0 && lead <= 0xF4) {
+        continuation_count = 3;
+        value = lead & 0x07;
+        if (lead == 0xF0) low = 0x90;  // overlong
+        if (lead == 0xF4) high = 0x8F; // above U+10FFFF
+    } else {
+        *error = utf_error_invalid_lead_byte;
+        return;
+    }
+    *length = continuation_count + 1;
+    if (!(continuation_count < (u64)(end - first))) {
+        *error = utf_error_truncated;
+        return;
+    }
+    for (u32 i = 1; i <= continuation_count; i++) {
+        u8 c = first[i];
+        if (c < low || c > high) {
+            *error = utf_error_invalid_continuation;
+            return;
+        }
+        low = 0x80;
+        high = 0xBF;
+        value = (value << 6) | (c & 0x3F);
+    }
+    *codepoint = value;
+}
+
+void utf8_encode(u8* first, u8* end, u32 codepoint, u32* length, utf_error_t* error) {
+    if (*error) return;
+    if (!codepoint_is_valid(codepoint)) {
+        *error = utf_error_invalid_codepoint;
+        return;
+    }
+    // These bounds are the program's own: U+07FF takes the three-byte form, U+FFFF
+    // the four-byte form and U+10FFFF nothing at all. Stored text depends on it.
+    u32 count;
+    if (codepoint <= 0x7F) {
+        count = 1;
+    } else if (codepoint < 0x7FF) {
+        count = 2;
+    } else if (codepoint < 0xFFFF) {
+        count = 3;
+    } else if (codepoint < 0x10FFFF) {
+        count = 4;
+    } else {
+        count = 0;
+    }
+    *length = count;
+    if (!first) return;
+    if ((u64)(end - first) < count) {
+        *error = utf_error_target_too_small;
+        return;
+    }
+    switch (count) {
+    case 1:
+        first[0] = (u8)codepoint;
+        break;
+    case 2:
+        first[0] = (u8)(0xC0 | (codepoint >> 6));
+        first[1] = (u8)(0x80 | (codepoint & 0x3F));
+        break;
+    case 3:
+        first[0] = (u8)(0xE0 | (codepoint >> 12));
+        first[1] = (u8)(0x80 | ((codepoint >> 6) & 0x3F));
+        first[2] = (u8)(0x80 | (codepoint & 0x3F));
+        break;
+    case 4:
+        first[0] = (u8)(0xF0 | (codepoint >> 18));
+        first[1] = (u8)(0x80 | ((codepoint >> 12) & 0x3F));
+        first[2] = (u8)(0x80 | ((codepoint >> 6) & 0x3F));
+        first[3] = (u8)(0x80 | (codepoint & 0x3F));
+        break;
+    }
+}
+
+u64 utf8_count(const u8* first, const u8* end) {
+    u64 count = 0;
+    while (first < end) {
+        u32 codepoint, length;
+        utf_error_t error = 0;
+        utf8_decode(first, end, &codepoint, &length, &error);
+        first += error ? 1 : length;
+        count++;
+    }
+    return count;
+}
+
+u32 utf8_last_char_length(const u8* first, const u8* end) {
+    if (first >= end) return 0;
+    u64 size = (u64)(end - first);
+    for (u64 back = 1;; back++) {
+        if (back > size) return (u32)size;  // left the range without a whole character
+        if (back >= 5) return 1;            // four tries in vain
+        u32 codepoint, length;
+        utf_error_t error = 0;
+        utf8_decode(end - back, end, &codepoint, &length, &error);
+        if (!error) return length;
+    }
+}
+
+static u32 utf16_read_unit(const u8* at, u32 big_endian) {
+    return big_endian ? (u32)(at[0] << 8 | at[1]) : (u32)(at[1] << 8 | at[0]);
+}
+
+static void utf16_write_unit(u8* at, u32 unit, u32 big_endian) {
+    if (big_endian) {
+        at[0] = (u8)(unit >> 8);
+        at[1] = (u8)unit;
+    } else {
+        at[0] = (u8)unit;
+        at[1] = (u8)(unit >> 8);
+    }
+}
+
+void utf16_decode(const u8* first, const u8* end, u32* codepoint, u32* units, u32 big_endian, utf_error_t* error) {
+    if (*error) return;
+    *codepoint = codepoint_invalid;
+    if (first >= end || end - first < 2) {
+        *units = 1;
+        *error = utf_error_empty;
+        return;
+    }
+    u32 unit = utf16_read_unit(first, big_endian);
+    if (unit < 0xD800 || unit > 0xDFFF) {
+        *codepoint = unit;
+        *units = 1;
+        return;
+    }
+    *units = 2;
+    if (end - first < 4) {
+        *error = utf_error_truncated;
+        return;
+    }
+    u32 second = utf16_read_unit(first + 2, big_endian);
+    if (unit >= 0xDC00 || second < 0xDC00 || second > 0xDFFF) {
+        *error = utf_error_invalid_surrogate;
+        return;
+    }
+    *codepoint = (((unit - 0xD800) * 1024) | (second - 0xDC00)) + 0x10000;
+}
+
+void utf16_encode(u8* first, u8* end, u32 codepoint, u32* units, u32 big_endian, utf_error_t* error) {
+    if (*error) return;
+    if (!codepoint_is_valid(codepoint)) {
+        *error = utf_error_invalid_codepoint;
+        return;
+    }
+    u32 count = codepoint > 0xFFFF ? 2 : 1;
+    *units = count;
+    if (!first) return;
+    if ((u64)(end - first) < 2 * count) {
+        *error = utf_error_target_too_small;
+        return;
+    }
+    if (count == 1) {
+        utf16_write_unit(first, codepoint, big_endian);
+    } else {
+        u32 value = codepoint - 0x10000;
+        utf16_write_unit(first, 0xD800 + (value >> 10), big_endian);
+        utf16_write_unit(first + 2, 0xDC00 + (value & 0x3FF), big_endian);
+    }
+}
+
+u64 utf16_count(const u8* first, const u8* end) {
+    u64 count = 0;
+    u64 size = first < end ? (u64)(end - first) : 0;
+    u64 at = 0;
+    while (at < size) {
+        u32 codepoint, units;
+        utf_error_t error = 0;
+        utf16_decode(first + at, end, &codepoint, &units, 0, &error);
+        at += error ? 2 : 2 * units;
+        count++;
+    }
+    return count;
+}
+
+u64 utf16_length(const u16* text) {
+    u64 length = 0;
+    while (text[length]) length++;
+    return length;
+}
+
+u64 utf16_to_utf8(const u16* source, u64 unit_count, u8* target, u64 target_size, utf_error_t* error) {
+    if (*error) return 0;
+    const u8* at = (const u8*)source;
+    const u8* end = at + unit_count * 2;
+    u64 written = 0;
+    while (at < end) {
+        u32 codepoint, units, length = 0;
+        utf16_decode(at, end, &codepoint, &units, 0, error);
+        if (*error) {
+            codepoint = codepoint_replacement;
+            units = 1;
+            *error = 0;
+        }
+        utf8_encode(target + written, target + target_size, codepoint, &length, error);
+        if (*error) break;
+        written += length;
+        at += 2 * units;
+    }
+    return written;
+}
+
+u64 utf8_to_utf16(const u8* source, u64 size, u16* target, u64 target_size, utf_error_t* error) {
+    if (*error) return 0;
+    const u8* end = source + size;
+    u8* out = (u8*)target;
+    u8* out_end = out + target_size * 2;
+    u64 written = 0;
+    while (source < end) {
+        u32 codepoint, length, units = 0;
+        utf8_decode(source, end, &codepoint, &length, error);
+        if (*error) {
+            codepoint = codepoint_replacement;
+            length = 1;
+            *error = 0;
+        }
+        utf16_encode(out + written * 2, out_end, codepoint, &units, 0, error);
+        if (*error) break;
+        written += units;
+        source += length;
+    }
+    return written;
+}
+
+u64 data_utf16_to_utf8(data_t source, data_t* target, utf_error_t* error) {
+    ASSERT((source.used & 1) == 0);
+    if (*error || target->used > target->reserved) return 0;
+    u64 written = utf16_to_utf8((const u16*)source.bytes, source.used / 2, target->bytes + target->used,
+                                target->reserved - target->used, error);
+    target->used += written;
+    return written;
+}
+
+u64 data_utf8_to_utf16(data_t source, data_t* target, utf_error_t* error) {
+    if (*error || target->used > target->reserved) return 0;
+    u64 units = utf8_to_utf16(source.bytes, source.used, (u16*)(target->bytes + target->used),
+                              (target->reserved - target->used) / 2, error);
+    target->used += units * 2;
+    return units;
+}

@@ -1,0 +1,213 @@
+// data_t blocks: alignment and exhaustion of pushes, carving, reserve and commit,
+// and the assertion that stops the program.
+#include <gtest/gtest.h>
+
+#include <string.h>
+
+#include "base/data.h"
+#include "base/log.h"
+
+TEST(Assert, StopsTheProgramInEveryBuild) {
+    EXPECT_DEATH(ASSERT(1 + 1 == 3), "");
+    ASSERT(1 + 1 == 2);  // a holding condition goes on
+}
+
+TEST(Data, AlignmentHelpers) {
+    EXPECT_EQ(align_padding(0, 8), 0u);
+    EXPECT_EQ(align_padding(1, 8), 7u);
+    EXPECT_EQ(align_padding(8, 8), 0u);
+    EXPECT_EQ(align_padding(13, 4), 3u);
+    EXPECT_EQ(align_up(13, 4), 16u);
+    EXPECT_EQ(align_up(16, 16), 16u);
+    EXPECT_EQ(align_up(0, 64), 0u);
+}
+
+TEST(Data, LiteralCountsTheTerminatorInReservedOnly) {
+    data_t o = data_literal("o");
+    EXPECT_EQ(o.reserved, 2u);
+    EXPECT_EQ(o.used, 1u);
+}
+
+TEST(Data, PushAlignsTheAddressAndCountsThePadding) {
+    alignas(64) u8 buffer[64];
+    data_t block = data_make(sizeof(buffer), 3, buffer);
+    // Size 0 at an unaligned end gives the aligned end; used grows by the padding.
+    u8* zero = (u8*)data_push(&block, 0, 0);
+    EXPECT_EQ(zero, buffer + 8);
+    EXPECT_EQ(block.used, 8u);
+    block.used = 5;
+    EXPECT_EQ((u8*)data_push(&block, 2, 2), buffer + 6);
+    EXPECT_EQ((u8*)data_push(&block, 4, 4), buffer + 8);
+    EXPECT_EQ((u8*)data_push(&block, 1, 1), buffer + 12);
+    EXPECT_EQ((u8*)data_push(&block, 8, 0), buffer + 16);  // 0 means 8
+    EXPECT_EQ(block.used, 24u);
+}
+
+TEST(Data, PushThatFillsSucceedsAndTheNextFailsWithALogLine) {
+    alignas(8) u8 buffer[16];
+    data_t block = data_make(sizeof(buffer), 0, buffer);
+    EXPECT_NE(data_push(&block, 16, 1), nullptr);
+    EXPECT_EQ(block.used, 16u);
+
+    log_channel_t* log = log_channel(log_main);
+    u64 before = log->text.used;
+    EXPECT_EQ(data_push(&block, 1, 1), nullptr);
+    EXPECT_EQ(block.used, 16u);
+    const char message[] = "***Out of memory in the data_t block.***\n";
+    ASSERT_GE(log->text.used, sizeof(message) - 1);
+    EXPECT_EQ(memcmp(log->text.bytes + log->text.used - (sizeof(message) - 1), message, sizeof(message) - 1), 0);
+    EXPECT_GT(log->text.used, before);
+
+    // The typed helpers say nothing of their own and give null.
+    EXPECT_EQ(data_push_u8(&block, 1), nullptr);
+    EXPECT_EQ(data_push_u32(&block, 1), nullptr);
+}
+
+TEST(Data, TypedPushesAndCopies) {
+    alignas(8) u8 buffer[64] = {};
+    data_t block = data_make(sizeof(buffer), 0, buffer);
+    data_push_u8(&block, 0xAB);
+    u16* half = data_push_u16(&block, 0x1234);
+    u32* word = data_push_u32(&block, 0xDEADBEEF);
+    EXPECT_EQ((u8*)half, buffer + 2);
+    EXPECT_EQ((u8*)word, buffer + 4);
+    EXPECT_EQ(*word, 0xDEADBEEFu);
+    u8* text = data_push_c_string(&block, "abc");
+    EXPECT_EQ(memcmp(text, "abc", 3), 0);
+    EXPECT_EQ(block.used, 11u);
+    // A null source pushes room without copying.
+    EXPECT_NE(data_push_string(&block, nullptr, 4), nullptr);
+    EXPECT_EQ(block.used, 15u);
+    u8* copy = (u8*)data_push_data(&block, data_literal("xyz"), 0);
+    EXPECT_EQ(copy, buffer + 16);
+    EXPECT_EQ(memcmp(copy, "xyz", 3), 0);
+}
+
+TEST(Data, BadAlignmentStops) {
+    alignas(64) u8 buffer[128];
+    data_t block = data_make(sizeof(buffer), 0, buffer);
+    EXPECT_DEATH(data_push(&block, 8, 16), "");
+    EXPECT_DEATH(data_push(&block, 8, 3), "");
+    data_t sub = data_sub_block(&block, 8, 16);  // legal for carving
+    EXPECT_EQ(sub.bytes, buffer);
+    EXPECT_DEATH(data_sub_block(&block, 8, 128), "");
+    EXPECT_DEATH(data_sub_block(&block, 1000, 1), "");  // overflowing carve
+}
+
+TEST(Data, SubBlocksAndViews) {
+    alignas(64) u8 buffer[256];
+    data_t parent = data_make(sizeof(buffer), 1, buffer);
+    data_t sub = data_sub_block(&parent, 10, 0);
+    EXPECT_EQ(sub.bytes, buffer + 8);
+    EXPECT_EQ(sub.reserved, 10u);
+    EXPECT_EQ(sub.used, 0u);
+    EXPECT_EQ(parent.used, 18u);
+
+    data_t view = data_free_view(&parent);
+    EXPECT_EQ(view.bytes, buffer + 18);
+    EXPECT_EQ(view.reserved, 238u);
+    data_t view_64 = data_free_view_64(&parent);
+    EXPECT_EQ(view_64.bytes, buffer + 64);
+    EXPECT_EQ(view_64.reserved, 192u);
+    EXPECT_EQ(parent.used, 18u);  // views don't take anything
+
+    data_t rest = data_sub_block_rest(&parent, 32);
+    EXPECT_EQ(rest.bytes, buffer + 32);
+    EXPECT_EQ(rest.reserved, 224u);
+    EXPECT_EQ(parent.used, parent.reserved);
+    // A full parent only takes a push of nothing at an aligned end.
+    EXPECT_NE(data_push(&parent, 0, 1), nullptr);
+    EXPECT_EQ(data_push(&parent, 1, 1), nullptr);
+    EXPECT_EQ(data_sub_block_rest(&parent, 0).bytes, buffer + 256);
+
+    data_t over = data_make(4, 5, buffer);
+    EXPECT_EQ(data_free_view(&over).bytes, nullptr);
+}
+
+TEST(Data, ShrinkPopSkip) {
+    u8 buffer[32];
+    data_t parent = data_make(sizeof(buffer), 0, buffer);
+    data_t sub = data_sub_block(&parent, 20, 1);
+    sub.used = 6;
+    u64 given_up = data_shrink_to_used(&sub);
+    EXPECT_EQ(given_up, 14u);
+    data_pop(&parent, given_up);
+    EXPECT_EQ(parent.used, 6u);
+    EXPECT_EQ(sub.reserved, 6u);
+
+    data_t text = data_make(10, 10, buffer);
+    data_skip(&text, 4);
+    EXPECT_EQ(text.bytes, buffer + 4);
+    EXPECT_EQ(text.used, 6u);
+    EXPECT_EQ(text.reserved, 6u);
+    data_skip(&text, 7);  // more than reserved: nothing at all
+    EXPECT_EQ(text.bytes, buffer + 4);
+    EXPECT_EQ(text.used, 6u);
+}
+
+TEST(Data, StringAppendKeepsOneContiguousString) {
+    u8 buffer[32];
+    data_t block = data_make(sizeof(buffer), 3, buffer);
+    data_t string = {};
+    string_append(&block, &string, data_literal("ab"));
+    string_append(&block, &string, data_literal("cde"));
+    EXPECT_EQ(string.bytes, buffer + 3);
+    EXPECT_EQ(string.used, 5u);
+    EXPECT_EQ(string.reserved, 5u);
+    EXPECT_EQ(memcmp(string.bytes, "abcde", 5), 0);
+    // No room: the string stays as it was.
+    block.reserved = block.used;
+    string_append(&block, &string, data_literal("f"));
+    EXPECT_EQ(string.used, 5u);
+}
+
+TEST(Data, AllocateAndFreeKeepTheTotalRising) {
+    u64 total = memory_total;
+    data_t block = data_allocate(100000);
+    ASSERT_NE(block.bytes, nullptr);
+    EXPECT_EQ(block.reserved, 100000u);  // not rounded
+    EXPECT_EQ(memory_total, total + 100000);
+    block.bytes[99999] = 1;
+    data_free(&block);
+    EXPECT_EQ(block.bytes, nullptr);
+    EXPECT_EQ(block.reserved, 0u);
+    EXPECT_EQ(memory_total, total + 100000);
+    data_free(&block);  // twice is harmless
+    EXPECT_EQ(memory_total, total + 100000);
+}
+
+TEST(Data, ReserveCommitDecommit) {
+    u32 page_size = 0, granularity = 0;
+    void* lowest = nullptr;
+    void* highest = nullptr;
+    memory_query_system(&page_size, &granularity, &lowest, &highest);
+    EXPECT_EQ(page_size, memory_page_size);
+    EXPECT_EQ(granularity % page_size, 0u);
+    EXPECT_LT(lowest, highest);
+
+    data_t region = data_reserve(granularity + 1);
+    EXPECT_EQ(region.reserved, 2ull * granularity);
+    EXPECT_EQ(region.used, 0u);
+
+    u8* first = data_commit(&region, 1);  // one byte takes a page
+    ASSERT_EQ(first, region.bytes);
+    EXPECT_EQ(region.used, page_size);
+    first[page_size - 1] = 7;
+    u8* second = data_commit(&region, page_size + 1);
+    EXPECT_EQ(second, region.bytes + page_size);
+    EXPECT_EQ(region.used, 3ull * page_size);
+    second[2 * page_size - 1] = 9;
+
+    EXPECT_EQ(data_commit(&region, region.reserved), nullptr);  // past the reservation
+    EXPECT_EQ(region.used, 3ull * page_size);
+
+    data_decommit(&region, page_size);
+    EXPECT_EQ(region.used, 2ull * page_size);
+    EXPECT_EQ(first[page_size - 1], 7);
+    // Committing again gives a fresh zero page where the old one was.
+    u8* again = data_commit(&region, page_size);
+    EXPECT_EQ(again, region.bytes + 2 * page_size);
+    EXPECT_EQ(again[page_size - 1], 0);
+    EXPECT_DEATH(data_decommit(&region, 4 * page_size), "");
+    data_free(&region);
+}

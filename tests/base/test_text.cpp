@@ -1,0 +1,287 @@
+// Text primitives: UTF-8 and UTF-16 coding with their errors, the converters that
+// replace bad input, search and editing.
+#include <gtest/gtest.h>
+
+#include <string.h>
+
+#include <string>
+#include <vector>
+
+#include "base/text.h"
+
+static data_t view(const std::string& s) { return data_from_size(s.size(), s.data()); }
+
+TEST(Text, ClassesAtTheirBorders) {
+    EXPECT_TRUE(char_is_space(11));  // the vertical tab counts here
+    EXPECT_FALSE(char_is_space(0));
+    EXPECT_FALSE(char_is_control(127));
+    EXPECT_TRUE(char_is_control(159));
+    EXPECT_FALSE(char_is_control(160));
+    EXPECT_TRUE(codepoint_is_valid(0xD7FF));
+    EXPECT_FALSE(codepoint_is_valid(0xDFFF));
+    EXPECT_TRUE(codepoint_is_valid(0x10FFFF));
+    EXPECT_FALSE(codepoint_is_valid(0x110000));
+    EXPECT_EQ(char_hex_value('f'), 15u);
+    EXPECT_EQ(char_hex_value('F'), 15u);
+    EXPECT_EQ(char_to_lower('['), (u32)'[');
+}
+
+TEST(Text, Utf8DecodeTable) {
+    struct {
+        std::vector<u8> bytes;
+        u32 codepoint;
+        u32 length;
+        utf_error_t error;
+    } cases[] = {
+        {{}, codepoint_invalid, 0, 1},
+        {{0x41}, 0x41, 1, 0},
+        {{0xC3, 0xA9}, 0xE9, 2, 0},
+        {{0xE2, 0x82, 0xAC}, 0x20AC, 3, 0},  // last byte is the range's last
+        {{0xF0, 0x9F, 0x98, 0x80}, 0x1F600, 4, 0},
+        {{0xF4, 0x8F, 0xBF, 0xBF}, 0x10FFFF, 4, 0},
+        {{0xC0, 0x80}, codepoint_invalid, 0, 5},
+        {{0xF5, 0x80, 0x80, 0x80}, codepoint_invalid, 0, 5},
+        {{0x80}, codepoint_invalid, 0, 5},
+        {{0xE0, 0x80, 0x80}, codepoint_invalid, 3, 6},
+        {{0xED, 0xA0, 0x80}, codepoint_invalid, 3, 6},
+        {{0xF4, 0x90, 0x80, 0x80}, codepoint_invalid, 4, 6},
+        {{0xF0, 0x8F, 0x80, 0x80}, codepoint_invalid, 4, 6},
+        {{0xE2, 0x82, 0x41}, codepoint_invalid, 3, 6},
+        {{0xE2}, codepoint_invalid, 3, 2},
+        {{0xE2, 0x82}, codepoint_invalid, 3, 2},
+    };
+    for (auto& c : cases) {
+        u32 codepoint = 0, length = 99;
+        utf_error_t error = 0;
+        utf8_decode(c.bytes.data(), c.bytes.data() + c.bytes.size(), &codepoint, &length, &error);
+        EXPECT_EQ(codepoint, c.codepoint) << testing::PrintToString(c.bytes);
+        EXPECT_EQ(length, c.length) << testing::PrintToString(c.bytes);
+        EXPECT_EQ(error, c.error) << testing::PrintToString(c.bytes);
+    }
+    // A set error makes the call do nothing.
+    u8 a = 'a';
+    u32 codepoint = 5, length = 5;
+    utf_error_t error = 3;
+    utf8_decode(&a, &a + 1, &codepoint, &length, &error);
+    EXPECT_EQ(codepoint, 5u);
+    EXPECT_EQ(error, 3u);
+}
+
+TEST(Text, Utf8EncodeKeepsItsOwnBounds) {
+    struct {
+        u32 codepoint;
+        std::vector<u8> bytes;
+        utf_error_t error;
+    } cases[] = {
+        {0x41, {0x41}, 0},
+        {0x7F, {0x7F}, 0},
+        {0x80, {0xC2, 0x80}, 0},
+        {0x7FE, {0xDF, 0xBE}, 0},
+        {0x7FF, {0xE0, 0x9F, 0xBF}, 0},
+        {0x20AC, {0xE2, 0x82, 0xAC}, 0},
+        {0xFFFF, {0xF0, 0x8F, 0xBF, 0xBF}, 0},
+        {0x1F600, {0xF0, 0x9F, 0x98, 0x80}, 0},
+        {0x10FFFF, {}, 0},
+        {0xD800, {}, 4},
+        {0x110000, {}, 4},
+    };
+    for (auto& c : cases) {
+        u8 out[8] = {};
+        u32 length = 0;
+        utf_error_t error = 0;
+        utf8_encode(out, out + sizeof(out), c.codepoint, &length, &error);
+        EXPECT_EQ(error, c.error) << c.codepoint;
+        EXPECT_EQ(std::vector<u8>(out, out + length), c.bytes) << c.codepoint;
+    }
+    // What the three- and four-byte forms make of U+07FF and U+FFFF doesn't decode.
+    for (u32 codepoint : {0x7FFu, 0xFFFFu}) {
+        u8 out[8];
+        u32 length = 0, decoded = 0, decoded_length = 0;
+        utf_error_t error = 0;
+        utf8_encode(out, out + 8, codepoint, &length, &error);
+        utf8_decode(out, out + length, &decoded, &decoded_length, &error);
+        EXPECT_EQ(error, 6u);
+    }
+    // Length only, and a target that is too small.
+    u32 length = 0;
+    utf_error_t error = 0;
+    utf8_encode(nullptr, nullptr, 0x20AC, &length, &error);
+    EXPECT_EQ(length, 3u);
+    EXPECT_EQ(error, 0u);
+    u8 small[2] = {1, 1};
+    utf8_encode(small, small + 2, 0x20AC, &length, &error);
+    EXPECT_EQ(error, 3u);
+    EXPECT_EQ(small[0], 1);
+}
+
+TEST(Text, Utf8CountAndLastCharLength) {
+    std::string mixed = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80";
+    const u8* first = (const u8*)mixed.data();
+    const u8* end = first + mixed.size();
+    EXPECT_EQ(utf8_count(first, end), 4u);
+    std::string bad = "a\xFF\x80z";
+    EXPECT_EQ(utf8_count((const u8*)bad.data(), (const u8*)bad.data() + bad.size()), 4u);
+
+    EXPECT_EQ(utf8_last_char_length(first, end), 4u);
+    EXPECT_EQ(utf8_last_char_length(first, end - 4), 3u);
+    EXPECT_EQ(utf8_last_char_length(first, first + 1), 1u);
+    EXPECT_EQ(utf8_last_char_length(first, first), 0u);
+    std::string tails = "\x80\x80";  // leaves the range without a character
+    EXPECT_EQ(utf8_last_char_length((const u8*)tails.data(), (const u8*)tails.data() + 2), 2u);
+    std::string many = "a\x80\x80\x80\x80\x80";  // four tries in vain
+    EXPECT_EQ(utf8_last_char_length((const u8*)many.data(), (const u8*)many.data() + many.size()), 1u);
+}
+
+TEST(Text, Utf16DecodeAndEncode) {
+    struct {
+        std::vector<u8> bytes;
+        u32 big_endian;
+        u32 codepoint;
+        u32 units;
+        utf_error_t error;
+    } cases[] = {
+        {{0x41, 0x00}, 0, 0x41, 1, 0},
+        {{0x00, 0x41}, 1, 0x41, 1, 0},
+        {{0x3D, 0xD8, 0x00, 0xDE}, 0, 0x1F600, 2, 0},
+        {{0xD8, 0x3D, 0xDE, 0x00}, 1, 0x1F600, 2, 0},
+        {{0x41}, 0, codepoint_invalid, 1, 1},
+        {{0x00, 0xD8}, 0, codepoint_invalid, 2, 2},
+        {{0x00, 0xDC, 0x00, 0xD8}, 0, codepoint_invalid, 2, 7},
+        {{0x00, 0xD8, 0x41, 0x00}, 0, codepoint_invalid, 2, 7},
+    };
+    for (auto& c : cases) {
+        u32 codepoint = 0, units = 0;
+        utf_error_t error = 0;
+        utf16_decode(c.bytes.data(), c.bytes.data() + c.bytes.size(), &codepoint, &units, c.big_endian, &error);
+        EXPECT_EQ(codepoint, c.codepoint) << testing::PrintToString(c.bytes);
+        EXPECT_EQ(units, c.units) << testing::PrintToString(c.bytes);
+        EXPECT_EQ(error, c.error) << testing::PrintToString(c.bytes);
+    }
+
+    u8 out[4];
+    u32 units = 0;
+    utf_error_t error = 0;
+    utf16_encode(out, out + 4, 0x1F600, &units, 1, &error);
+    EXPECT_EQ(units, 2u);
+    EXPECT_EQ(std::vector<u8>(out, out + 4), (std::vector<u8>{0xD8, 0x3D, 0xDE, 0x00}));
+    utf16_encode(out, out + 2, 0x1F600, &units, 0, &error);
+    EXPECT_EQ(error, 3u);
+    error = 0;
+    utf16_encode(out, out + 4, 0xDC00, &units, 0, &error);
+    EXPECT_EQ(error, 4u);
+
+    const u16 text[] = {0x41, 0xD83D, 0xDE00, 0xDC00, 0x42, 0};
+    EXPECT_EQ(utf16_length(text), 5u);
+    EXPECT_EQ(utf16_count((const u8*)text, (const u8*)(text + 5)), 4u);
+}
+
+TEST(Text, ConvertersReplaceBadInput) {
+    // A lone high surrogate at the end, and a reversed pair.
+    const u16 source[] = {0x48, 0xDC00, 0xD800, 0x49, 0xD83D, 0xDE00, 0xD800};
+    u8 out[64];
+    utf_error_t error = 0;
+    u64 written = utf16_to_utf8(source, ARRAY_COUNT(source), out, sizeof(out), &error);
+    EXPECT_EQ(error, 0u);
+    EXPECT_EQ(std::string((char*)out, written),
+              "H\xEF\xBF\xBD\xEF\xBF\xBDI\xF0\x9F\x98\x80\xEF\xBF\xBD");
+
+    // No room ends the conversion with the error set.
+    written = utf16_to_utf8(source, ARRAY_COUNT(source), out, 3, &error);
+    EXPECT_EQ(written, 1u);
+    EXPECT_EQ(error, 3u);
+
+    std::string utf8 = "a\xFF\xC3\xA9\xE2\x82";
+    u16 wide[16];
+    error = 0;
+    u64 units = utf8_to_utf16((const u8*)utf8.data(), utf8.size(), wide, 16, &error);
+    EXPECT_EQ(error, 0u);
+    EXPECT_EQ(std::vector<u16>(wide, wide + units), (std::vector<u16>{0x61, 0xFFFD, 0xE9, 0xFFFD, 0xFFFD}));
+
+    // The data_t forms append behind what the target holds.
+    alignas(2) u8 buffer[32];
+    data_t target = data_make(sizeof(buffer), 2, buffer);
+    error = 0;
+    EXPECT_EQ(data_utf8_to_utf16(data_literal("h\xC3\xA9"), &target, &error), 2u);
+    EXPECT_EQ(target.used, 6u);
+    data_t wide_text = data_make(4, 4, buffer + 2);
+    data_t narrow = data_make(8, 1, buffer + 20);
+    EXPECT_EQ(data_utf16_to_utf8(wide_text, &narrow, &error), 3u);
+    EXPECT_EQ(narrow.used, 4u);
+    EXPECT_EQ(memcmp(buffer + 21, "h\xC3\xA9", 3), 0);
+    data_t odd = data_make(3, 3, buffer);
+    EXPECT_DEATH(data_utf16_to_utf8(odd, &narrow, &error), "");
+}
+
+TEST(Text, CompareAndFold) {
+    EXPECT_TRUE(data_equal(data_literal("abc"), view("abc")));
+    EXPECT_FALSE(data_equal(data_literal("abc"), data_literal("abd")));
+    EXPECT_TRUE(data_equal(data_t{}, data_t{}));
+    EXPECT_TRUE(data_equal_no_case(data_literal("HeLLo"), data_literal("hello")));
+    EXPECT_FALSE(data_equal_no_case(data_literal("a["), data_literal("a{")));
+    EXPECT_TRUE(data_starts_with(data_literal("<?xml"), data_literal("<?")));
+    EXPECT_FALSE(data_starts_with(data_literal("<"), data_literal("<?")));
+    EXPECT_TRUE(data_starts_with_no_case(data_literal("HTTP://x"), data_literal("http://")));
+    std::string mixed = "MiXeD 1";
+    data_to_lower(view(mixed));
+    EXPECT_EQ(mixed, "mixed 1");
+    EXPECT_DEATH(data_equal_no_case(data_t{}, data_t{}), "");
+    EXPECT_DEATH(bytes_equal(nullptr, 1, "a", 1), "");
+}
+
+TEST(Text, SearchTable) {
+    std::string hay = "abcabc";
+    u8* first = (u8*)hay.data();
+    u8* end = first + hay.size();
+    EXPECT_EQ(bytes_find(first, end, "bc", 2), first + 1);
+    EXPECT_EQ(bytes_find_last(first, end, "bc", 2), first + 4);
+    EXPECT_EQ(bytes_find(first, end, "abcabc", 6), first);
+    EXPECT_EQ(bytes_find_last(first, end, "abcabc", 6), first);
+    EXPECT_EQ(bytes_find(first, end, "", 0), end);
+    EXPECT_EQ(bytes_find(first, end, "abcabca", 7), end);
+    EXPECT_EQ(bytes_find(first, end, "x", 1), end);
+    EXPECT_EQ(bytes_find(first, first, "a", 1), first);
+    EXPECT_EQ(bytes_find_last(first, end, "c", 1), first + 5);
+    EXPECT_EQ(bytes_find_last(first, end, "a", 1), first + 3);
+    EXPECT_EQ(bytes_find_last(first, first + 3, "a", 1), first);
+
+    std::string spaced = " a b ";
+    u8* s = (u8*)spaced.data();
+    u8* s_end = s + spaced.size();
+    EXPECT_EQ(bytes_find_space(s + 1, s_end), s + 2);
+    EXPECT_EQ(bytes_find_last_space(s, s_end), s + 4);
+    EXPECT_EQ(bytes_find_not_space(s, s_end), s + 1);
+    EXPECT_EQ(bytes_find_last_not_space(s, s_end), s + 3);
+    EXPECT_EQ(bytes_find_space(s + 1, s + 2), nullptr);
+    EXPECT_EQ(bytes_find_not_space(s, s + 1), nullptr);
+    EXPECT_EQ(bytes_find_last_not_space(s + 4, s_end), nullptr);
+
+    const u32 set[] = {0x20AC, 0x41};
+    EXPECT_TRUE(char_is_any_u32(0x41, set, 2));
+    EXPECT_FALSE(char_is_any_u32(0x42, set, 2));
+    EXPECT_TRUE(char_is_any('-', "+-", 2));
+}
+
+TEST(Text, EditingAndHashes) {
+    std::string text = "a-b";
+    string_replace_chars(view(text), "ab", "bc");  // the walk goes on with the changed byte
+    EXPECT_EQ(text, "c-c");
+    EXPECT_DEATH(string_replace_chars(view(text), "ab", "b"), "");
+
+    std::string padded = "value \t\n";
+    data_t trimmed = string_trim_end(view(padded), " \t\n");
+    EXPECT_EQ(trimmed.used, 5u);
+    EXPECT_EQ(string_trim_end(data_literal("   "), " ").used, 0u);
+    EXPECT_DEATH(string_trim_end(data_t{}, " "), "");
+
+    EXPECT_EQ(hash_fnv1a_32("", 0), 0x811C9DC5u);
+    EXPECT_EQ(hash_fnv1a_32("a", 1), 0xE40C292Cu);
+    EXPECT_EQ(hash_fnv1a_64("a", 1), 0xAF63DC4C8601EC8Cull);
+    EXPECT_EQ(text_length(nullptr), 0u);
+    EXPECT_EQ(text_length("four"), 4u);
+
+    u8 buffer[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+    bytes_copy_backward(buffer + 2, buffer, 6);
+    EXPECT_EQ(std::vector<u8>(buffer, buffer + 8), (std::vector<u8>{1, 2, 1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(bytes_copy(buffer, buffer + 4, 2), buffer + 6);
+    EXPECT_DEATH(bytes_copy(nullptr, buffer, 1), "");
+}
