@@ -122,8 +122,18 @@ void encoding_decode(encoding_t encoding, const u8* first, const u8* end, u32* c
                      u8* length, u8* iso2022_state, decoder_error_t* error) {
     ASSERT(error && codepoint && length);
     if (*error) return;
-    *codepoint = codepoint_invalid;
     if (second_codepoint) *second_codepoint = codepoint_invalid;
+
+    // Feeds are mostly ASCII markup: in every encoding that keeps ASCII as
+    // itself, a byte below 128 is its own code point, whatever the decoder.
+    if (first < end && *first < 128 && encoding >= encoding_utf_8 && encoding <= encoding_x_user_defined &&
+        encoding != encoding_iso_2022_jp && encoding != encoding_replacement && encoding != encoding_utf_16be &&
+        encoding != encoding_utf_16le) {
+        *codepoint = *first;
+        *length = 1;
+        return;
+    }
+    *codepoint = codepoint_invalid;
 
     switch (encoding) {
         case encoding_utf_8:
