@@ -271,3 +271,25 @@ TEST(DecodersDeathTest, RequiredPointers) {
     const u16 runs[][2] = {{0, 10}};
     EXPECT_DEATH(index_to_pointer(65535, runs, 1), "");
 }
+
+// Whatever the bytes, each decoder reaches the end of the input in a bounded number
+// of calls and never steps past it: a bad sequence never stalls the reader.
+TEST(Decoders, ArbitraryBytesAlwaysReachTheEnd) {
+    const u8 alphabet[] = {0x1B, '$', '(', 'B', 'J', '@', 'I', 0x0E, 0x21, 0x30, 0x39, 0x5C, 0x7E, 0x7F, 0x80,
+                           0x81, 0x8E, 0x8F, 0xA1, 0xA4, 0xB0, 0xD8, 0xDC, 0xE0, 0xF0, 0xFE, 0xFF, 0x00, 'a'};
+    u32 seed = 12345;
+    for (encoding_t encoding = 1; encoding < encoding_count; encoding++) {
+        for (u32 sample = 0; sample < 400; sample++) {
+            std::string bytes;
+            seed = seed * 1103515245 + 12345;
+            u32 size = (seed >> 16) % 17;
+            for (u32 i = 0; i < size; i++) {
+                seed = seed * 1103515245 + 12345;
+                bytes += (char)alphabet[(seed >> 16) % sizeof(alphabet)];
+            }
+            std::string steps = decode_steps(encoding, bytes);
+            ASSERT_EQ(steps.find("(no end)"), std::string::npos) << encoding_name(encoding) << ": " << steps;
+            ASSERT_EQ(steps.find("(past the end)"), std::string::npos) << encoding_name(encoding) << ": " << steps;
+        }
+    }
+}
