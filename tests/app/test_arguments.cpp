@@ -1,0 +1,126 @@
+// The argument table and the folders the program keeps its files in.
+#include <gtest/gtest.h>
+
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "app/app.h"
+#include "app/arguments.h"
+#include "base/log.h"
+
+static std::string text(data_t d) { return std::string((char*)d.bytes, d.used); }
+
+static void store(std::initializer_list<const char*> list) {
+    static char* vector[256];
+    int count = 0;
+    for (const char* a : list) vector[count++] = (char*)a;
+    arguments_store(count, vector);
+}
+
+TEST(Arguments, FindAndValues) {
+    store({"newsloom", "-log", "-path", "/my feeds", "-log", "-path"});
+    EXPECT_EQ(arguments_table.argument_count, 6);
+    EXPECT_EQ(arguments_table.arguments[3].used, 9u);
+    EXPECT_EQ(arguments_table.arguments[3].reserved, 10u);
+
+    EXPECT_EQ(argument_find_text("-log", 0), 1u);
+    EXPECT_EQ(argument_find_text("-log", 2), 4u);  // the first at or after start
+    EXPECT_EQ(argument_find_text("-profile", 0), 0u);
+    EXPECT_EQ(argument_find_text("newsloom", 0), 0u);  // index 0 looks like a miss
+    EXPECT_EQ(argument_find_text("-LOG", 0), 0u);       // exact, with case
+    EXPECT_EQ(argument_find("-lo", 3, 0), 0u);
+
+    EXPECT_EQ(text(argument_value_text("-path", nullptr)), "/my feeds");
+    u32 position = 0;
+    EXPECT_EQ(text(argument_value_text("-path", &position)), "/my feeds");
+    EXPECT_EQ(position, 3u);
+    // The repeated switch is the last argument: no value, position unchanged.
+    EXPECT_EQ(argument_value_text("-path", &position).used, 0u);
+    EXPECT_EQ(position, 3u);
+    EXPECT_EQ(argument_value_text("-gfx_log", nullptr).used, 0u);
+
+    // The executable is this test program.
+    EXPECT_EQ(text(executable_name), "test_app");
+    ASSERT_GT(executable_folder.used, 0u);
+    EXPECT_EQ(executable_folder.bytes[executable_folder.used - 1], '/');
+    EXPECT_EQ(executable_name.bytes, executable_folder.bytes + executable_folder.used);
+}
+
+TEST(Arguments, TooManyAreCutWithALineForTheUser) {
+    static char* vector[130];
+    static char name[] = "x";
+    for (auto& v : vector) v = name;
+    log_channel_t* log = log_channel(log_user);
+    u64 before = log->text.used;
+    arguments_store(130, vector);
+    EXPECT_EQ(arguments_table.argument_count, 128);
+    EXPECT_GT(log->text.used, before);
+}
+
+class StoragePathTest : public testing::Test {
+protected:
+    std::string home;
+    std::string saved_home, saved_config;
+    bool had_config = false;
+    void SetUp() override {
+        char pattern[] = "/tmp/newsloom_home_XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        home = pattern;
+        saved_home = getenv("HOME") ? getenv("HOME") : "";
+        had_config = getenv("XDG_CONFIG_HOME") != nullptr;
+        if (had_config) saved_config = getenv("XDG_CONFIG_HOME");
+        setenv("HOME", home.c_str(), 1);
+        unsetenv("XDG_CONFIG_HOME");
+    }
+    void TearDown() override {
+        setenv("HOME", saved_home.c_str(), 1);
+        if (had_config) setenv("XDG_CONFIG_HOME", saved_config.c_str(), 1);
+        std::string command = "rm -rf '" + home + "'";
+        ASSERT_EQ(system(command.c_str()), 0);
+    }
+};
+
+TEST_F(StoragePathTest, PathSwitchThenConfigFolderThenHome) {
+    static app_t app;  // two 4 KiB buffers: keep it off the stack
+    store({"newsloom", "-path", "/srv/feeds"});
+    storage_path_resolve(&app);
+    EXPECT_EQ(text(app.storage_path), "/srv/feeds");
+    EXPECT_EQ(app.storage_path.bytes, app.storage_path_buffer);
+    EXPECT_EQ(app.storage_path.reserved, 4096u);
+
+    store({"newsloom", "-path"});  // a switch with no value is no switch
+    storage_path_resolve(&app);
+    EXPECT_EQ(text(app.storage_path), home + "/.config/newsloom");
+
+    setenv("XDG_CONFIG_HOME", (home + "/conf/").c_str(), 1);
+    storage_path_resolve(&app);
+    EXPECT_EQ(text(app.storage_path), home + "/conf/newsloom");
+    setenv("XDG_CONFIG_HOME", "relative", 1);  // not absolute: ignored
+    storage_path_resolve(&app);
+    EXPECT_EQ(text(app.storage_path), home + "/.config/newsloom");
+    unsetenv("XDG_CONFIG_HOME");
+
+    std::string long_path(5000, 'p');
+    store({"newsloom", "-path", long_path.c_str()});
+    storage_path_resolve(&app);
+    EXPECT_EQ(app.storage_path.used, 4096u);  // cut to what the buffer takes
+}
+
+TEST_F(StoragePathTest, DesktopFromUserDirsElseHome) {
+    static app_t app;
+    store({"newsloom"});
+    storage_path_resolve(&app);
+    EXPECT_EQ(text(app.desktop_path), home + "/Desktop");
+
+    if (access("/usr/bin/xdg-user-dir", X_OK) != 0) GTEST_SKIP() << "xdg-user-dir isn't installed";
+    ASSERT_EQ(system(("mkdir -p '" + home + "/.config'").c_str()), 0);
+    FILE* dirs = fopen((home + "/.config/user-dirs.dirs").c_str(), "w");
+    ASSERT_NE(dirs, nullptr);
+    fputs("XDG_DESKTOP_DIR=\"$HOME/Schreibtisch\"\n", dirs);
+    fclose(dirs);
+    storage_path_resolve(&app);
+    EXPECT_EQ(text(app.desktop_path), home + "/Schreibtisch");
+}

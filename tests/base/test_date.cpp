@@ -1,0 +1,176 @@
+// Dates: the two feed parsers' tables, date_add across months and years, the
+// file-name form and local text.
+#include <gtest/gtest.h>
+
+#include <stdlib.h>
+#include <string.h>
+#include <time.h>
+
+#include <string>
+
+#include "base/date.h"
+
+static date_t make_date(u16 year, u8 month, u8 day, u8 hour = 0, u8 minute = 0, u8 second = 0) {
+    return date_t{year, month, day, hour, minute, second, 0};
+}
+
+static std::string text_of(date_t d) {
+    char buffer[64];
+    snprintf(buffer, sizeof(buffer), "%04u-%02u-%02u %02u:%02u:%02u", d.year, d.month, d.day, d.hour, d.minute,
+             d.second);
+    return buffer;
+}
+
+static data_t view(const char* text) { return data_from_size(strlen(text), text); }
+
+TEST(Date, Rfc822Table) {
+    struct {
+        const char* text;
+        const char* expected;
+    } cases[] = {
+        {"Mon, 02 Jan 2006 15:04:05 GMT", "2006-01-02 15:04:05"},
+        {"Mon, 02 Jan 2006 15:04:05 +0200", "2006-01-02 13:04:05"},
+        {"Mon, 02 Jan 2006 15:04:05 -0200", "2006-01-02 17:04:05"},
+        {"Mon, 02 Jan 2006 15:04:05 +0530", "2006-01-02 09:34:05"},
+        {"Mon, 02 Jan 2006 23:30:00 -0100", "2006-01-03 00:30:00"},
+        {"Sun, 01 Jan 2006 00:30:00 +0100", "2005-12-31 23:30:00"},
+        {"02 Jan 2006 15:04 GMT", "2006-01-02 15:04:00"},
+        {"Mon, 02 Jan 2006 15:04:05 EST", "2006-01-02 15:04:05"},  // the table never matches
+        {"Mon, 02 Jan 2006 15:04:05 PDT", "2006-01-02 15:04:05"},
+        {"Mon, 02 Jan 2006 15:04:05 Z", "2006-01-02 15:04:05"},
+        {"Mon, 02 Jan 2006 15:04:05 A", "2006-01-02 16:04:05"},
+        {"Mon, 02 Jan 2006 15:04:05 N", "2006-01-02 14:04:05"},
+        {"Mon, 02 Jan 2006 15:04:05 J", "2006-01-02 15:04:05"},
+        {"Mon, 02 Jan 2006 15:04:05 z", "2006-01-02 15:04:05"},
+        {"Mon, 02 Jan 2006 15:04:05 UT", "2006-01-02 15:04:05"},
+        {"Mon, 2 Jan 2006 15:04:05 GMT", "2006-01-02 15:04:05"},
+        {"  Tue, 10 Feb 99 08:00:00 GMT", "0099-02-10 08:00:00"},
+        {"10 Foo 2006 08:00:00 GMT", "0000-00-10 00:00:00"},
+        {"", "65535-00-00 00:00:00"},
+        {"Mon,", "65535-00-00 00:00:00"},
+        {"garbage", "0000-00-00 00:00:00"},  // "rbag" was read as the year
+    };
+    for (auto& c : cases) {
+        EXPECT_EQ(text_of(date_parse_rfc822(view(c.text))), c.expected) << c.text;
+    }
+}
+
+TEST(Date, Rfc3339Table) {
+    struct {
+        const char* text;
+        const char* expected;
+    } cases[] = {
+        {"2006-01-02T15:04:05Z", "2006-01-02 15:04:05"},
+        {"2006-01-02T15:04:05.123+02:00", "2006-01-02 15:04:05"},
+        {"2006-01-02T15:04:05-08:00", "2006-01-02 15:04:05"},
+        {"2006-01-02T15:04", "2006-01-02 00:00:00"},
+        {"2006-01-02T", "2006-01-02 00:00:00"},
+        {"2006-01-02", "0000-00-00 00:00:00"},  // 11 bytes are needed
+        {"", "0000-00-00 00:00:00"},
+    };
+    for (auto& c : cases) {
+        EXPECT_EQ(text_of(date_parse_rfc3339(view(c.text))), c.expected) << c.text;
+    }
+}
+
+TEST(Date, AddAcrossMonthsAndYears) {
+    struct {
+        date_t date;
+        i64 years, months, days, hours, minutes, seconds;
+        const char* expected;
+    } cases[] = {
+        {make_date(2020, 2, 28), 0, 0, 1, 0, 0, 0, "2020-03-01 00:00:00"},  // 29 reaches February's length
+        {make_date(2021, 2, 27), 0, 0, 1, 0, 0, 0, "2021-03-01 00:00:00"},
+        {make_date(2021, 1, 30), 0, 0, 1, 0, 0, 0, "2021-02-01 00:00:00"},
+        {make_date(2021, 1, 31), 0, 0, 1, 0, 0, 0, "2021-02-02 00:00:00"},
+        {make_date(2021, 1, 15), 0, 0, 10, 0, 0, 0, "2021-01-25 00:00:00"},
+        {make_date(2021, 12, 31), 0, 0, 1, 0, 0, 0, "2022-01-02 00:00:00"},
+        {make_date(2021, 3, 1), 0, 0, -1, 0, 0, 0, "2021-02-28 00:00:00"},
+        {make_date(2020, 3, 1), 0, 0, -1, 0, 0, 0, "2020-02-29 00:00:00"},
+        {make_date(2021, 1, 1), 0, 0, -1, 0, 0, 0, "2020-12-31 00:00:00"},
+        {make_date(2021, 1, 10), 0, 0, -3, 0, 0, 0, "2021-01-07 00:00:00"},
+        {make_date(2020, 1, 31), 0, 1, 0, 0, 0, 0, "2020-02-29 00:00:00"},
+        {make_date(2021, 1, 31), 0, 1, 0, 0, 0, 0, "2021-02-28 00:00:00"},
+        {make_date(2021, 11, 15), 0, 3, 0, 0, 0, 0, "2022-02-15 00:00:00"},
+        {make_date(2021, 12, 31), 0, 1, 0, 0, 0, 0, "2022-01-31 00:00:00"},
+        {make_date(2021, 3, 31), 0, -1, 0, 0, 0, 0, "2021-02-28 00:00:00"},
+        {make_date(2021, 3, 15), 0, -3, 0, 0, 0, 0, "2020-12-15 00:00:00"},
+        {make_date(2021, 3, 15), 0, -15, 0, 0, 0, 0, "2019-12-15 00:00:00"},
+        {make_date(2020, 2, 29), 1, 0, 0, 0, 0, 0, "2021-02-28 00:00:00"},
+        {make_date(2020, 6, 1), -3000, 0, 0, 0, 0, 0, "0000-06-01 00:00:00"},
+        {make_date(2020, 6, 1), 70000, 0, 0, 0, 0, 0, "65535-06-01 00:00:00"},
+        {make_date(2021, 5, 10, 23, 59, 59), 0, 0, 0, 0, 0, 1, "2021-05-11 00:00:00"},
+        {make_date(2021, 5, 10, 0, 0, 0), 0, 0, 0, 0, 0, -1, "2021-05-09 23:59:59"},
+        {make_date(2021, 5, 10, 10, 30, 0), 0, 0, 0, 0, -150, 0, "2021-05-10 08:00:00"},
+        {make_date(2021, 5, 10, 10, 0, 0), 0, 0, 0, 50, 0, 0, "2021-05-12 12:00:00"},
+        {make_date(2021, 5, 10, 10, 0, 0), 0, 0, 0, 0, 0, 3600 * 24 * 2, "2021-05-12 10:00:00"},
+        {make_date(0, 0, 0, 1, 0, 0), 0, 0, 0, -2, 0, 0, "0000-12-30 23:00:00"},  // a partial date survives
+    };
+    for (auto& c : cases) {
+        date_t result = date_add(c.date, c.years, c.months, c.days, c.hours, c.minutes, c.seconds);
+        EXPECT_EQ(text_of(result), c.expected) << text_of(c.date) << " + " << c.years << "y " << c.months << "m "
+                                               << c.days << "d " << c.hours << "h " << c.minutes << "min "
+                                               << c.seconds << "s";
+    }
+}
+
+TEST(Date, NumbersAndComparison) {
+    EXPECT_EQ(date_to_number(make_date(2006, 1, 2, 15, 4, 5)), 20060102150405ull);
+    EXPECT_TRUE(date_is_after(make_date(2006, 1, 2, 0, 0, 1), make_date(2006, 1, 2)));
+    EXPECT_TRUE(date_is_before(make_date(2005, 12, 31, 23, 59, 59), make_date(2006, 1, 1)));
+    EXPECT_FALSE(date_is_after(make_date(2006, 1, 1), make_date(2006, 1, 1)));
+    EXPECT_TRUE(date_is_zero(date_t{}));
+    EXPECT_FALSE(date_is_zero(make_date(0, 0, 0, 0, 0, 1)));
+    EXPECT_TRUE(date_is_leap_year(2000));
+    EXPECT_FALSE(date_is_leap_year(1900));
+    EXPECT_TRUE(date_is_leap_year(2024));
+    EXPECT_EQ(date_month_length(2024, 2), 29u);
+    EXPECT_EQ(date_month_length(2023, 2), 28u);
+    EXPECT_EQ(seconds_between(100, 350, 100), 2.5);
+    EXPECT_EQ(seconds_between(350, 100, 100), -2.5);
+}
+
+TEST(Date, FileNames) {
+    u8 buffer[64];
+    data_t block = data_make(sizeof(buffer), 3, buffer);
+    data_t name = date_to_file_name(make_date(2006, 1, 2, 15, 4, 5), &block);
+    EXPECT_EQ(std::string((char*)name.bytes, name.used), "20060102_150405");
+    EXPECT_EQ(name.bytes, buffer + 3);
+    EXPECT_EQ(block.used, 18u);
+
+    EXPECT_EQ(text_of(date_from_file_name(view("20060102_150405"))), "2006-01-02 15:04:05");
+    EXPECT_EQ(text_of(date_from_file_name(view("feed_data_x"))), "0000-00-00 00:00:00");
+    // Out of range fields are given back as they stand.
+    EXPECT_EQ(text_of(date_from_file_name(view("20061345_996666.bin"))), "2006-13-45 99:66:66");
+    EXPECT_EQ(text_of(date_from_file_name(view("20060102-150405"))), "0000-00-00 00:00:00");
+    EXPECT_EQ(text_of(date_from_file_name(view("20060102_15040"))), "0000-00-00 00:00:00");
+    EXPECT_EQ(text_of(date_from_file_name(view("2006a102_150405"))), "0000-00-00 00:00:00");
+}
+
+TEST(Date, NowAndLocalText) {
+    date_t now = date_now();
+    time_t seconds = time(nullptr);
+    struct tm utc;
+    gmtime_r(&seconds, &utc);
+    EXPECT_EQ(now.year, utc.tm_year + 1900);
+    EXPECT_GE(now.month, 1);
+
+    // In UTC and the C locale the text is predictable.
+    setenv("TZ", "UTC", 1);
+    tzset();
+    u8 buffer[256];
+    data_t block = data_make(sizeof(buffer), 0, buffer);
+    date_t date = make_date(2006, 1, 2, 15, 4, 5);
+    data_t both = date_to_string(date, &block, 0, data_literal(" - "));
+    std::string text((char*)both.bytes, both.used);
+    EXPECT_NE(text.find("Monday"), std::string::npos) << text;
+    EXPECT_NE(text.find(" - "), std::string::npos) << text;
+    EXPECT_NE(text.find("15:04:05"), std::string::npos) << text;
+    data_t time_only = date_to_string(date, &block, 1, data_literal(" - "));
+    EXPECT_EQ(std::string((char*)time_only.bytes, time_only.used), "15:04:05");
+    data_t date_only = date_to_string(date, &block, 2, data_t{});
+    std::string date_text((char*)date_only.bytes, date_only.used);
+    EXPECT_EQ(date_text.find("15:04"), std::string::npos) << date_text;
+    EXPECT_EQ(date_text.find("Monday"), 0u) << date_text;
+    EXPECT_EQ(block.used, both.used + time_only.used + date_only.used);
+}

@@ -1,0 +1,269 @@
+// Files and directories on real files in a temporary folder: errors that chain,
+// whole-file reads, walks, sorting and starting programs.
+#include <gtest/gtest.h>
+
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "base/file.h"
+#include "base/log.h"
+
+class FileTest : public testing::Test {
+protected:
+    std::string folder;
+    void SetUp() override {
+        char pattern[] = "/tmp/newsloom_file_XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        folder = pattern;
+    }
+    void TearDown() override {
+        std::string command = "rm -rf '" + folder + "'";
+        ASSERT_EQ(system(command.c_str()), 0);
+    }
+    std::string path(const std::string& name) { return folder + "/" + name; }
+    static data_t view(const std::string& s) { return data_from_size(s.size(), s.data()); }
+    void write(const std::string& name, const std::string& content) {
+        file_error_t error = 0;
+        file_write_all(view(path(name)), content.data(), content.size(), true, &error);
+        ASSERT_EQ(error, 0u);
+    }
+};
+
+TEST_F(FileTest, WriteReadAndPositionedAccess) {
+    std::string p = path("a.bin");
+    file_error_t error = 0;
+    file_handle_t handle = file_open(view(p), true, false, &error);
+    EXPECT_EQ(file_write(handle, 0, 6, "abcdef", &error), 6u);
+    EXPECT_EQ(file_write(handle, 10, 2, "XY", &error), 2u);
+    file_sync(handle, &error);
+    file_close(handle, &error);
+    EXPECT_EQ(error, 0u);
+    EXPECT_EQ(file_size_by_path(view(p), &error), 12u);
+
+    handle = file_open(view(p), false, false, &error);
+    char buffer[16] = {};
+    EXPECT_EQ(file_read(handle, 2, 3, buffer, &error), 3u);
+    EXPECT_EQ(std::string(buffer, 3), "cde");
+    EXPECT_EQ(file_size(handle, &error), 12u);
+    EXPECT_EQ(file_read(handle, 8, 8, buffer, &error), 4u);  // the file ends first
+    EXPECT_EQ(error, file_error_short_read);
+    file_close(handle, &error);
+    EXPECT_EQ(error, file_error_short_read);
+
+    error = 0;
+    handle = file_open(view(p), false, false, &error);
+    file_read(handle, 12, 1, buffer, &error);  // at the end: nothing at all
+    EXPECT_EQ(error, file_error_read_nothing);
+    file_close(handle, &error);
+
+    error = 0;
+    file_read(file_handle_invalid, 0, 1, buffer, &error);
+    EXPECT_EQ(error, file_error_invalid_handle);
+    error = 0;
+    file_close(file_handle_invalid, &error);
+    EXPECT_EQ(error, file_error_close_invalid);
+    error = 0;
+    EXPECT_EQ(file_size(file_handle_invalid, &error), 0u);
+    EXPECT_EQ(error, 0u);
+}
+
+TEST_F(FileTest, TheFirstErrorStaysAndLaterCallsDoNothing) {
+    file_error_t error = 0;
+    std::string p = path("exists.txt");
+    write("exists.txt", "old");
+    file_handle_t handle = file_open(view(p), true, false, &error);  // no overwrite
+    EXPECT_EQ(handle, file_handle_invalid);
+    EXPECT_EQ(error, file_error_open);
+    EXPECT_EQ(file_write(handle, 0, 3, "new", &error), 0u);
+    EXPECT_EQ(file_size(handle, &error), 0u);
+    file_close(handle, &error);
+    EXPECT_EQ(error, file_error_open);
+    // A later open of a good file does nothing either.
+    EXPECT_EQ(file_open(view(p), false, false, &error), file_handle_invalid);
+    file_delete(view(p), &error);
+    EXPECT_TRUE(file_exists(view(p), &error) == false);
+    error = 0;
+    EXPECT_TRUE(file_exists(view(p), &error));
+    data_t content = file_read_all(view(p), false, &error);
+    EXPECT_EQ(std::string((char*)content.bytes, content.used), "old");
+    data_free(&content);
+
+    struct {
+        const char* what;
+        file_error_t expected;
+    } failures[] = {{"open", file_error_open}, {"delete", file_error_delete}, {"mkdir", file_error_create_directory},
+                    {"rename", file_error_rename}, {"long", utf_error_target_too_small}};
+    for (auto& f : failures) {
+        error = 0;
+        std::string missing = path("missing/deeper");
+        std::string what = f.what;
+        if (what == "open") file_open(view(missing), false, false, &error);
+        if (what == "delete") file_delete(view(missing), &error);
+        if (what == "mkdir") directory_create(view(missing), &error);
+        if (what == "rename") file_rename(view(missing), view(path("x")), &error);
+        if (what == "long") file_open(view(std::string(5000, 'a')), false, false, &error);
+        EXPECT_EQ(error, f.expected) << f.what;
+    }
+}
+
+TEST_F(FileTest, ReadAllSizesAndTerminator) {
+    write("empty", "");
+    write("text", "hello");
+    file_error_t error = 0;
+    data_t empty = file_read_all(view(path("empty")), true, &error);
+    EXPECT_EQ(error, 0u);
+    ASSERT_NE(empty.bytes, nullptr);
+    EXPECT_EQ(empty.used, 1u);
+    EXPECT_EQ(empty.bytes[0], 0);
+    data_free(&empty);
+    empty = file_read_all(view(path("empty")), false, &error);
+    EXPECT_EQ(empty.reserved, 0u);
+    EXPECT_EQ(error, 0u);
+
+    data_t text = file_read_all(view(path("text")), true, &error);
+    EXPECT_EQ(text.used, 6u);
+    EXPECT_EQ(text.reserved, 6u);
+    EXPECT_STREQ((char*)text.bytes, "hello");
+    data_free(&text);
+
+    data_t missing = file_read_all(view(path("nothing")), true, &error);
+    EXPECT_EQ(error, file_error_open);
+    EXPECT_EQ(missing.bytes, nullptr);
+    EXPECT_EQ(missing.reserved, 0u);
+
+    // A directory can't be read as a file.
+    error = 0;
+    data_t directory = file_read_all(view(folder), false, &error);
+    EXPECT_NE(error, 0u);
+    EXPECT_EQ(directory.bytes, nullptr);
+}
+
+TEST_F(FileTest, RenameReplacesAndDirectoriesExist) {
+    write("new.tmp", "second");
+    write("store.bin", "first");
+    file_error_t error = 0;
+    file_rename(view(path("new.tmp")), view(path("store.bin")), &error);
+    EXPECT_EQ(error, 0u);
+    EXPECT_FALSE(file_exists(view(path("new.tmp")), &error));
+    data_t content = file_read_all(view(path("store.bin")), false, &error);
+    EXPECT_EQ(std::string((char*)content.bytes, content.used), "second");
+    data_free(&content);
+
+    EXPECT_TRUE(directory_create(view(path("sub")), &error));
+    EXPECT_TRUE(directory_create(view(path("sub")), &error));  // already there
+    EXPECT_EQ(error, 0u);
+    EXPECT_TRUE(directory_exists(view(path("sub")), &error));
+    EXPECT_FALSE(file_exists(view(path("sub")), &error));
+    EXPECT_FALSE(directory_exists(view(path("store.bin")), &error));
+    EXPECT_FALSE(directory_create(view(path("a/b")), &error));  // parents aren't made
+    EXPECT_EQ(error, file_error_create_directory);
+}
+
+TEST(File, NamesAndCommaLists) {
+    struct {
+        const char* name;
+        const char* extension;
+        const char* stripped;
+    } names[] = {
+        {"a.tar.gz", "gz", "a.tar"}, {"noext", "", "noext"}, {"dot.", "", "dot"}, {".hidden", "hidden", ""},
+    };
+    for (auto& n : names) {
+        data_t name = data_from_size(strlen(n.name), n.name);
+        data_t extension = file_extension(name);
+        data_t stripped = file_strip_extension(name);
+        EXPECT_EQ(std::string((char*)extension.bytes, extension.used), n.extension) << n.name;
+        EXPECT_EQ(std::string((char*)stripped.bytes, stripped.used), n.stripped) << n.name;
+    }
+
+    data_t items[4];
+    u32 count = string_split_commas(data_literal(" a, b ,,c"), items, 4);
+    ASSERT_EQ(count, 3u);
+    EXPECT_EQ(std::string((char*)items[0].bytes, items[0].used), "a");
+    EXPECT_EQ(std::string((char*)items[1].bytes, items[1].used), "b ");
+    EXPECT_EQ(std::string((char*)items[2].bytes, items[2].used), "c");
+    EXPECT_EQ(string_split_commas(data_literal("a,b,c"), items, 2), 2u);
+    EXPECT_EQ(string_split_commas(data_literal(" , ,"), items, 4), 0u);
+}
+
+TEST_F(FileTest, WalkFiltersRecursesAndStopsWhenFull) {
+    ASSERT_EQ(mkdir(path("sub").c_str(), 0755), 0);
+    ASSERT_EQ(mkdir(path("skip").c_str(), 0755), 0);
+    write("a.bin", "1");
+    write("b.txt", "22");
+    write("sub/c.bin", "333");
+    write("skip/d.bin", "4444");
+
+    data_t block = data_allocate(1 << 20);
+    directory_list_t list = directory_list_create(&block, 50);
+    ASSERT_EQ(list.capacity, 50u);
+    directory_walk(&list, view(folder), data_literal("bin"), data_literal("skip"),
+                   directory_walk_recurse | directory_walk_files);
+    std::vector<std::string> found;
+    for (u32 i = 0; i < list.count; i++) {
+        found.push_back(std::string((char*)list.paths[i], list.path_lengths[i]) + ":" +
+                        std::to_string(list.sizes[i]) + ":" + std::to_string(list.is_directory[i]));
+        EXPECT_GT(list.times[i], 0u);
+    }
+    std::sort(found.begin(), found.end());
+    EXPECT_EQ(found, (std::vector<std::string>{"/a.bin:1:0", "/sub/c.bin:3:0"}));
+
+    // Neither files nor directories asked for: both; with dot entries.
+    directory_list_t all = directory_list_create(&block, 50);
+    directory_walk(&all, view(folder), data_t{}, data_t{}, directory_walk_dot_entries);
+    found.clear();
+    for (u32 i = 0; i < all.count; i++) found.push_back(std::string((char*)all.paths[i], all.path_lengths[i]));
+    std::sort(found.begin(), found.end());
+    EXPECT_EQ(found, (std::vector<std::string>{"/.", "/..", "/a.bin", "/b.txt", "/skip", "/sub"}));
+
+    // Sorting moves every array with its key.
+    std::vector<u64> keys;
+    for (u32 i = 0; i < all.count; i++) keys.push_back(all.path_lengths[i] * 100 + all.paths[i][1]);
+    directory_list_sort(&all, keys.data());
+    for (u32 i = 1; i < all.count; i++) EXPECT_LE(keys[i - 1], keys[i]);
+    for (u32 i = 0; i < all.count; i++) EXPECT_EQ(keys[i], all.path_lengths[i] * 100u + all.paths[i][1]);
+
+    for (int i = 0; i < 200; i++) write("many_" + std::to_string(i), "x");
+    directory_list_t full = directory_list_create(&block, 100);
+    directory_walk(&full, view(folder), data_t{}, data_t{}, directory_walk_files);
+    EXPECT_EQ(full.count, 100u);
+
+    u8 tiny_bytes[16];
+    data_t tiny = data_make(sizeof(tiny_bytes), 0, tiny_bytes);
+    directory_list_t none = directory_list_create(&tiny, 100);
+    EXPECT_EQ(none.paths, nullptr);
+    EXPECT_EQ(tiny.used, 0u);
+    data_free(&block);
+}
+
+TEST_F(FileTest, ProcessStartWithoutAShell) {
+    u32 exit_code = 99;
+    std::string command = "touch '" + path("made by child") + "'";
+    // Single quotes mean nothing without a shell: the quote marks are part of the name.
+    EXPECT_TRUE(process_start(view("touch \"" + path("made by child") + "\""), data_t{}, true, &exit_code));
+    EXPECT_EQ(exit_code, 0u);
+    file_error_t error = 0;
+    EXPECT_TRUE(file_exists(view(path("made by child")), &error));
+
+    EXPECT_TRUE(process_start(data_literal("touch relative"), view(folder), true, nullptr));
+    EXPECT_TRUE(file_exists(view(path("relative")), &error));
+
+    EXPECT_TRUE(process_start(data_literal("false"), data_t{}, true, &exit_code));
+    EXPECT_EQ(exit_code, 1u);
+    EXPECT_TRUE(process_start(data_literal("sh -c \"exit 7\""), data_t{}, true, &exit_code));
+    EXPECT_EQ(exit_code, 7u);
+
+    log_channel_t* log = log_channel(log_main);
+    u64 before = log->text.used;
+    EXPECT_FALSE(process_start(data_literal("newsloom-no-such-program"), data_t{}, true, &exit_code));
+    EXPECT_NE(log->text.used, before);  // the system's reason is on the main log
+
+    EXPECT_TRUE(process_start(data_literal("true"), data_t{}, false, nullptr));
+    EXPECT_FALSE(process_start(data_literal("true"), data_t{}, false, &exit_code));  // still running: no code
+    EXPECT_FALSE(process_start(view(std::string(20000, 'a')), data_t{}, false, nullptr));
+}

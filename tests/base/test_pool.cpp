@@ -1,0 +1,148 @@
+// Fixed pools: the free stack's order, exhaustion, walks, compaction and sort.
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "base/log.h"
+#include "base/pool.h"
+
+struct record_t {
+    u32 alive;
+    u32 value;
+};
+
+static bool record_is_alive(void* entry) { return ((record_t*)entry)->alive != 0; }
+static void record_mark_dead(void* entry) { ((record_t*)entry)->alive = 0; }
+static bool record_is_even(void* entry, u64 parity) { return ((record_t*)entry)->value % 2 == parity; }
+static i32 record_compare(void* a, void* b) { return ((record_t*)a)->value > ((record_t*)b)->value ? 1 : 0; }
+static void record_swap(void* a, void* b) {
+    record_t t = *(record_t*)a;
+    *(record_t*)a = *(record_t*)b;
+    *(record_t*)b = t;
+}
+
+static u64 index_of(pool_t* pool, void* entry) { return pool_index_of(pool, sizeof(record_t), entry); }
+
+TEST(Pool, SizeAndLayout) {
+    EXPECT_EQ(pool_size(8, 8, 3), 12u + 4u + 24u);
+    EXPECT_EQ(pool_size(8, 4, 3), 12u + 24u);
+    alignas(8) u8 memory[256];
+    data_t parent = data_make(sizeof(memory), 0, memory);
+    pool_t pool;
+    pool_create(&parent, &pool, sizeof(record_t), 8, 3);
+    EXPECT_EQ(parent.used, pool_size(sizeof(record_t), 8, 3));
+    EXPECT_EQ((u8*)pool.free_slots, memory);
+    EXPECT_EQ(pool.entries, memory + 16);
+    // A parent whose fill gives the slots a padding other than the computed one.
+    data_t shifted = data_make(sizeof(memory), 4, memory);
+    EXPECT_DEATH(pool_create(&shifted, &pool, sizeof(record_t), 8, 2), "");
+}
+
+TEST(Pool, FreeStackHandsOutInOrderAndReusesTheLastReleased) {
+    pool_t pool;
+    pool_create_alone(&pool, sizeof(record_t), 4, 4);
+    record_t* a = (record_t*)pool_alloc(&pool, sizeof(record_t));
+    record_t* b = (record_t*)pool_alloc(&pool, sizeof(record_t));
+    record_t* c = (record_t*)pool_alloc(&pool, sizeof(record_t));
+    EXPECT_EQ(index_of(&pool, a), 0u);
+    EXPECT_EQ(index_of(&pool, b), 1u);
+    EXPECT_EQ(index_of(&pool, c), 2u);
+    pool_release(&pool, b, sizeof(record_t));
+    EXPECT_EQ(pool.entry_count, 2u);
+    pool_release_index(&pool, 0);
+    EXPECT_EQ(index_of(&pool, pool_alloc(&pool, sizeof(record_t))), 0u);
+    EXPECT_EQ(index_of(&pool, pool_alloc(&pool, sizeof(record_t))), 1u);
+    EXPECT_EQ(index_of(&pool, pool_alloc(&pool, sizeof(record_t))), 3u);
+    EXPECT_EQ(pool_alloc(&pool, sizeof(record_t)), nullptr);  // full: null, nothing changes
+    EXPECT_EQ(pool.entry_count, 4u);
+    EXPECT_EQ(pool_at(&pool, sizeof(record_t), 2), (void*)c);
+
+    pool_print(&pool, sizeof(record_t));  // a full pool prints without reading past
+    pool_destroy(&pool);
+    EXPECT_EQ(pool.entries, nullptr);
+    EXPECT_EQ(pool.max_entry_count, 0u);
+
+    pool_t empty;
+    pool_create_alone(&empty, sizeof(record_t), 4, 2);
+    EXPECT_DEATH(pool_release_index(&empty, 0), "");
+    EXPECT_DEATH(pool_alloc(nullptr, 8), "");
+    pool_destroy(&empty);
+}
+
+TEST(Pool, PrintWritesTheCountsAndFirstFreeSlot) {
+    pool_t pool;
+    pool_create_alone(&pool, sizeof(record_t), 4, 5);
+    ((record_t*)pool_at(&pool, sizeof(record_t), 1))->alive = 9;
+    pool_alloc(&pool, sizeof(record_t));
+    log_write_c_string(log_main, "");  // the channel exists before the position is taken
+    log_channel_t* log = log_channel(log_main);
+    u8* before = log->text.bytes + log->text.used;
+    pool_print(&pool, sizeof(record_t));
+    std::string text((char*)before, (char*)log->text.bytes + log->text.used);
+    EXPECT_EQ(text, "{\n    max_entry_count: 5\n    entry_count: 1\n    first free: [ 3 ] 1 first byte: 9\n}\n");
+    pool_destroy(&pool);
+}
+
+TEST(Pool, IteratorStopsAfterCountFound) {
+    pool_t pool;
+    pool_create_alone(&pool, sizeof(record_t), 4, 10);
+    for (u32 i = 0; i < 10; i++) *(record_t*)pool_at(&pool, sizeof(record_t), i) = record_t{0, i};
+    pool_iterator_t walk = pool_iterator_start(&pool, sizeof(record_t), record_is_alive);
+    EXPECT_EQ(pool_iterator_next(&walk), nullptr);  // empty pool
+
+    for (u32 i = 0; i < 3; i++) ((record_t*)pool_alloc(&pool, sizeof(record_t)))->alive = 1;
+    record_mark_dead(pool_at(&pool, sizeof(record_t), 1));
+    ((record_t*)pool_at(&pool, sizeof(record_t), 7))->alive = 1;  // beyond what count allows
+    walk = pool_iterator_start(&pool, sizeof(record_t), record_is_alive);
+    std::vector<u32> seen;
+    while (record_t* r = (record_t*)pool_iterator_next(&walk)) seen.push_back(r->value);
+    EXPECT_EQ(seen, (std::vector<u32>{0, 2, 7}));
+    ((record_t*)pool_at(&pool, sizeof(record_t), 1))->alive = 1;
+    walk = pool_iterator_start(&pool, sizeof(record_t), record_is_alive);
+    seen.clear();
+    while (record_t* r = (record_t*)pool_iterator_next(&walk)) seen.push_back(r->value);
+    EXPECT_EQ(seen, (std::vector<u32>{0, 1, 2}));  // three found: slot 7 is never reached
+    pool_destroy(&pool);
+}
+
+TEST(Pool, CompactionFillsHolesFromTheTop) {
+    pool_t pool;
+    pool_create_alone(&pool, sizeof(record_t), 4, 10);
+    for (u32 i = 0; i < 10; i++) *(record_t*)pool_at(&pool, sizeof(record_t), i) = record_t{0, i};
+    for (u32 i : {0u, 5u, 9u}) ((record_t*)pool_at(&pool, sizeof(record_t), i))->alive = 1;
+    pool.entry_count = 3;
+    pool_compact(&pool, sizeof(record_t), record_is_alive, record_mark_dead);
+    std::vector<u32> values;
+    for (u32 i = 0; i < 10; i++) {
+        record_t* r = (record_t*)pool_at(&pool, sizeof(record_t), i);
+        if (r->alive) values.push_back(r->value);
+    }
+    EXPECT_EQ(values, (std::vector<u32>{0, 9, 5}));  // 9 to slot 1, 5 to slot 2
+    EXPECT_EQ(index_of(&pool, pool_alloc(&pool, sizeof(record_t))), 3u);  // just behind the packed ones
+    pool.entry_count = 3;
+    for (u32 i = 0; i < 10; i++) pool.free_slots[i] = 0;
+    pool_compact(&pool, sizeof(record_t), record_is_alive, record_mark_dead);  // nothing moves
+    EXPECT_EQ(((record_t*)pool_at(&pool, sizeof(record_t), 1))->value, 9u);
+    EXPECT_EQ(pool.free_slots[9], 0u);
+    EXPECT_EQ(pool.free_slots[0], 9u);
+    EXPECT_EQ(index_of(&pool, pool_alloc(&pool, sizeof(record_t))), 3u);
+    pool_destroy(&pool);
+}
+
+TEST(Pool, SortOrdersOnlyTheSlotsThatPass) {
+    pool_t pool;
+    pool_create_alone(&pool, sizeof(record_t), 4, 8);
+    u32 values[] = {8, 3, 6, 5, 2, 7};
+    for (u32 v : values) *(record_t*)pool_alloc(&pool, sizeof(record_t)) = record_t{1, v};
+    record_mark_dead(pool_at(&pool, sizeof(record_t), 3));  // 5 is dead: left alone
+    pool.entry_count = 5;
+    pool_sort(&pool, sizeof(record_t), false, 0, record_is_alive, record_is_even, record_compare, record_swap);
+    std::vector<u32> order;
+    for (u32 i = 0; i < 6; i++) order.push_back(((record_t*)pool_at(&pool, sizeof(record_t), i))->value);
+    EXPECT_EQ(order, (std::vector<u32>{2, 3, 6, 5, 8, 7}));
+    pool_sort(&pool, sizeof(record_t), true, 0, record_is_alive, record_is_even, record_compare, record_swap);
+    order.clear();
+    for (u32 i = 0; i < 6; i++) order.push_back(((record_t*)pool_at(&pool, sizeof(record_t), i))->value);
+    EXPECT_EQ(order, (std::vector<u32>{8, 3, 6, 5, 2, 7}));
+    pool_destroy(&pool);
+}
