@@ -19,8 +19,10 @@ void thread_queue_create(thread_queue_t* queue, u32 thread_count) {
     queue->terminated_count = 0;
     queue->thread_count = thread_count;
     queue->semaphore = thread_semaphore_create(0, thread_count);
-    queue->completed_event = thread_event_create();
-    queue->terminated_event = thread_event_create();
+    // The events outlive termination (the last worker may still be inside its
+    // set), so a queue record made again keeps the ones it has.
+    if (!queue->completed_event) queue->completed_event = thread_event_create();
+    if (!queue->terminated_event) queue->terminated_event = thread_event_create();
     for (u32 i = 0; i < thread_count; i++) {
         thread_context_t* context = &queue->contexts[i];
         context->queue = queue;

@@ -16,8 +16,8 @@ constexpr u64 os_http_message_size = 256;
 os_http_session_t os_http_session_open(const char* user_agent);
 bool os_http_session_close(os_http_session_t session);
 
-// Connect time-out and the time a transfer may receive nothing (rounded up to whole
-// seconds) before it fails; 30 s and 60 s unless changed. Tests shorten them.
+// Connect time-out and the time a transfer may receive nothing before it fails;
+// 30 s and 60 s unless changed. Tests shorten them.
 void os_http_set_time_outs(u64 connect_milliseconds, u64 idle_milliseconds);
 
 // Null on failure, with the reason in `message`, zero-terminated.

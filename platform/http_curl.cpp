@@ -4,9 +4,11 @@
 // there is a buffer stay inside libcurl (the transfer is paused), and only the part of
 // one network read that overflows the caller's buffer is kept aside here.
 #include <curl/curl.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <strings.h>
+#include <time.h>
 
 #include "platform/http.h"
 
@@ -36,10 +38,17 @@ struct os_http_request_s {
     u64 spill_start;
     u64 spill_capacity;
     char error_buffer[CURL_ERROR_SIZE];
+    u64 last_receive_ms;  // on the monotonic clock
 };
 
 static u64 os_http_connect_ms = 30000;
 static u64 os_http_idle_ms = 60000;
+
+static u64 os_http_now_ms() {
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return (u64)now.tv_sec * 1000 + (u64)now.tv_nsec / 1000000;
+}
 
 void os_http_set_time_outs(u64 connect_milliseconds, u64 idle_milliseconds) {
     os_http_connect_ms = connect_milliseconds;
@@ -79,6 +88,7 @@ static bool header_name_is(const char* line, size_t size, const char* name) {
 
 static size_t os_http_header(char* line, size_t one, size_t size, void* user) {
     os_http_request_t request = (os_http_request_t)user;
+    request->last_receive_ms = os_http_now_ms();
     if (size >= 5 && strncmp(line, "HTTP/", 5) == 0) {
         // A new response: a redirect or an interim reply came before it.
         request->status = 0;
@@ -132,6 +142,7 @@ static size_t os_http_write(char* bytes, size_t one, size_t size, void* user) {
         request->paused = true;
         return CURL_WRITEFUNC_PAUSE;
     }
+    request->last_receive_ms = os_http_now_ms();
     u64 taken = size < room ? size : room;
     memcpy(request->target + request->target_filled, bytes, taken);
     request->target_filled += taken;
@@ -139,9 +150,19 @@ static size_t os_http_write(char* bytes, size_t one, size_t size, void* user) {
     return size;
 }
 
-// Runs the transfer until `enough` holds or it ends.
+// Runs the transfer until `enough` holds or it ends. The idle time is measured
+// here rather than by libcurl's low-speed limit, which averages over several
+// seconds and so lets a stalled transfer run on past the time.
 static void os_http_drive(os_http_request_t request, bool (*enough)(os_http_request_t)) {
     while (!request->done && !enough(request)) {
+        u64 idle = os_http_now_ms() - request->last_receive_ms;
+        if (idle >= os_http_idle_ms) {
+            request->done = true;
+            request->result = CURLE_OPERATION_TIMEDOUT;
+            snprintf(request->error_buffer, sizeof(request->error_buffer),
+                     "Operation timed out: nothing received for %llu s", (unsigned long long)(idle / 1000));
+            break;
+        }
         int running = 0;
         if (curl_multi_perform(request->multi, &running) != CURLM_OK) {
             request->done = true;
@@ -156,7 +177,8 @@ static void os_http_drive(os_http_request_t request, bool (*enough)(os_http_requ
             }
         }
         if (request->done || enough(request)) break;
-        curl_multi_poll(request->multi, nullptr, 0, 1000, nullptr);
+        u64 wait = min_of<u64>(1000, os_http_idle_ms - idle);
+        curl_multi_poll(request->multi, nullptr, 0, (int)max_of<u64>(wait, 1), nullptr);
     }
 }
 
@@ -197,16 +219,13 @@ os_http_request_t os_http_open_url(os_http_session_t session, const char* addres
     curl_easy_setopt(easy, CURLOPT_PROXY, "");
     curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, (long)os_http_connect_ms);
-    // "Nothing received" as libcurl measures it: under one byte a second over the
-    // whole idle time.
-    curl_easy_setopt(easy, CURLOPT_LOW_SPEED_LIMIT, 1L);
-    curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME, (long)((os_http_idle_ms + 999) / 1000));
     curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, request->error_buffer);
     curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, os_http_header);
     curl_easy_setopt(easy, CURLOPT_HEADERDATA, request);
     curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, os_http_write);
     curl_easy_setopt(easy, CURLOPT_WRITEDATA, request);
     curl_multi_add_handle(request->multi, easy);
+    request->last_receive_ms = os_http_now_ms();
 
     os_http_drive(request, os_http_head_is_in);
     if (request->done && request->result != CURLE_OK) {
@@ -245,6 +264,9 @@ bool os_http_read(os_http_request_t request, void* buffer, u64 size, u64* read, 
             // May hand over the held bytes at once, through os_http_write.
             curl_easy_pause(request->easy, CURLPAUSE_CONT);
         }
+        // The caller reads again as soon as it has the last bytes; the time it took
+        // in between isn't the server's.
+        request->last_receive_ms = os_http_now_ms();
         os_http_drive(request, os_http_has_bytes);
     }
     request->target = nullptr;
