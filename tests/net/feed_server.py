@@ -1,0 +1,132 @@
+#!/usr/bin/env python3
+"""A small HTTP server on 127.0.0.1 for the network tests and the update benchmark.
+
+Usage: feed_server.py FEED_FOLDER [CERT KEY]
+Prints "PORT" (and, with a certificate, "PORT TLS_PORT") on one line once listening.
+
+Paths:
+  /feed/NAME            a file of FEED_FOLDER with Content-Length
+  /feed-nolength/NAME   the same without Content-Length (the body ends at close)
+  /copy/N/NAME          /feed/NAME under another address, so one document can
+                        stand for many feeds
+  /bytes/N              N bytes of a known pattern, with Content-Length
+  /bytes-nolength/N     the same without Content-Length
+  /longer/N/M           announces N bytes and writes M
+  /cut/N/M              announces N bytes, writes M < N and closes
+  /agent                the request's User-Agent as the body
+  /status500            a 500 with a body
+  /redirect/PATH        302 to /PATH
+  /stall                reads the request and never answers
+  /stall-body/N         announces N bytes, writes half, then never writes again
+"""
+import http.server
+import os
+import socketserver
+import ssl
+import sys
+import threading
+import time
+
+
+def pattern(n):
+    block = bytes(range(256))
+    return (block * (n // 256 + 1))[:n]
+
+
+class Handler(http.server.BaseHTTPRequestHandler):
+    protocol_version = "HTTP/1.1"
+    feed_folder = "."
+
+    def log_message(self, format, *args):
+        pass
+
+    def send_body(self, body, length=None, status=200, close=False):
+        self.send_response(status)
+        self.send_header("Content-Type", "application/xml")
+        if length is not None:
+            self.send_header("Content-Length", str(length))
+        if close or length is None:
+            self.send_header("Connection", "close")
+            self.close_connection = True
+        self.end_headers()
+        try:
+            self.wfile.write(body)
+            self.wfile.flush()
+        except (BrokenPipeError, ConnectionResetError):
+            pass
+
+    def read_feed(self, name):
+        path = os.path.join(self.feed_folder, os.path.basename(name))
+        try:
+            with open(path, "rb") as f:
+                return f.read()
+        except OSError:
+            return None
+
+    def do_GET(self):
+        parts = self.path.lstrip("/").split("/")
+        kind = parts[0]
+        if kind in ("feed", "feed-nolength", "copy"):
+            body = self.read_feed(parts[-1])
+            if body is None:
+                self.send_body(b"not found", 9, status=404)
+            elif kind == "feed-nolength":
+                self.send_body(body, None)
+            else:
+                self.send_body(body, len(body))
+        elif kind == "bytes":
+            n = int(parts[1])
+            self.send_body(pattern(n), n)
+        elif kind == "bytes-nolength":
+            self.send_body(pattern(int(parts[1])), None)
+        elif kind == "longer":
+            self.send_body(pattern(int(parts[2])), int(parts[1]), close=True)
+        elif kind == "cut":
+            self.send_body(pattern(int(parts[2])), int(parts[1]), close=True)
+        elif kind == "agent":
+            body = self.headers.get("User-Agent", "").encode()
+            self.send_body(body, len(body))
+        elif kind == "status500":
+            body = b"<html><body>Internal error</body></html>"
+            self.send_body(body, len(body), status=500)
+        elif kind == "redirect":
+            self.send_response(302)
+            self.send_header("Location", "/" + "/".join(parts[1:]))
+            self.send_header("Content-Length", "0")
+            self.end_headers()
+        elif kind == "stall":
+            time.sleep(3600)
+        elif kind == "stall-body":
+            n = int(parts[1])
+            self.send_response(200)
+            self.send_header("Content-Length", str(n))
+            self.end_headers()
+            self.wfile.write(pattern(n // 2))
+            self.wfile.flush()
+            time.sleep(3600)
+        else:
+            self.send_body(b"not found", 9, status=404)
+
+
+class Server(socketserver.ThreadingMixIn, http.server.HTTPServer):
+    daemon_threads = True
+    request_queue_size = 256
+
+
+def main():
+    Handler.feed_folder = sys.argv[1] if len(sys.argv) > 1 else "."
+    server = Server(("127.0.0.1", 0), Handler)
+    ports = [str(server.server_address[1])]
+    if len(sys.argv) > 3:
+        tls = Server(("127.0.0.1", 0), Handler)
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        context.load_cert_chain(sys.argv[2], sys.argv[3])
+        tls.socket = context.wrap_socket(tls.socket, server_side=True)
+        ports.append(str(tls.server_address[1]))
+        threading.Thread(target=tls.serve_forever, daemon=True).start()
+    print(" ".join(ports), flush=True)
+    server.serve_forever()
+
+
+if __name__ == "__main__":
+    main()
