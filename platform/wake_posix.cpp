@@ -22,13 +22,13 @@ static void wake_init() {
 void wake_install(wake_post_function_t post) { __atomic_store_n(&wake_installed, post, __ATOMIC_RELEASE); }
 
 void wake_post() {
+    wake_post_function_t post = __atomic_load_n(&wake_installed, __ATOMIC_ACQUIRE);
+    if (post) post();
     pthread_once(&wake_once, wake_init);
     pthread_mutex_lock(&wake_mutex);
     wake_pending = true;
     pthread_cond_signal(&wake_condition);
     pthread_mutex_unlock(&wake_mutex);
-    wake_post_function_t post = __atomic_load_n(&wake_installed, __ATOMIC_ACQUIRE);
-    if (post) post();
 }
 
 bool wake_wait(u64 milliseconds) {
