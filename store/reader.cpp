@@ -1,0 +1,666 @@
+// The reader's records: creation, lookup, soft delete, removal, the filtered walks
+// of the views, ordering, the string store and generations.
+#include "store/reader.h"
+
+#include "app/app.h"
+#include "app/panel.h"
+#include "base/log.h"
+#include "base/text.h"
+
+void (*reader_entry_removed_hook)(u32 entry_id) = nullptr;
+
+// ---------------------------------------------------------------------------
+// Life
+
+struct reader_pool_shape_t {
+    u64 entry_size;
+    u64 alignment;
+    u32 capacity;
+};
+
+static const reader_pool_shape_t reader_pool_shapes[7] = {
+    {sizeof(feed_t), 8, reader_feed_capacity},         {sizeof(entry_t), 8, reader_entry_capacity},
+    {sizeof(category_t), 8, reader_category_capacity}, {sizeof(person_t), 8, reader_person_capacity},
+    {sizeof(atom_link_t), 8, reader_atom_link_capacity}, {sizeof(relation_t), 4, reader_relation_capacity},
+    {sizeof(feed_meta_t), 8, reader_meta_capacity},
+};
+
+void reader_init(reader_t* reader) {
+    u64 total = 0;
+    for (const reader_pool_shape_t& shape : reader_pool_shapes) {
+        total += pool_size(shape.entry_size, shape.alignment, shape.capacity);
+        total += align_padding(total, 4);
+    }
+    reader->memory = data_allocate(total);
+    ASSERT(reader->memory.bytes);
+    pool_t* pools[7] = {&reader->feeds,      &reader->entries,   &reader->categories, &reader->persons,
+                        &reader->atom_links, &reader->relations, &reader->metas};
+    for (u32 i = 0; i < 7; i++) {
+        const reader_pool_shape_t& shape = reader_pool_shapes[i];
+        pool_create(&reader->memory, pools[i], shape.entry_size, shape.alignment, shape.capacity);
+    }
+    reader->string_region = data_reserve(reader_string_region_size);
+    reader->string_region_spare = data_reserve(reader_string_region_size);
+    ASSERT(data_commit(&reader->string_region, reader_string_commit_step));
+    reader->strings = data_make(reader->string_region.used, 0, reader->string_region.bytes);
+    reader->last_feed_id = 0;
+    reader->last_entry_id = 0;
+    reader->last_category_id = 0;
+    reader->last_person_id = 0;
+    reader->generation = 0;
+}
+
+void reader_release(reader_t* reader) {
+    data_free(&reader->memory);
+    reader->string_region.used = 0;
+    data_free(&reader->string_region);
+    reader->string_region_spare.used = 0;
+    data_free(&reader->string_region_spare);
+    data_zero(&reader->strings);
+}
+
+// ---------------------------------------------------------------------------
+// Alive tests, the filters of the pool walks
+
+bool feed_is_alive(void* record) {
+    if (!record) return false;
+    u32 kind = ((feed_t*)record)->kind & 0x7FFFFFFFu;
+    return kind == record_kind_rss || kind == record_kind_atom;
+}
+bool entry_is_alive(void* record) {
+    if (!record) return false;
+    u32 kind = ((entry_t*)record)->kind & 0x7FFFFFFFu;
+    return kind == record_kind_rss || kind == record_kind_atom;
+}
+bool category_is_alive(void* record) { return ((category_t*)record)->id != 0; }
+bool person_is_alive(void* record) { return ((person_t*)record)->id != 0; }
+bool atom_link_is_alive(void* record) {
+    u32 kind = ((atom_link_t*)record)->owner_kind;
+    return kind == atom_owner_feed || kind == atom_owner_entry;
+}
+bool relation_is_alive(void* record) {
+    u32 kind = ((relation_t*)record)->kind;
+    return kind >= 1 && kind <= 8;
+}
+bool meta_is_alive(void* record) { return ((feed_meta_t*)record)->feed_id != 0; }
+
+bool flags_match(u32 value, u32 required, u32 allowed) {
+    if (required) {
+        if ((value & required) != required) return false;
+        allowed |= required;
+    }
+    if (allowed == 0) return value == 0;
+    return (value & ~allowed) == 0;
+}
+
+// Slot access without the iterator, for walks that stop on a count.
+#define READER_SLOT(type, pool, index) ((type*)((pool).entries + (u64)(index) * sizeof(type)))
+
+// ---------------------------------------------------------------------------
+// Finding
+
+feed_t* reader_find_feed_by_id(reader_t* reader, u32 id) {
+    u32 seen = 0;
+    for (u32 i = 0; i < reader->feeds.max_entry_count && seen < reader->feeds.entry_count; i++) {
+        feed_t* feed = READER_SLOT(feed_t, reader->feeds, i);
+        if (!feed_is_alive(feed)) continue;
+        seen++;
+        if (feed->id == id) return feed;
+    }
+    return nullptr;
+}
+
+feed_t* reader_find_feed_by_address(reader_t* reader, data_t address) {
+    u32 seen = 0;
+    for (u32 i = 0; i < reader->feeds.max_entry_count && seen < reader->feeds.entry_count; i++) {
+        feed_t* feed = READER_SLOT(feed_t, reader->feeds, i);
+        if (!feed_is_alive(feed)) continue;
+        seen++;
+        if (data_equal(feed->address, address)) return feed;
+    }
+    return nullptr;
+}
+
+entry_t* reader_find_entry_by_id(reader_t* reader, u32 feed_id, u32 entry_id) {
+    feed_t* feed = reader_find_feed_by_id(reader, feed_id);
+    if (!feed) return nullptr;
+    u32 seen = 0;
+    for (u32 i = 0; i < reader->entries.max_entry_count && seen < feed->entry_count; i++) {
+        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        if (!entry_is_alive(entry) || entry->feed_id != feed_id) continue;
+        seen++;
+        if (entry->id == entry_id) return entry;
+    }
+    return nullptr;
+}
+
+data_t entry_unique_id(const entry_t* entry) {
+    if (!entry || entry->id == 0) return data_t{};
+    if (entry_kind(entry) == record_kind_rss) return entry->rss.guid;
+    if (entry_kind(entry) == record_kind_atom) return entry->atom.atom_id;
+    return data_t{};
+}
+
+entry_t* reader_find_entry_by_unique_id(reader_t* reader, u32 feed_id, data_t unique_id) {
+    if (unique_id.used == 0) return nullptr;
+    u32 seen = 0;
+    for (u32 i = 0; i < reader->entries.max_entry_count && seen < reader->entries.entry_count; i++) {
+        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        if (!entry_is_alive(entry)) continue;
+        seen++;
+        if (entry->feed_id != feed_id) continue;
+        data_t id = entry_kind(entry) == record_kind_rss ? entry->rss.guid : entry->atom.atom_id;
+        if (id.used != 0 && data_equal(id, unique_id)) return entry;
+    }
+    return nullptr;
+}
+
+category_t* reader_find_category(reader_t* reader, u32 id) {
+    if (id == 0) return nullptr;
+    u32 seen = 0;
+    for (u32 i = 0; i < reader->categories.max_entry_count && seen < reader->categories.entry_count; i++) {
+        category_t* category = READER_SLOT(category_t, reader->categories, i);
+        if (!category->id) continue;
+        seen++;
+        if (category->id == id) return category;
+    }
+    return nullptr;
+}
+
+person_t* reader_find_person(reader_t* reader, u32 id) {
+    if (id == 0) return nullptr;
+    u32 seen = 0;
+    for (u32 i = 0; i < reader->persons.max_entry_count && seen < reader->persons.entry_count; i++) {
+        person_t* person = READER_SLOT(person_t, reader->persons, i);
+        if (!person->id) continue;
+        seen++;
+        if (person->id == id) return person;
+    }
+    return nullptr;
+}
+
+feed_meta_t* reader_find_meta(reader_t* reader, u32 feed_id) {
+    if (feed_id == 0) return nullptr;
+    u32 seen = 0;
+    for (u32 i = 0; i < reader->metas.max_entry_count && seen < reader->metas.entry_count; i++) {
+        feed_meta_t* meta = READER_SLOT(feed_meta_t, reader->metas, i);
+        if (!meta->feed_id) continue;
+        seen++;
+        if (meta->feed_id == feed_id) return meta;
+    }
+    return nullptr;
+}
+
+data_t feed_title(const feed_t* feed) {
+    if (feed_kind(feed) == record_kind_rss) return feed->rss.title;
+    ASSERT(feed_kind(feed) == record_kind_atom);
+    return feed->atom.title;
+}
+
+data_t entry_title(const entry_t* entry) {
+    if (entry_kind(entry) == record_kind_rss) return entry->rss.title;
+    ASSERT(entry_kind(entry) == record_kind_atom);
+    return entry->atom.title;
+}
+
+data_t reader_atom_link_by_rel(reader_t* reader, u32 owner_id, u32 count, u32 owner_kind, u32 rel) {
+    u32 seen = 0;
+    for (u32 i = 0; i < reader->atom_links.max_entry_count && seen < count; i++) {
+        atom_link_t* link = READER_SLOT(atom_link_t, reader->atom_links, i);
+        if (link->owner_kind != owner_kind || link->owner_id != owner_id) continue;
+        seen++;
+        if (link->rel == rel) return link->href;
+    }
+    return data_t{};
+}
+
+// ---------------------------------------------------------------------------
+// Creating
+
+feed_t* reader_add_feed(reader_t* reader, u32 kind) {
+    feed_t* feed = (feed_t*)pool_alloc(&reader->feeds, sizeof(feed_t));
+    if (!feed) return nullptr;
+    bytes_zero(feed, sizeof(feed_t));
+    reader->last_feed_id += 1;
+    feed->id = reader->last_feed_id;
+    feed->kind = kind;
+    return feed;
+}
+
+entry_t* reader_new_entry(reader_t* reader) {
+    entry_t* entry = (entry_t*)pool_alloc(&reader->entries, sizeof(entry_t));
+    if (!entry) return nullptr;
+    bytes_zero(entry, sizeof(entry_t));
+    entry->id = reader->last_entry_id + 1;
+    entry->generation = reader->generation;
+    return entry;
+}
+
+void reader_attach_entry(reader_t* reader, feed_t* feed, entry_t* entry) {
+    feed->entry_count += 1;
+    entry->feed_id = feed->id;
+    entry->kind = feed->kind;
+    reader->last_entry_id += 1;
+    ASSERT(reader->last_entry_id == entry->id);
+}
+
+feed_meta_t* reader_add_meta(reader_t* reader, u32 feed_id) {
+    feed_meta_t* meta = (feed_meta_t*)pool_alloc(&reader->metas, sizeof(feed_meta_t));
+    if (!meta) return nullptr;
+    meta->feed_id = feed_id;
+    meta->flags = 0;
+    meta->link_target = &reader->link_targets[0];
+    return meta;
+}
+
+reader_snapshot_t reader_snapshot(reader_t* reader) {
+    return reader_snapshot_t{reader->strings, reader->last_category_id, reader->last_person_id};
+}
+
+void reader_restore_snapshot(reader_t* reader, reader_snapshot_t snapshot) {
+    reader_remove_unused_categories(reader);
+    reader_remove_unused_persons(reader);
+    ASSERT(reader->strings.bytes == snapshot.strings.bytes);
+    reader->strings.used = snapshot.strings.used;
+    reader->last_category_id = snapshot.last_category_id;
+    reader->last_person_id = snapshot.last_person_id;
+}
+
+// ---------------------------------------------------------------------------
+// Soft delete
+
+void entry_mark_deleted(entry_t* entry) {
+    ASSERT(entry_kind(entry) < 3);
+    entry->kind |= record_deleted_flag;
+}
+
+// Sets or clears the flag on every entry of the feed; the count must come out whole.
+static void feed_entries_set_deleted(reader_t* reader, feed_t* feed, bool deleted) {
+    u32 seen = 0;
+    for (u32 i = 0; i < reader->entries.max_entry_count && seen < feed->entry_count; i++) {
+        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        if (!entry_is_alive(entry) || entry->feed_id != feed->id) continue;
+        seen++;
+        if (deleted) {
+            entry->kind |= record_deleted_flag;
+        } else {
+            entry->kind &= ~record_deleted_flag;
+        }
+    }
+    ASSERT(seen == feed->entry_count);
+}
+
+void feed_mark_deleted(reader_t* reader, feed_t* feed) {
+    feed->kind |= record_deleted_flag;
+    feed_entries_set_deleted(reader, feed, true);
+}
+
+void feed_restore(reader_t* reader, feed_t* feed, bool with_entries) {
+    feed->kind &= ~record_deleted_flag;
+    if (with_entries) feed_entries_set_deleted(reader, feed, false);
+}
+
+// ---------------------------------------------------------------------------
+// Removing
+
+static void relation_release(reader_t* reader, relation_t* relation) {
+    relation->kind = relation_free;
+    pool_release(&reader->relations, relation, sizeof(relation_t));
+}
+
+// Releases the relations of one owner whose kinds are given with their counters;
+// stops as soon as every counter reached 0.
+static void reader_release_relations(reader_t* reader, u32 owner_id, const u32* kinds, u32** counts,
+                                     u32 kind_count) {
+    auto remaining = [&]() {
+        u32 sum = 0;
+        for (u32 k = 0; k < kind_count; k++) sum += *counts[k];
+        return sum;
+    };
+    for (u32 i = 0; i < reader->relations.max_entry_count && remaining() > 0; i++) {
+        relation_t* relation = READER_SLOT(relation_t, reader->relations, i);
+        if (relation->owner_id != owner_id) continue;
+        for (u32 k = 0; k < kind_count; k++) {
+            if (relation->kind == kinds[k] && *counts[k] > 0) {
+                relation_release(reader, relation);
+                *counts[k] -= 1;
+                break;
+            }
+        }
+    }
+    for (u32 k = 0; k < kind_count; k++) ASSERT(*counts[k] == 0);
+}
+
+void reader_remove_atom_links(reader_t* reader, u32 owner_id, u32* link_count, u32 owner_kind) {
+    for (u32 i = 0; i < reader->atom_links.max_entry_count && *link_count > 0; i++) {
+        atom_link_t* link = READER_SLOT(atom_link_t, reader->atom_links, i);
+        if (link->owner_kind != owner_kind || link->owner_id != owner_id) continue;
+        link->owner_kind = atom_owner_free;
+        pool_release(&reader->atom_links, link, sizeof(atom_link_t));
+        *link_count -= 1;
+    }
+    ASSERT(*link_count == 0);
+}
+
+void reader_remove_entry(reader_t* reader, entry_t* entry, feed_t* feed) {
+    u32 kind = entry_kind(entry);
+    if (kind == record_kind_rss) {
+        const u32 kinds[1] = {relation_rss_entry_category};
+        u32* counts[1] = {&entry->rss.category_count};
+        reader_release_relations(reader, entry->id, kinds, counts, 1);
+    } else {
+        ASSERT(kind == record_kind_atom);
+        const u32 kinds[3] = {relation_atom_entry_category, relation_atom_entry_author,
+                              relation_atom_entry_contributor};
+        u32* counts[3] = {&entry->atom.category_count, &entry->atom.author_count,
+                          &entry->atom.contributor_count};
+        reader_release_relations(reader, entry->id, kinds, counts, 3);
+        reader_remove_atom_links(reader, entry->id, &entry->atom.link_count, atom_owner_entry);
+    }
+    if (reader_entry_removed_hook) reader_entry_removed_hook(entry->id);
+    entry->kind = record_kind_free;
+    pool_release(&reader->entries, entry, sizeof(entry_t));
+    if (feed) feed->entry_count -= 1;
+}
+
+void reader_remove_feed(reader_t* reader, feed_t* feed) {
+    for (u32 i = 0; i < reader->entries.max_entry_count && feed->entry_count > 0; i++) {
+        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        if (entry_is_alive(entry) && entry->feed_id == feed->id) reader_remove_entry(reader, entry, feed);
+    }
+    ASSERT(feed->entry_count == 0);
+    feed_meta_t* meta = reader_find_meta(reader, feed->id);
+    ASSERT(meta);
+    bytes_zero(meta, sizeof(feed_meta_t));
+    pool_release(&reader->metas, meta, sizeof(feed_meta_t));
+    if (feed_kind(feed) == record_kind_rss) {
+        const u32 kinds[1] = {relation_rss_feed_category};
+        u32* counts[1] = {&feed->rss.category_count};
+        reader_release_relations(reader, feed->id, kinds, counts, 1);
+    } else {
+        ASSERT(feed_kind(feed) == record_kind_atom);
+        const u32 kinds[3] = {relation_atom_feed_category, relation_atom_feed_author,
+                              relation_atom_feed_contributor};
+        u32* counts[3] = {&feed->atom.category_count, &feed->atom.author_count, &feed->atom.contributor_count};
+        reader_release_relations(reader, feed->id, kinds, counts, 3);
+        reader_remove_atom_links(reader, feed->id, &feed->atom.link_count, atom_owner_feed);
+    }
+    feed->kind = record_kind_free;
+    pool_release(&reader->feeds, feed, sizeof(feed_t));
+}
+
+void reader_purge_deleted(reader_t* reader) {
+    for (u32 i = 0; i < reader->feeds.max_entry_count; i++) {
+        feed_t* feed = READER_SLOT(feed_t, reader->feeds, i);
+        if (!feed_is_alive(feed)) continue;
+        if (feed_is_deleted(feed)) {
+            reader_remove_feed(reader, feed);
+            continue;
+        }
+        u32 count = feed->entry_count;
+        u32 seen = 0;
+        for (u32 j = 0; j < reader->entries.max_entry_count && seen < count; j++) {
+            entry_t* entry = READER_SLOT(entry_t, reader->entries, j);
+            if (!entry_is_alive(entry) || entry->feed_id != feed->id) continue;
+            seen++;
+            if (entry_is_deleted(entry)) reader_remove_entry(reader, entry, feed);
+        }
+    }
+}
+
+static bool reader_relation_aims_at(reader_t* reader, u32 target_id, u32 first_kind, u32 last_kind) {
+    u32 seen = 0;
+    for (u32 i = 0; i < reader->relations.max_entry_count && seen < reader->relations.entry_count; i++) {
+        relation_t* relation = READER_SLOT(relation_t, reader->relations, i);
+        if (!relation_is_alive(relation)) continue;
+        seen++;
+        if (relation->target_id == target_id && relation->kind >= first_kind && relation->kind <= last_kind) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void reader_remove_unused_categories(reader_t* reader) {
+    for (u32 i = 0; i < reader->categories.max_entry_count; i++) {
+        category_t* category = READER_SLOT(category_t, reader->categories, i);
+        if (!category->id) continue;
+        if (reader_relation_aims_at(reader, category->id, 1, 4)) continue;
+        category->id = 0;
+        pool_release(&reader->categories, category, sizeof(category_t));
+    }
+}
+
+void reader_remove_unused_persons(reader_t* reader) {
+    for (u32 i = 0; i < reader->persons.max_entry_count; i++) {
+        person_t* person = READER_SLOT(person_t, reader->persons, i);
+        if (!person->id) continue;
+        if (reader_relation_aims_at(reader, person->id, 5, 8)) continue;
+        person->id = 0;
+        pool_release(&reader->persons, person, sizeof(person_t));
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Walks for views
+
+static bool entry_matches(const entry_t* entry, u32 first_generation, u32 last_generation, u32 required,
+                          u32 allowed) {
+    return entry->generation >= first_generation && entry->generation <= last_generation &&
+           flags_match(entry->kind & record_deleted_flag, required, allowed);
+}
+
+bool reader_has_entry_in_range(reader_t* reader, u32 first_generation, u32 last_generation, u32 required,
+                               u32 allowed) {
+    u32 seen = 0;
+    for (u32 i = 0; i < reader->entries.max_entry_count && seen < reader->entries.entry_count; i++) {
+        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        if (!entry_is_alive(entry)) continue;
+        seen++;
+        if (entry_matches(entry, first_generation, last_generation, required, allowed)) return true;
+    }
+    return false;
+}
+
+u32 reader_previous_generation(reader_t* reader, u32 generation, u32 required, u32 allowed) {
+    for (u32 g = generation - 1; g >= 1 && g < generation; g--) {
+        if (reader_has_entry_in_range(reader, g, g, required, allowed)) return g;
+    }
+    return generation;
+}
+
+u32 reader_next_generation(reader_t* reader, u32 generation, u32 required, u32 allowed) {
+    for (u32 g = generation + 1; g <= reader->generation; g++) {
+        if (reader_has_entry_in_range(reader, g, g, required, allowed)) return g;
+    }
+    return generation;
+}
+
+static bool entry_of_feed_matches(const entry_t* entry, const feed_t* feed, u32 first_generation,
+                                  u32 last_generation, u32 required, u32 allowed) {
+    return entry_is_alive((void*)entry) && entry->feed_id == feed->id &&
+           entry_matches(entry, first_generation, last_generation, required, allowed);
+}
+
+entry_t* feed_first_entry(reader_t* reader, feed_t* feed, u32 first_generation, u32 last_generation,
+                          u32 required, u32 allowed) {
+    if (!feed) return nullptr;
+    u32 seen = 0;
+    for (u32 i = 0; i < reader->entries.max_entry_count && seen < reader->entries.entry_count; i++) {
+        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        if (!entry_is_alive(entry)) continue;
+        seen++;
+        if (entry_of_feed_matches(entry, feed, first_generation, last_generation, required, allowed)) return entry;
+    }
+    return nullptr;
+}
+
+entry_t* feed_last_entry(reader_t* reader, feed_t* feed, u32 first_generation, u32 last_generation,
+                         u32 required, u32 allowed) {
+    if (!feed) return nullptr;
+    entry_t* last = nullptr;
+    for (u32 i = 0; i < reader->entries.max_entry_count; i++) {
+        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        if (entry_of_feed_matches(entry, feed, first_generation, last_generation, required, allowed)) last = entry;
+    }
+    return last;
+}
+
+entry_t* feed_previous_entry(reader_t* reader, feed_t* feed, entry_t* entry, u32 first_generation,
+                             u32 last_generation, u32 required, u32 allowed) {
+    if (!feed || !entry) return nullptr;
+    u64 index = pool_index_of(&reader->entries, sizeof(entry_t), entry);
+    while (index > 0) {
+        index--;
+        entry_t* other = READER_SLOT(entry_t, reader->entries, index);
+        if (entry_of_feed_matches(other, feed, first_generation, last_generation, required, allowed)) return other;
+    }
+    return nullptr;
+}
+
+entry_t* feed_next_entry(reader_t* reader, feed_t* feed, entry_t* entry, u32 first_generation,
+                         u32 last_generation, u32 required, u32 allowed) {
+    if (!feed || !entry) return nullptr;
+    u64 index = pool_index_of(&reader->entries, sizeof(entry_t), entry);
+    for (u64 i = index + 1; i < reader->entries.max_entry_count; i++) {
+        entry_t* other = READER_SLOT(entry_t, reader->entries, i);
+        if (entry_of_feed_matches(other, feed, first_generation, last_generation, required, allowed)) return other;
+    }
+    return nullptr;
+}
+
+static bool feed_matches(reader_t* reader, feed_t* feed, bool show_empty, u32 first_generation,
+                         u32 last_generation, u32 required, u32 allowed, u32 entry_required, u32 entry_allowed) {
+    if (!feed_is_alive(feed)) return false;
+    if (!flags_match(feed->kind & record_deleted_flag, required, allowed)) return false;
+    // Among deleted feeds, empty ones don't show.
+    if (required & record_deleted_flag) show_empty = false;
+    if (show_empty) return true;
+    return feed->entry_count > 0 &&
+           feed_first_entry(reader, feed, first_generation, last_generation, entry_required, entry_allowed);
+}
+
+feed_t* reader_first_feed(reader_t* reader, bool show_empty, u32 first_generation, u32 last_generation,
+                          u32 required, u32 allowed, u32 entry_required, u32 entry_allowed) {
+    for (u32 i = 0; i < reader->feeds.max_entry_count; i++) {
+        feed_t* feed = READER_SLOT(feed_t, reader->feeds, i);
+        if (feed_matches(reader, feed, show_empty, first_generation, last_generation, required, allowed,
+                         entry_required, entry_allowed)) {
+            return feed;
+        }
+    }
+    return nullptr;
+}
+
+feed_t* reader_last_feed(reader_t* reader, bool show_empty, u32 first_generation, u32 last_generation,
+                         u32 required, u32 allowed, u32 entry_required, u32 entry_allowed) {
+    for (u32 i = reader->feeds.max_entry_count; i > 0; i--) {
+        feed_t* feed = READER_SLOT(feed_t, reader->feeds, i - 1);
+        if (feed_matches(reader, feed, show_empty, first_generation, last_generation, required, allowed,
+                         entry_required, entry_allowed)) {
+            return feed;
+        }
+    }
+    return nullptr;
+}
+
+feed_t* reader_previous_feed(reader_t* reader, feed_t* feed, bool show_empty, u32 first_generation,
+                             u32 last_generation, u32 required, u32 allowed, u32 entry_required,
+                             u32 entry_allowed) {
+    if (!feed) return nullptr;
+    u64 index = pool_index_of(&reader->feeds, sizeof(feed_t), feed);
+    while (index > 0) {
+        index--;
+        feed_t* other = READER_SLOT(feed_t, reader->feeds, index);
+        if (feed_matches(reader, other, show_empty, first_generation, last_generation, required, allowed,
+                         entry_required, entry_allowed)) {
+            return other;
+        }
+    }
+    return nullptr;
+}
+
+feed_t* reader_next_feed(reader_t* reader, feed_t* feed, bool show_empty, u32 first_generation,
+                         u32 last_generation, u32 required, u32 allowed, u32 entry_required,
+                         u32 entry_allowed) {
+    if (!feed) return nullptr;
+    u64 index = pool_index_of(&reader->feeds, sizeof(feed_t), feed);
+    for (u64 i = index + 1; i < reader->feeds.max_entry_count; i++) {
+        feed_t* other = READER_SLOT(feed_t, reader->feeds, i);
+        if (feed_matches(reader, other, show_empty, first_generation, last_generation, required, allowed,
+                         entry_required, entry_allowed)) {
+            return other;
+        }
+    }
+    return nullptr;
+}
+
+// ---------------------------------------------------------------------------
+// Ordering
+
+static bool entry_of_feed_filter(void* record, u64 feed_id) { return ((entry_t*)record)->feed_id == feed_id; }
+
+static date_t entry_sort_date(const entry_t* entry) {
+    return entry_kind(entry) == record_kind_rss ? entry->rss.pub_date : entry->atom.published;
+}
+
+static i32 entry_earlier_than(void* a, void* b) {
+    entry_t* first = (entry_t*)a;
+    entry_t* second = (entry_t*)b;
+    ASSERT(first->kind == second->kind && first->feed_id == second->feed_id);
+    return date_is_before(entry_sort_date(first), entry_sort_date(second)) ? 1 : 0;
+}
+
+static void entry_swap(void* a, void* b) {
+    entry_t copy;
+    bytes_copy(&copy, a, sizeof(entry_t));
+    bytes_copy(a, b, sizeof(entry_t));
+    bytes_copy(b, &copy, sizeof(entry_t));
+}
+
+void reader_sort_feed(reader_t* reader, feed_t* feed) {
+    if (feed->entry_count < 2) return;
+    feed_meta_t* meta = reader_find_meta(reader, feed->id);
+    ASSERT(meta);
+    pool_sort(&reader->entries, sizeof(entry_t), (meta->flags & feed_meta_oldest_first) != 0, feed->id,
+              entry_is_alive, entry_of_feed_filter, entry_earlier_than, entry_swap);
+}
+
+void reader_sort_all(reader_t* reader) {
+    for (u32 i = 0; i < reader->feeds.max_entry_count; i++) {
+        feed_t* feed = READER_SLOT(feed_t, reader->feeds, i);
+        if (feed_is_alive(feed)) reader_sort_feed(reader, feed);
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Strings
+
+bool reader_reserve_strings(reader_t* reader, u64 size) {
+    if (size <= reader->strings.reserved) return true;
+    if (size >= reader->string_region.reserved) return false;
+    u64 lack = size - reader->string_region.used;
+    u64 amount = align_up(lack, reader_string_commit_step);
+    if (reader->string_region.used + amount >= reader->string_region.reserved) return false;
+    if (!data_commit(&reader->string_region, amount)) return false;
+    reader->strings.reserved = reader->string_region.used;
+    return true;
+}
+
+data_t reader_store_string(reader_t* reader, data_t text) {
+    if (reader->strings.used + text.used > reader->strings.reserved) {
+        ASSERT(reader_reserve_strings(reader, reader->strings.used + text.used));
+    }
+    u8* copy = reader->strings.bytes + reader->strings.used;
+    if (text.used) bytes_copy(copy, text.bytes, text.used);
+    reader->strings.used += text.used;
+    return data_t{text.reserved, text.used, copy};
+}
+
+void generation_advance(app_t* app, reader_t* reader) {
+    reader->generation += 1;
+    if (app && app->panel) {
+        app->panel->generation_min = reader->generation;
+        app->panel->generation_max = reader->generation;
+    }
+}

@@ -1,0 +1,59 @@
+// A reader as the program builds it, for the store's tests: scratch, code point
+// set, and the store itself, each in blocks of their own.
+#pragma once
+
+#include <cstring>
+#include <string>
+
+#include "app/app.h"
+#include "base/data.h"
+#include "base/file.h"
+#include "store/codepoint_set.h"
+#include "store/feed_merge.h"
+#include "store/reader.h"
+
+struct store_fixture_t {
+    app_t* app = nullptr;
+    data_t codepoint_block = {};
+    codepoint_set_t codepoints = {};
+    reader_t reader = {};
+
+    store_fixture_t() {
+        app = (app_t*)data_allocate(sizeof(app_t)).bytes;
+        app->scratch = data_allocate(MIB(10));
+        codepoint_block = data_allocate(codepoint_set_size());
+        codepoint_set_init(&codepoints, &codepoint_block);
+        reader_init(&reader);
+        reader.codepoints = &codepoints;
+    }
+    ~store_fixture_t() {
+        reader_release(&reader);
+        data_free(&codepoint_block);
+        data_free(&app->scratch);
+    }
+
+    // The document's bytes live in the std::string; the merge may lend a byte of
+    // it to the number parser and gives it back.
+    feed_t* merge(std::string& document, const char* address, feed_t* feed = nullptr) {
+        data_t bytes = data_from_size(document.size(), document.data());
+        data_t where = data_from_size(strlen(address), address);
+        feed_t* merged = reader_merge_document(app, &reader, bytes, where, feed);
+        if (merged) {
+            reader_ensure_meta(&reader, merged);
+            reader_sort_feed(&reader, merged);
+        }
+        data_clear(&app->scratch);
+        return merged;
+    }
+};
+
+inline std::string to_string(data_t text) { return std::string((const char*)text.bytes, text.used); }
+
+inline std::string read_test_file(const char* relative) {
+    std::string path = std::string(NEWSLOOM_TEST_DATA) + "/" + relative;
+    file_error_t error = 0;
+    data_t block = file_read_all(data_from_size(path.size(), path.data()), false, &error);
+    std::string bytes = block.bytes ? std::string((const char*)block.bytes, block.used) : std::string();
+    data_free(&block);
+    return bytes;
+}
