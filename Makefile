@@ -5,7 +5,7 @@
 
 PACKAGES := build-essential cmake ninja-build pkg-config python3 \
 	libgtest-dev libgmock-dev libbenchmark-dev \
-	libcurl4-openssl-dev libglfw3-dev libgl-dev libfontconfig-dev libstb-dev \
+	libcurl4-openssl-dev libglfw3-dev libgl-dev libx11-dev libfontconfig-dev libstb-dev \
 	fonts-dejavu-core xdg-utils xdg-user-dirs \
 	xvfb xauth xdotool x11-apps libgl1-mesa-dri \
 	libgumbo-dev libxml2-dev newsboat clang libclang-rt-14-dev

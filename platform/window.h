@@ -1,0 +1,250 @@
+// The window, its input state and its OpenGL context: the one header through which
+// the program sees them. window_t is filled by window_handle_messages each frame;
+// GL functions are reached through a table loaded by name once a context exists.
+#pragma once
+
+#include <GL/glcorearb.h>
+
+#include "base/data.h"
+#include "platform/window_keys.h"
+
+// Key byte: bit 0 down at the end of the frame, bit 1 auto-repeat happened, bits 2
+// to 7 the transitions of this frame.
+enum : u8 {
+    key_bit_down = 1,
+    key_bit_repeat = 2,
+};
+
+enum : u8 {
+    input_event_button = 1,
+    input_event_key = 2,
+};
+
+enum : u8 {
+    input_modifier_left_control = 1,
+    input_modifier_right_control = 2,
+    input_modifier_left_alt = 4,
+    input_modifier_right_alt = 8,
+    input_modifier_left_shift = 16,
+    input_modifier_right_shift = 32,
+    input_modifier_left_win = 64,
+    input_modifier_right_win = 128,
+};
+
+struct input_event_t {
+    u8 type;  // input_event_button or input_event_key
+    u8 key;
+    u8 flags;  // bit 0 down, bit 1 repeat
+    u8 modifiers;
+    u32 scan;       // 0 for a button
+    u32 time;       // milliseconds
+    u32 codepoint;  // for a button the mouse x
+    u32 mouse_y;    // for a button the mouse y
+    u8 has_text;    // always 0
+};
+
+constexpr u32 input_event_capacity = 32;
+constexpr u32 input_text_capacity = 32;
+constexpr u32 input_text_bytes_capacity = 128;
+constexpr u32 window_cursor_count = 5;
+
+enum : u32 {
+    window_cursor_arrow = 0,
+    window_cursor_hand = 1,
+    window_cursor_ibeam = 2,
+    window_cursor_resize_ns = 3,
+    window_cursor_resize_we = 4,
+};
+
+struct window_t {
+    u32 running;
+    u32 quit_requested;
+    u32 had_focus;  // set at the first focus change, never cleared
+
+    i32 x, y;  // client area's lower left on the screen, y up
+    i32 width, height;
+    u32 resized;  // set on a change, cleared at each drain
+
+    i32 screen_width, screen_height;
+    u16 refresh_rate;
+
+    // Input, rebuilt by window_handle_messages.
+    u8 keys[key_count];
+    u8 scan_keys[256];
+    u32 text_codepoints[input_text_capacity];
+    u32 text_count;
+    u8 text_bytes[input_text_bytes_capacity];
+    u8 text_sizes[input_text_capacity];
+    u8 text_bytes_used;
+    i32 mouse_x, mouse_y;  // y up
+    f32 wheel;             // notches, positive away from the user
+    input_event_t events[input_event_capacity];
+    u32 event_count;
+    u32 events_dropped;  // events that came after the list was full this frame
+
+    void* handle;  // the platform window, null for the stub
+    void* instance;
+    void* device_context;
+    void* render_context;
+
+    void* cursor_current;
+    void* cursors[window_cursor_count];  // arrow, hand, I-beam, resize north-south, resize west-east
+
+    u32 double_click_time;  // milliseconds
+    u32 wheel_lines;
+    u32 caret_blink_time;  // milliseconds
+    u32 timer;
+
+    // Whether the buffer swap waits for the display, as a compositor makes it; when it
+    // doesn't, the frame loop paces itself.
+    u32 swap_paced;
+};
+
+// window_create flags.
+enum : u32 {
+    window_flag_popup = 1,
+    window_flag_maximized = 2,
+};
+constexpr i32 window_position_centred = 0x7fffffff;
+
+// window_handle_messages flags.
+enum : u32 {
+    window_messages_wait = 1,
+    window_messages_wait_ignores_mouse_move = 2,
+};
+
+// Opens the window with an OpenGL 3.3 core debug context and loads the GL table.
+// On failure the messages go to log channel 1 and to standard error, and `running`
+// stays 0.
+void window_create(window_t* window, data_t title, i32 width, i32 height, i32 x, i32 y, u32 flags);
+// A window_t without a window for tests: the sizes are set, running is 1, and input
+// comes only from the input_* functions below.
+void window_create_stub(window_t* window, i32 width, i32 height);
+void window_destroy(window_t* window);
+void window_handle_messages(window_t* window, u32 flags);
+void window_swap_buffers(window_t* window);
+void window_set_cursor(window_t* window, void* cursor);
+void window_set_swap_interval(i32 interval);
+// Ends a blocking wait of the main thread; callable from any thread.
+void window_wake();
+
+// The clipboard. paste converts into the free end of `text` as far as it fits and
+// returns a view of the new bytes, empty on any failure; copy returns 1 on success.
+data_t clipboard_paste(data_t* text, bool zero_terminate);
+u32 clipboard_copy(data_t text);
+
+// Input state queries.
+inline bool input_down(const window_t* window, u32 key) { return window->keys[key] & key_bit_down; }
+inline u32 input_transitions(const window_t* window, u32 key) { return window->keys[key] >> 2; }
+inline bool input_pressed(const window_t* window, u32 key) {
+    return input_down(window, key) && input_transitions(window, key) > 0;
+}
+inline bool input_released(const window_t* window, u32 key) {
+    return !input_down(window, key) && input_transitions(window, key) > 0;
+}
+inline bool input_pressed_or_repeated(const window_t* window, u32 key) {
+    return input_pressed(window, key) || (window->keys[key] & key_bit_repeat);
+}
+
+// The input state machine, fed by the backend (and by tests through the stub).
+inline u8 key_set(u32 down, u32 repeat, u32 count) { return (u8)(down | repeat * 2 | count * 4); }
+u32 input_scan_compress(u32 scan);
+// Start of a drain: sizes flag, text, wheel and events cleared; key bytes keep only
+// their down bit.
+void input_frame_begin(window_t* window);
+void input_button(window_t* window, u32 key, bool down, i32 mouse_x, i32 mouse_y, u32 modifiers, u32 time);
+// One key message: `down` false is a release; a down on a key already down is a
+// repeat. `scan` is a PC scan code (0 when unknown).
+void input_key(window_t* window, u32 key, bool down, u32 scan, u32 modifiers, u32 time);
+void input_text(window_t* window, u32 codepoint);
+// Focus gained: the keys as the system holds them now, no transitions counted.
+// `key_is_down` answers for a key code.
+void input_sync_keys(window_t* window, bool (*key_is_down)(u32 key, void* context), void* context);
+// Focus lost: every held key reads as released in the next frame.
+void input_reset(window_t* window);
+
+// The GL table: one pointer per function, loaded by name.
+#define GL_FUNCTION_LIST(X)                                            \
+    X(PFNGLGETSTRINGPROC, glGetString)                                 \
+    X(PFNGLGETINTEGERVPROC, glGetIntegerv)                             \
+    X(PFNGLGETERRORPROC, glGetError)                                   \
+    X(PFNGLCLEARCOLORPROC, glClearColor)                               \
+    X(PFNGLGENTEXTURESPROC, glGenTextures)                             \
+    X(PFNGLBINDTEXTUREPROC, glBindTexture)                             \
+    X(PFNGLTEXPARAMETERIPROC, glTexParameteri)                         \
+    X(PFNGLTEXIMAGE2DPROC, glTexImage2D)                               \
+    X(PFNGLTEXSUBIMAGE2DPROC, glTexSubImage2D)                         \
+    X(PFNGLCLEARPROC, glClear)                                         \
+    X(PFNGLDRAWARRAYSPROC, glDrawArrays)                               \
+    X(PFNGLFLUSHPROC, glFlush)                                         \
+    X(PFNGLPIXELSTOREIPROC, glPixelStorei)                             \
+    X(PFNGLDELETETEXTURESPROC, glDeleteTextures)                       \
+    X(PFNGLFINISHPROC, glFinish)                                       \
+    X(PFNGLENABLEPROC, glEnable)                                       \
+    X(PFNGLBLENDFUNCPROC, glBlendFunc)                                 \
+    X(PFNGLDRAWELEMENTSPROC, glDrawElements)                           \
+    X(PFNGLDISABLEPROC, glDisable)                                     \
+    X(PFNGLVIEWPORTPROC, glViewport)                                   \
+    X(PFNGLSCISSORPROC, glScissor)                                     \
+    X(PFNGLREADPIXELSPROC, glReadPixels)                               \
+    X(PFNGLISENABLEDPROC, glIsEnabled)                                 \
+    X(PFNGLACTIVETEXTUREPROC, glActiveTexture)                         \
+    X(PFNGLGETSHADERIVPROC, glGetShaderiv)                             \
+    X(PFNGLGETSHADERINFOLOGPROC, glGetShaderInfoLog)                   \
+    X(PFNGLGETSHADERSOURCEPROC, glGetShaderSource)                     \
+    X(PFNGLATTACHSHADERPROC, glAttachShader)                           \
+    X(PFNGLBINDATTRIBLOCATIONPROC, glBindAttribLocation)               \
+    X(PFNGLCOMPILESHADERPROC, glCompileShader)                         \
+    X(PFNGLCREATEPROGRAMPROC, glCreateProgram)                         \
+    X(PFNGLCREATESHADERPROC, glCreateShader)                           \
+    X(PFNGLDELETEPROGRAMPROC, glDeleteProgram)                         \
+    X(PFNGLDELETESHADERPROC, glDeleteShader)                           \
+    X(PFNGLDETACHSHADERPROC, glDetachShader)                           \
+    X(PFNGLDISABLEVERTEXATTRIBARRAYPROC, glDisableVertexAttribArray)   \
+    X(PFNGLENABLEVERTEXATTRIBARRAYPROC, glEnableVertexAttribArray)     \
+    X(PFNGLGETPROGRAMIVPROC, glGetProgramiv)                           \
+    X(PFNGLGETPROGRAMINFOLOGPROC, glGetProgramInfoLog)                 \
+    X(PFNGLLINKPROGRAMPROC, glLinkProgram)                             \
+    X(PFNGLSHADERSOURCEPROC, glShaderSource)                           \
+    X(PFNGLUSEPROGRAMPROC, glUseProgram)                               \
+    X(PFNGLBINDBUFFERPROC, glBindBuffer)                               \
+    X(PFNGLGENBUFFERSPROC, glGenBuffers)                               \
+    X(PFNGLBUFFERDATAPROC, glBufferData)                               \
+    X(PFNGLBUFFERSUBDATAPROC, glBufferSubData)                         \
+    X(PFNGLVERTEXATTRIBPOINTERPROC, glVertexAttribPointer)             \
+    X(PFNGLVERTEXATTRIBIPOINTERPROC, glVertexAttribIPointer)           \
+    X(PFNGLBINDFRAGDATALOCATIONPROC, glBindFragDataLocation)           \
+    X(PFNGLGETATTRIBLOCATIONPROC, glGetAttribLocation)                 \
+    X(PFNGLDELETEBUFFERSPROC, glDeleteBuffers)                         \
+    X(PFNGLDELETEVERTEXARRAYSPROC, glDeleteVertexArrays)               \
+    X(PFNGLGENVERTEXARRAYSPROC, glGenVertexArrays)                     \
+    X(PFNGLBINDVERTEXARRAYPROC, glBindVertexArray)                     \
+    X(PFNGLGENERATEMIPMAPPROC, glGenerateMipmap)                       \
+    X(PFNGLGETSTRINGIPROC, glGetStringi)                               \
+    X(PFNGLGETUNIFORMLOCATIONPROC, glGetUniformLocation)               \
+    X(PFNGLUNIFORM1UIPROC, glUniform1ui)                               \
+    X(PFNGLUNIFORMMATRIX2X3FVPROC, glUniformMatrix2x3fv)               \
+    X(PFNGLUNIFORMMATRIX3X4FVPROC, glUniformMatrix3x4fv)               \
+    X(PFNGLUNIFORMMATRIX4FVPROC, glUniformMatrix4fv)                   \
+    X(PFNGLUNIFORM4FVPROC, glUniform4fv)                               \
+    X(PFNGLPRIMITIVERESTARTINDEXPROC, glPrimitiveRestartIndex)         \
+    X(PFNGLDEBUGMESSAGECALLBACKARBPROC, glDebugMessageCallbackARB)
+
+// A namespace keeps the pointers' symbols apart from the functions that the GL
+// library itself exports under the same names.
+namespace gl_table {
+#define GL_TABLE_DECLARE(type, name) extern type name;
+GL_FUNCTION_LIST(GL_TABLE_DECLARE)
+#undef GL_TABLE_DECLARE
+}  // namespace gl_table
+using namespace gl_table;
+
+typedef void* (*gl_loader_t)(const char* name);
+// Loads every name of the table through `loader`; gives the first name that came
+// back null, or null when all were found.
+const char* gl_load_functions(gl_loader_t loader);
+// Writes the version, profile, flags and extensions of the current context to log
+// channel 1.
+void gl_log_info();
+void APIENTRY gl_debug_message(GLenum source, GLenum type, GLuint id, GLenum severity, GLsizei length,
+                                 const GLchar* message, const void* user);
