@@ -1,0 +1,153 @@
+// Queued drawing: views append rectangles, images and text to batches during the
+// frame; at its end every batch becomes one vertex and index buffer and is drawn in
+// creation order through three small GLSL 150 programs.
+#pragma once
+
+#include "base/data.h"
+#include "gfx/font.h"
+
+enum : u32 {
+    render_command_clear = 1,
+    render_command_viewport = 2,
+    render_command_batch = 8,
+    render_command_scissor = 9,
+};
+
+enum : u32 {
+    batch_type_triangle_strips = 3,
+    batch_type_line_strips = 4,
+    batch_type_quads = 5,
+    batch_type_images = 6,  // quads with a texture per command
+    batch_type_text = 7,
+};
+
+// Renderer flags.
+enum : u32 {
+    renderer_depth_test = 1,
+    renderer_cull_face = 2,
+    renderer_alpha_blending = 4,
+};
+
+// gl_texture_create flags.
+enum : u32 {
+    texture_srgb = 1,
+    texture_linear = 2,
+    texture_mipmaps = 4,
+};
+
+enum : u32 {
+    program_slot_rectangles = 0,
+    program_slot_text = 1,
+    program_slot_images = 2,
+    program_slot_count = 3,
+};
+
+struct render_command_t {
+    u32 kind;
+    u32 batch;
+    i32 enabled;
+    i32 x, y, width, height;
+    f32 colour[4];
+    u8 padding[20];
+};
+static_assert(sizeof(render_command_t) == 64);
+
+// One primitive command of a batch. Quads have their vertices written at once;
+// text keeps its bytes until the render expands them. `first_index` and
+// `index_count` are known once the vertices exist.
+struct batch_command_t {
+    u32 kind;  // 5 quad, 6 image, 7 text, 9 scissor
+    u32 first_index;
+    u32 index_count;
+    u32 texture;
+    u32 bytes_per_pixel;
+    u32 font;
+    u32 trim_first;
+    u32 codepoints;
+    u64 text_offset;
+    u64 text_length;
+    f32 x, y;
+    u32 colour;
+    i32 scissor[5];  // enabled, x, y, width, height
+};
+
+struct batch_t {
+    u32 type;
+    u8 format;
+    u32 vertex_size;  // bytes
+    u32 index_size;   // bytes
+    u32 command_count, command_capacity;
+    batch_command_t* commands;
+    u32 vertex_count, vertex_capacity;
+    u8* vertices;
+    u32 index_count, index_capacity;
+    u8* indices;
+    data_t text;  // bytes of text commands
+    u32 vertex_buffer, index_buffer;
+    u32 program;
+    u32 program_slot;
+    u32 texture;
+    font_set_t* fonts;
+    u32 dropped;  // primitives that found the batch full this frame
+    data_t memory;
+};
+
+constexpr u32 renderer_batch_capacity = 16;
+
+struct renderer_t {
+    u32 command_count;
+    data_t commands;     // 0x80000 bytes
+    data_t vertex_data;  // 0x80000 bytes
+    u32 independent_command_count;
+    batch_t batches[renderer_batch_capacity];
+    u32 batch_count;
+    f32 projection[16];
+    u32 programs[program_slot_count];
+    u32 vertex_array;
+    u32 flags;
+    i32 width, height;
+    u32 gl_ready;  // 0 for a renderer that only queues (no context)
+};
+
+// Vertex format byte: bits 0-1 position components - 2, 4 colour, 8 uv, bits 4-5
+// the index size (1, 2, or 3 for 4 bytes).
+u8 gl_format(u32 components, u32 has_colour, u32 has_uv, u32 index_bytes);
+u32 gl_format_vertex_words(u8 format);
+u32 gl_format_index_bytes(u8 format);
+u32 color_pack(const f32* colour);
+
+// With `with_gl` false the renderer only queues; tests use that without a context.
+void gl_renderer_create(renderer_t* renderer, i32 width, i32 height, u32 flags, bool with_gl = true);
+// Gives the batch's handle (its index). `texture` is the batch's own texture (0 none).
+u32 gl_batch_create(renderer_t* renderer, u32 type, u8 format, u32 quad_capacity, u32 command_capacity,
+                    font_set_t* fonts, u32 texture);
+inline batch_t* gl_batch(renderer_t* renderer, u32 handle) {
+    ASSERT(handle < renderer->batch_count);
+    return &renderer->batches[handle];
+}
+void gl_frame_begin(renderer_t* renderer);
+void gl_resize(renderer_t* renderer, i32 x, i32 y, i32 width, i32 height);
+void gl_clear(renderer_t* renderer, const f32* colour);
+void gl_viewport(renderer_t* renderer, i32 x, i32 y, i32 width, i32 height);
+void gl_renderer_scissor(renderer_t* renderer, bool enabled, i32 x, i32 y, i32 width, i32 height);
+void gl_scissor(batch_t* batch, bool enabled, i32 x, i32 y, i32 width, i32 height);
+// rect is x0, y0, x1, y1 (y up); uv null means 0, 0, 1, 1; corner colours null means
+// white, in the order x0y1, x0y0, x1y1, x1y0.
+void gl_batch_rectangle(batch_t* batch, const f32* rect, const f32* uv, const f32* corner_colours,
+                        const f32* colour);
+void gl_batch_image(batch_t* batch, const f32* rect, const f32* uv, const f32* corner_colours, const f32* colour,
+                    u32 texture, u32 bytes_per_pixel);
+// (x, y) is the pen on the baseline; codepoints 0 means count them. The bytes are
+// copied.
+void gl_batch_text(batch_t* batch, const u8* text, u64 length, u64 codepoints, f32 x, f32 y, u32 trim_first,
+                   u32 font, const f32* colour);
+void gl_frame_end(renderer_t* renderer);
+void gl_render(renderer_t* renderer);
+
+u32 gl_texture_create(const void* pixels, i32 width, i32 height, u32 bytes_per_pixel, u32 flags);
+void gl_texture_delete(u32* texture);
+// Drops the atlas textures of the text batches so that the next render uploads the
+// new atlas.
+void gl_text_textures_reset(renderer_t* renderer);
+// RGBA bytes of a framebuffer rectangle, rows bottom-up; `size` must hold them.
+void gl_read_framebuffer(i32 x, i32 y, i32 width, i32 height, u8* pixels, u64 size);

@@ -1,0 +1,81 @@
+// The renderer without a context: vertex formats, quads in strip order with the
+// restart index, text expansion into glyph quads, and full batches that drop.
+#include <gtest/gtest.h>
+
+#include "gfx/renderer.h"
+#include "layout/test_fonts.h"
+
+namespace {
+
+TEST(Renderer, FormatByteAndVertexSize) {
+    struct case_t {
+        u32 components, colour, uv, index_bytes;
+        u8 format;
+        u32 words;
+    } cases[] = {
+        {2, 1, 0, 2, 0x24, 3}, {2, 1, 1, 2, 0x2C, 5}, {3, 1, 1, 4, 0x3D, 6},
+        {2, 0, 0, 1, 0x10, 2}, {4, 0, 1, 2, 0x2A, 6},
+    };
+    for (const case_t& c : cases) {
+        u8 format = gl_format(c.components, c.colour, c.uv, c.index_bytes);
+        EXPECT_EQ(format, c.format);
+        EXPECT_EQ(gl_format_vertex_words(format), c.words);
+        EXPECT_EQ(gl_format_index_bytes(format), c.index_bytes);
+    }
+    static const f32 colour[4] = {1, 0.5f, 0, 1};
+    EXPECT_EQ(color_pack(colour), 0xFF0080FFu);  // red lowest
+}
+
+TEST(Renderer, QuadsGoInStripOrderWithRestart) {
+    renderer_t render;
+    gl_renderer_create(&render, 100, 100, renderer_alpha_blending, false);
+    u32 handle = gl_batch_create(&render, batch_type_quads, gl_format(2, 1, 0, 2), 2, 4, nullptr, 0);
+    batch_t* batch = gl_batch(&render, handle);
+    gl_frame_begin(&render);
+    static const f32 rect[4] = {1, 2, 3, 4};
+    gl_batch_rectangle(batch, rect, nullptr, nullptr, nullptr);
+    const f32* v = (const f32*)batch->vertices;
+    const f32 expected[4][2] = {{1, 4}, {1, 2}, {3, 4}, {3, 2}};
+    for (u32 i = 0; i < 4; i++) {
+        EXPECT_EQ(v[i * 3], expected[i][0]);
+        EXPECT_EQ(v[i * 3 + 1], expected[i][1]);
+        EXPECT_EQ(((const u32*)v)[i * 3 + 2], 0xFFFFFFFFu);
+    }
+    const u16* indices = (const u16*)batch->indices;
+    EXPECT_EQ(indices[4], 0xFFFF);
+    // Two quads fit; the third is dropped, not a stop.
+    gl_batch_rectangle(batch, rect, nullptr, nullptr, nullptr);
+    gl_batch_rectangle(batch, rect, nullptr, nullptr, nullptr);
+    EXPECT_EQ(batch->vertex_count, 8u);
+    EXPECT_EQ(batch->dropped, 1u);
+    gl_frame_begin(&render);
+    EXPECT_EQ(batch->vertex_count, 0u);
+    EXPECT_EQ(batch->dropped, 0u);
+}
+
+TEST(Renderer, TextExpandsToOneQuadPerInkedGlyph) {
+    renderer_t render;
+    gl_renderer_create(&render, 400, 100, renderer_alpha_blending, false);
+    font_set_t* set = &test_fonts()->set;
+    u32 handle = gl_batch_create(&render, batch_type_text, gl_format(2, 1, 1, 2), 100, 10, set, 0);
+    batch_t* batch = gl_batch(&render, handle);
+    static const f32 white[4] = {1, 1, 1, 1};
+    gl_frame_begin(&render);
+    gl_batch_text(batch, (const u8*)"To be", 5, 0, 10, 50, 1, 2, white);
+    gl_frame_end(&render);
+    EXPECT_EQ(batch->commands[0].codepoints, 5u);
+    EXPECT_EQ(batch->vertex_count, 16u);  // the space has no ink
+    EXPECT_EQ(batch->index_count, 20u);
+    // trim_first puts the ink of T at the pen.
+    const f32* v = (const f32*)batch->vertices;
+    EXPECT_NEAR(v[0], 10, 0.001f);
+    // Kerning pulls the o under the T.
+    const font_t* font = &set->fonts[2];
+    const glyph_t* t = font_glyph(font, 'T');
+    const glyph_t* o = font_glyph(font, 'o');
+    f32 kern = (f32)font_kerning(font, t, 'o') * font->scale;
+    EXPECT_LT(kern, 0);
+    EXPECT_NEAR(v[4 * 5], 10 - t->offset_x0 + t->advance + kern + o->offset_x0, 0.001f);
+}
+
+}  // namespace
