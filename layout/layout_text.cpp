@@ -1,0 +1,439 @@
+// layout_text: line breaking, measuring and visible runs; and the single-line
+// measurements of widgets (size, caret position, fit with ellipsis).
+#include <cmath>
+
+#include "base/text.h"
+#include "layout/layout.h"
+#include "profiler/profiler.h"
+
+void layout_create(layout_t* layout, data_t* memory, font_set_t* fonts, layout_rect_t rect, f32 scroll_x,
+                   f32 scroll_y, const f32* padding) {
+    *layout = layout_t{};
+    layout->memory = memory;
+    layout->memory_start = *memory;
+    layout->fonts = fonts;
+    layout->x = rect.x0;
+    layout->y = rect.y0;
+    layout->width = rect.x1 - rect.x0;
+    layout->height = rect.y1 - rect.y0;
+    layout->scroll_x = scroll_x;
+    layout->scroll_y = scroll_y;
+    if (padding) {
+        layout->padding_top = padding[0];
+        layout->padding_bottom = padding[1];
+        layout->padding_left = padding[2];
+        layout->padding_right = padding[3];
+    }
+    layout->pen_y = layout->max_y = layout->padding_top;
+    layout->pen_x = layout->line_start_x = layout->max_x = layout->padding_left;
+    layout->wrap_width = layout_no_wrap;
+    for (u32 i = 0; i < 4; i++) layout->colour[i] = 1;
+    layout->items = (layout_item_t*)(memory->bytes + memory->used + align_padding((u64)(memory->bytes + memory->used), 8));
+}
+
+// One code point; a bad byte is U+FFFD of one byte.
+static inline u32 decode(const u8* p, const u8* end, u32* size) {
+    u32 codepoint = 0;
+    utf_error_t error = 0;
+    utf8_decode(p, end, &codepoint, size, &error);
+    if (error) {
+        *size = 1;
+        return codepoint_replacement;
+    }
+    return codepoint;
+}
+
+static inline bool is_line_break(u32 c) { return c == '\n' || c == '\r'; }
+
+static bool rect_overlaps(layout_rect_t a, layout_rect_t b) {
+    return a.x0 < b.x1 && b.x0 < a.x1 && a.y0 < b.y1 && b.y0 < a.y1;
+}
+
+static bool rect_inside(layout_rect_t inner, layout_rect_t outer) {
+    return inner.x0 >= outer.x0 && inner.x1 <= outer.x1 && inner.y0 >= outer.y0 && inner.y1 <= outer.y1;
+}
+
+// The last code point of the nearest text item before this one, looking through
+// colour changes and marks, so that kerning joins adjoining items.
+static u32 previous_item_codepoint(layout_t* layout, layout_item_t* item) {
+    for (layout_item_t* it = item; it > layout->items;) {
+        it -= 1;
+        if (it->kind == layout_item_push_colour || it->kind == layout_item_pop_colour ||
+            it->kind == layout_item_mark) {
+            continue;
+        }
+        if (it->kind != layout_item_text || it->text.length == 0) return codepoint_invalid;
+        const u8* first = it->text.text;
+        const u8* end = first + it->text.length;
+        u32 last = utf8_last_char_length(first, end);
+        if (last == 0 || last > it->text.length) return codepoint_invalid;
+        u32 codepoint = 0, size = 0;
+        utf_error_t error = 0;
+        utf8_decode(end - last, end, &codepoint, &size, &error);
+        return error ? codepoint_invalid : codepoint;
+    }
+    return codepoint_invalid;
+}
+
+struct text_state_t {
+    layout_t* layout;
+    layout_text_t* body;
+    u32 record;
+    bool keep_lines;
+    f32 line_height, gap;
+    layout_rect_t bounds;
+    layout_line_t line;
+    bool line_open;
+    layout_line_t word;  // the line as it stood at the last break opportunity
+    bool word_open;
+    layout_line_t* run;  // open run, or null
+    layout_line_t local_run;
+    layout_line_t run_copy;  // the open run at the break opportunity
+    u32 run_copy_count;      // run_count at the break opportunity
+    bool run_copy_open;
+};
+
+static void line_store(text_state_t* s, const layout_line_t* line) {
+    if (!s->record || !s->keep_lines) return;
+    layout_line_t* stored = (layout_line_t*)data_push(s->layout->memory, sizeof(layout_line_t), 8);
+    ASSERT(stored);
+    ASSERT(stored == s->body->lines + s->body->line_count);
+    *stored = *line;
+    s->body->line_count += 1;
+}
+
+static void new_line(text_state_t* s, const layout_line_t* finished) {
+    layout_t* layout = s->layout;
+    s->bounds.y1 += s->line_height + s->gap;
+    s->bounds.x1 = max_of(s->bounds.x1, finished->rect.x1);
+    s->bounds.x0 = min_of(s->bounds.x0, layout->line_start_x);
+    layout->pen_y += s->line_height + s->gap;
+    layout->pen_x = s->bounds.x0;
+    s->line = layout_line_t{};
+    s->line_open = false;
+    s->word = layout_line_t{};
+    s->word_open = false;
+    s->run = nullptr;
+    s->run_copy = layout_line_t{};
+    s->run_copy_open = false;
+}
+
+static void line_open_at_pen(text_state_t* s, const u8* p) {
+    layout_t* layout = s->layout;
+    s->line = layout_line_t{};
+    s->line.text = p;
+    s->line.rect = layout_rect_t{layout->pen_x, layout->pen_y, layout->pen_x, layout->pen_y + s->line_height + s->gap};
+    s->line_open = true;
+}
+
+void layout_text(layout_t* layout, layout_item_t* item, u32 record) {
+    PROFILE_ZONE(layout_text);
+    ASSERT(item->kind == layout_item_text);
+    layout_text_t* body = &item->text;
+    const font_t* font = &layout->fonts->fonts[layout->font];
+    text_state_t s = {};
+    s.layout = layout;
+    s.body = body;
+    s.record = record;
+    s.keep_lines = (layout->flags & layout_flag_keep_lines) != 0;
+    s.line_height = (f32)(font->ascent - font->descent) * font->scale;
+    s.gap = (f32)font->line_gap * font->scale;
+    layout_rect_t view = {0, 0, layout->width, layout->height};
+    s.bounds = layout_rect_t{layout->pen_x, layout->pen_y, layout->pen_x, layout->pen_y};
+    if (body->length) s.bounds.y1 = s.bounds.y0 + s.line_height;
+
+    bool at_line_start = layout->pen_x == layout->line_start_x;
+    i32 line_height_int = (i32)s.line_height;
+    ASSERT(line_height_int != 0);
+    u32 run_capacity = (u32)((i32)layout->height / line_height_int + 2);
+    if (record && !body->runs) {
+        body->runs = (layout_line_t*)data_push(layout->memory, sizeof(layout_line_t) * run_capacity, 8);
+        body->run_lines = (u32*)data_push(layout->memory, sizeof(u32) * run_capacity, 4);
+        ASSERT(body->runs && body->run_lines);
+        body->run_count = 0;
+    }
+    if (record && s.keep_lines && !body->lines) {
+        data_t* m = layout->memory;
+        body->lines = (layout_line_t*)(m->bytes + m->used + align_padding((u64)(m->bytes + m->used), 8));
+        body->line_count = 0;
+    }
+
+    u32 previous = previous_item_codepoint(layout, item);
+    const u8* first = body->text;
+    const u8* end = first + body->length;
+    const u8* p = first;
+    bool word_too_long = false;
+    f32 wrap_right = layout->line_start_x + layout->wrap_width;
+
+    while (p < end) {
+        if (!s.line_open) line_open_at_pen(&s, p);
+        if (!s.word_open) {
+            s.word = s.line;
+            s.word.text = p;
+            s.word.bytes = 0;
+            s.word.codepoints = 0;
+            s.word.rect.x1 = s.line.rect.x1;
+            s.word_open = true;
+            s.run_copy_open = s.run != nullptr;
+            if (s.run) s.run_copy = *s.run;
+            s.run_copy_count = body->run_count;
+        }
+        u32 size = 0;
+        u32 codepoint = decode(p, end, &size);
+        if (is_line_break(codepoint)) {
+            line_store(&s, &s.line);
+            layout_line_t finished = s.line;
+            new_line(&s, &finished);
+            at_line_start = true;
+            previous = codepoint_invalid;
+            word_too_long = false;
+            p += 1;
+            if (p < end && *p != codepoint && is_line_break(*p)) p += 1;
+            continue;
+        }
+
+        const glyph_t* glyph = font_glyph(font, codepoint);
+        f32 kern = 0;
+        if (previous != codepoint_invalid) {
+            kern = (f32)font_kerning(font, font_glyph(font, previous), codepoint) * font->scale;
+            if (p == first) {
+                layout->pen_x += kern;
+                s.bounds.x0 += kern;
+                kern = 0;
+            }
+        }
+        f32 advance = kern + glyph->advance;
+        f32 start_offset = 0;
+        bool line_start_glyph = at_line_start;
+        f32 bearing = 0;
+        if (at_line_start) {
+            bearing = font->fixed_pitch ? 0 : glyph->offset_x0;
+            advance -= bearing;
+            start_offset = -bearing;
+        }
+        bool space = char_is_space(codepoint);
+        if (space) s.word = s.line;
+
+        bool fits = s.line.rect.x1 + advance <= wrap_right;
+        // A line always takes at least one code point, even one that doesn't fit.
+        bool forced = !fits && s.line.codepoints == 0 && !(space && layout->eat_space) &&
+                      (space || layout->break_anywhere || word_too_long);
+        if (fits || forced) {
+            at_line_start = false;
+            layout_rect_t box = {layout->pen_x - layout->scroll_x, layout->pen_y - layout->scroll_y,
+                                 layout->pen_x - layout->scroll_x + advance,
+                                 layout->pen_y - layout->scroll_y + s.line_height};
+            bool visible = (layout->flags & layout_flag_partly_visible) ? rect_overlaps(box, view)
+                                                                         : rect_inside(box, view);
+            if (visible && !s.run) {
+                if (record) {
+                    ASSERT(body->run_count < run_capacity);
+                    body->run_lines[body->run_count] = body->line_count;
+                    s.run = &body->runs[body->run_count++];
+                } else {
+                    s.run = &s.local_run;
+                }
+                *s.run = layout_line_t{};
+                s.run->rect = layout_rect_t{layout->pen_x + start_offset, layout->pen_y,
+                                            layout->pen_x + start_offset, layout->pen_y + s.line_height};
+                s.run->text = p;
+            }
+            if (visible) {
+                s.run->bytes += size;
+                s.run->codepoints += 1;
+                s.run->rect.x1 += advance - start_offset;
+            }
+            s.line.bytes += size;
+            s.line.codepoints += 1;
+            s.line.rect.x1 += advance;
+            if (space) {
+                s.word = s.line;
+                s.run_copy_open = s.run != nullptr;
+                if (s.run) s.run_copy = *s.run;
+                s.run_copy_count = body->run_count;
+            }
+            layout->pen_x += advance;
+            previous = codepoint;
+            ASSERT(size != 0);
+            p += size;
+            continue;
+        } else if (!space && !layout->break_anywhere && !word_too_long) {
+            // Word wrap: does the word that overflows fit on a line of its own?
+            const u8* word_start = s.word.text + s.word.bytes;
+            f32 sum = 0;
+            bool first_glyph = true;
+            for (const u8* q = word_start; q < end;) {
+                u32 q_size = 0;
+                u32 c = decode(q, end, &q_size);
+                if (char_is_space(c)) break;
+                const glyph_t* g = font_glyph(font, c);
+                sum += g->advance;
+                if (first_glyph && !font->fixed_pitch) sum -= g->offset_x0;
+                first_glyph = false;
+                q += q_size;
+            }
+            bool nothing_moves = word_start == s.line.text && s.line.rect.x0 == layout->line_start_x;
+            if (sum > layout->wrap_width || nothing_moves) {
+                word_too_long = true;
+                if (line_start_glyph) at_line_start = true;
+                continue;
+            }
+            if (record) body->run_count = s.run_copy_count;
+            if (s.run_copy_open && record) body->runs[body->run_count - 1] = s.run_copy;
+            p = word_start;
+            layout_line_t stored = s.word;
+            line_store(&s, &stored);
+            new_line(&s, &stored);
+            at_line_start = true;
+            previous = codepoint_invalid;
+            word_too_long = false;
+            continue;
+        } else if (space && layout->eat_space) {
+            p += size;
+        }
+
+        // Hard break: the code point waits for the next line, unless it was a
+        // swallowed space.
+        if (line_start_glyph) at_line_start = true;
+        line_store(&s, &s.line);
+        layout_line_t finished = s.line;
+        new_line(&s, &finished);
+        at_line_start = true;
+        previous = codepoint_invalid;
+        word_too_long = false;
+    }
+
+    if (record && s.keep_lines) {
+        bool ends_in_break = body->length == 0 || is_line_break(end[-1]);
+        if (ends_in_break || !s.line_open) line_open_at_pen(&s, end);
+        ASSERT(s.line.rect.y1 > s.line.rect.y0);
+        line_store(&s, &s.line);
+    }
+    if (s.line_open) s.bounds.x1 = max_of(s.bounds.x1, s.line.rect.x1);
+    layout->max_x = max_of(layout->max_x, s.bounds.x1);
+    layout->max_y = max_of(layout->max_y, s.bounds.y1);
+    body->line_height = s.line_height;
+    body->line_gap = s.gap;
+    body->baseline = font_baseline(font);
+    if (record) {
+        for (u32 i = 0; i < body->run_count; i++) s.bounds.x0 = min_of(s.bounds.x0, body->runs[i].rect.x0);
+        for (u32 i = 0; i < body->run_count; i++) {
+            layout_rect_t r = body->runs[i].rect;
+            const f32 e = 0.01f;
+            ASSERT(r.x0 >= s.bounds.x0 - e && r.x1 <= s.bounds.x1 + e && r.y0 >= s.bounds.y0 - e &&
+                   r.y1 <= s.bounds.y1 + e);
+        }
+    }
+    body->bounds = s.bounds;
+}
+
+// The advance of one glyph in a single line, with the left bearing off the first
+// glyph and kerning after it.
+static f32 single_line_advance(const font_t* font, u32 previous, u32 codepoint) {
+    const glyph_t* glyph = font_glyph(font, codepoint);
+    f32 advance = glyph->advance;
+    if (previous == codepoint_invalid) {
+        if (!font->fixed_pitch) advance -= glyph->offset_x0;
+    } else {
+        advance += (f32)font_kerning(font, font_glyph(font, previous), codepoint) * font->scale;
+    }
+    return advance;
+}
+
+layout_size_t layout_get_single_line_size(const font_t* font, const u8* text, u64 length, u32 previous_codepoint) {
+    PROFILE_ZONE(layout_get_single_line_size);
+    const u8* end = text + length;
+    u32 previous = previous_codepoint;
+    f32 width = 0;
+    for (const u8* p = text; p < end;) {
+        u32 size = 0;
+        u32 codepoint = decode(p, end, &size);
+        if (is_line_break(codepoint)) break;
+        width += single_line_advance(font, previous, codepoint);
+        previous = codepoint;
+        p += size;
+    }
+    f32 height = width != 0 ? (f32)(font->ascent - font->descent) * font->scale : 0;
+    return layout_size_t{width, height};
+}
+
+u64 layout_get_byte_at_position(const font_t* font, const u8* text, u64 length, f32 x) {
+    PROFILE_ZONE(layout_get_byte_at_position);
+    const u8* end = text + length;
+    u32 previous = codepoint_invalid;
+    f32 width = 0;
+    const u8* p = text;
+    while (p < end) {
+        u32 size = 0;
+        u32 codepoint = decode(p, end, &size);
+        if (is_line_break(codepoint)) break;
+        f32 advance = single_line_advance(font, previous, codepoint);
+        // The caret goes to the nearer side of the glyph.
+        if (rintf(width + advance / 2) > x) break;
+        width += advance;
+        previous = codepoint;
+        p += size;
+    }
+    return (u64)(p - text);
+}
+
+void layout_fit_single_line(const font_t* font, data_t text, u32 previous_codepoint, f32 width, data_t* out_text,
+                            layout_size_t* out_size, u32 flags) {
+    PROFILE_ZONE(layout_fit_single_line);
+    static const u8 ellipsis[3] = {0xE2, 0x80, 0xA6};
+    f32 ellipsis_width = layout_get_single_line_size(font, ellipsis, 3, codepoint_invalid).width;
+    const u8* first = text.bytes;
+    const u8* end = first + text.used;
+    u32 previous = previous_codepoint;
+    f32 used = 0;
+    const u8* p = first;
+    const u8* ellipsis_at = first;
+    f32 ellipsis_used = 0;
+    bool reached_end = true;
+    while (p < end) {
+        u32 size = 0;
+        u32 codepoint = decode(p, end, &size);
+        if (used + ellipsis_width < width) {
+            ellipsis_at = p;
+            ellipsis_used = used;
+        }
+        if (is_line_break(codepoint)) {
+            reached_end = false;
+            break;
+        }
+        f32 advance = single_line_advance(font, previous, codepoint);
+        if (used + advance > width) {
+            reached_end = false;
+            break;
+        }
+        used += advance;
+        previous = codepoint;
+        p += size;
+    }
+    layout_size_t size = {0, font_line_height(font, 0)};
+    const u8* cut = p;
+    bool add_ellipsis = false;
+    if (reached_end) {
+        size.width = used;
+    } else if (flags & layout_fit_no_ellipsis) {
+        size.width = used;
+    } else {
+        cut = ellipsis_at;
+        size.width = ellipsis_used;
+        if (ellipsis_width <= width) {
+            size.width += ellipsis_width;
+            add_ellipsis = true;
+        }
+    }
+    if (out_size) *out_size = size;
+    if (out_text) {
+        ASSERT(out_text->reserved >= text.used + 2);
+        u64 kept = (u64)(cut - first);
+        bytes_copy(out_text->bytes, first, kept);
+        out_text->used = kept;
+        if (add_ellipsis) {
+            bytes_copy(out_text->bytes + kept, ellipsis, 3);
+            out_text->used += 3;
+        }
+    }
+}
