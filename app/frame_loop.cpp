@@ -1,0 +1,220 @@
+// Start-up of the window, fonts and renderer, and the frame loop: wait for input
+// unless a frame was asked for, pace when nothing else does, drain, draw, bake new
+// glyphs, render, swap, empty the frame's memory.
+#include "app/frame_loop.h"
+
+#include <cmath>
+
+#include "app/panel.h"
+#include "base/file.h"
+#include "base/format.h"
+#include "base/log.h"
+#include "base/text.h"
+#include "layout/layout.h"
+#include "platform/fonts.h"
+#include "platform/os.h"
+#include "platform/png.h"
+#include "profiler/profiler.h"
+
+u64 frame_counter;
+
+void frame_window_create(window_t* window) {
+    u8 title_buffer[64];
+    data_t title = data_make(sizeof(title_buffer), 0, title_buffer);
+    data_push_string(&title, "Newsloom - ", 11);
+    title.used += format_u64(title.bytes + title.used, title.reserved - title.used, 0, 0, ' ', 0);
+    data_push_string(&title, ".", 1);
+    title.used += format_u64(title.bytes + title.used, title.reserved - title.used, 3, 0, ' ', 0);
+    window_create(window, title, 1280, 720, window_position_centred, window_position_centred, 0);
+    window_set_swap_interval(1);
+}
+
+// The whole file, or an empty block when there is none.
+static data_t font_file_read(const char* family, const char* fallback_family, file_error_t* error) {
+    char path[4096];
+    if (!font_file_find(family, path, sizeof(path)) && !font_file_find(fallback_family, path, sizeof(path))) {
+        log_write_c_string(log_main, "No font file for ");
+        log_write_c_string(log_main, family);
+        log_write_c_string(log_main, "\n");
+        return data_t{};
+    }
+    data_t name = data_from_size(text_length(path), path);
+    data_t file = file_read_all(name, false, error);
+    return file;
+}
+
+void frame_fonts_create(font_set_t* fonts, data_t font_memory, u32* codepoints, u32 count) {
+    // One error shared by both reads; a missing file gives an empty font, not a stop.
+    file_error_t error = 0;
+    data_t text_face = font_file_read("Verdana", "DejaVu Sans", &error);
+    error = 0;
+    data_t fixed_face = font_file_read("Lucida Console", "DejaVu Sans Mono", &error);
+    if (error) fixed_face = data_t{};
+    font_set_create(fonts, font_memory);
+    font_load(fonts, text_face, 14.0f, codepoints, count, 0);
+    font_load(fonts, text_face, 16.0f, codepoints, count, 0);
+    font_load(fonts, text_face, 20.0f, codepoints, count, 0);
+    font_load(fonts, fixed_face, 12.0f, codepoints, count, 1);
+    font_build(fonts);
+}
+
+void frame_render_create(renderer_t* render, frame_batches_t* batches, window_t* window, font_set_t* fonts,
+                         u32 icon_texture) {
+    u32 lines_per_screen = (u32)ceil((f64)window->screen_height / 14.0);
+    u32 glyphs_per_line = (u32)(window->screen_width / 2);
+    u32 glyph_capacity = lines_per_screen * glyphs_per_line;
+    u32 run_capacity = lines_per_screen * 5;
+    gl_renderer_create(render, window->width, window->height, renderer_alpha_blending, window->handle != nullptr);
+    u8 colour_only = gl_format(2, 1, 0, 2);
+    u8 textured = gl_format(2, 1, 1, 2);
+    // Large screens need more glyph vertices than two-byte indices can name.
+    u8 text_format = gl_format(2, 1, 1, glyph_capacity * 4 > 0xFFFE ? 4 : 2);
+    for (u32 layer = 0; layer < 2; layer++) {
+        u32 rectangles = gl_batch_create(render, batch_type_quads, colour_only, 1000, 1000, nullptr, 0);
+        u32 text = gl_batch_create(render, batch_type_text, text_format, glyph_capacity, run_capacity, fonts, 0);
+        u32 icons = gl_batch_create(render, batch_type_quads, textured, 100, 100, nullptr, icon_texture);
+        if (layer == 0) {
+            batches->rectangles = rectangles, batches->text = text, batches->icons = icons;
+        } else {
+            batches->overlay_rectangles = rectangles, batches->overlay_text = text, batches->overlay_icons = icons;
+        }
+    }
+    batches->images = gl_batch_create(render, batch_type_images, textured, 1000, 1000, nullptr, 0);
+}
+
+// Until the views draw the window: its background, one line in each font, and
+// each input event written to the main log.
+static void window_content_placeholder(frame_loop_t* loop) {
+    window_t* window = loop->window;
+    renderer_t* render = loop->render;
+    static const f32 background[4] = {0.18f, 0.18f, 0.19f, 1};
+    static const f32 white[4] = {1, 1, 1, 1};
+    f32 whole[4] = {0, 0, (f32)window->width, (f32)window->height};
+    gl_batch_rectangle(gl_batch(render, loop->batches->rectangles), whole, nullptr, nullptr, background);
+    static const char* const lines[4] = {
+        "Newsloom - small text, 14 pixels: The quick brown fox jumps over the lazy dog.",
+        "Newsloom - body text, 16 pixels: Sphinx of black quartz, judge my vow. \xE2\x82\xAC \xC3\xA9",
+        "Newsloom - titles, 20 pixels: Pack my box with five dozen liquor jugs.",
+        "Newsloom - fixed pitch, 12 pixels: 0123456789 {}[]() <=> AVWA To Ty",
+    };
+    batch_t* text = gl_batch(render, loop->batches->text);
+    f32 y = (f32)window->height - 20;
+    for (u32 font = 0; font < 4; font++) {
+        const font_t* face = &loop->fonts->fonts[font];
+        f32 height = font_line_height(face, 1);
+        y -= height;
+        gl_batch_text(text, (const u8*)lines[font], text_length(lines[font]), 0, 20, y + font_baseline(face), 1,
+                      font, white);
+        y -= 20;
+    }
+
+    for (u32 i = 0; i < window->event_count; i++) {
+        input_event_t* event = &window->events[i];
+        log_write_c_string(log_main, event->type == input_event_button ? "Input: button " : "Input: key ");
+        log_write_u64(log_main, event->key);
+        log_write_c_string(log_main, (event->flags & 1) ? " down" : " up");
+        if (event->type == input_event_button) {
+            log_write_c_string(log_main, " at ");
+            log_write_u64(log_main, event->codepoint);
+            log_write_c_string(log_main, ", ");
+            log_write_u64(log_main, event->mouse_y);
+        }
+        log_write_c_string(log_main, "\n");
+    }
+    if (window->text_count) {
+        log_write_c_string(log_main, "Input: text ");
+        log_write_bytes(log_main, window->text_bytes, window->text_bytes_used);
+        log_write_c_string(log_main, "\n");
+    }
+    if (window->wheel != 0) {
+        log_write_c_string(log_main, "Input: wheel ");
+        log_write_i64(log_main, (i64)window->wheel);
+        log_write_c_string(log_main, "\n");
+    }
+}
+
+static void first_frame_write(frame_loop_t* loop) {
+    window_t* window = loop->window;
+    u64 size = (u64)window->width * window->height * 4;
+    data_t pixels = data_allocate(size);
+    if (!pixels.bytes) return;
+    gl_read_framebuffer(0, 0, window->width, window->height, pixels.bytes, size);
+    if (!png_write(loop->first_frame_png, pixels.bytes, window->width, window->height, true)) {
+        log_write_c_string(log_main, "Could not write the first frame.\n");
+    }
+    data_free(&pixels);
+}
+
+void frame_loop_run(frame_loop_t* loop) {
+    window_t* window = loop->window;
+    app_t* app = loop->app;
+    renderer_t* render = loop->render;
+
+    // Pacing by hand is only for a display where the swap doesn't wait.
+    bool composition_enabled = window->swap_paced != 0;
+    ASSERT(window->refresh_rate != 0);
+    u64 frame_period_ms = 1000 / window->refresh_rate;
+    f64 timer_frequency = (f64)os_tick_frequency();
+    u64 frame_start = 0, messages_end = 0, work_start = 0, frame_end = 0;
+
+    while (window->running) {
+        PROFILE_ZONE(frame);
+        frame_start = os_ticks();
+        log_write_c_string(log_main, "\nFrame start: ");
+        log_write_u64(log_main, frame_counter);
+        log_write_c_string(log_main, "\n");
+
+        bool wait_for_message = true;
+        if (loop->panel && loop->panel->frame_requested) {
+            wait_for_message = false;
+            loop->panel->frame_requested = 0;
+        }
+        window_handle_messages(window, wait_for_message ? (u32)window_messages_wait : 0u);
+        messages_end = os_ticks();
+
+        if (!composition_enabled) {
+            u64 work_ms = (u64)ceil((f64)(frame_end - work_start) * 1000.0 / timer_frequency);
+            u64 message_ms = (u64)ceil((f64)(messages_end - frame_start) * 1000.0 / timer_frequency);
+            u64 spent_ms = min_of(work_ms + message_ms, frame_period_ms);
+            PROFILE_ZONE(sleep);
+            os_sleep_ms(frame_period_ms - spent_ms);
+        }
+
+        work_start = os_ticks();
+        {
+            PROFILE_ZONE(not_messages);
+            if (window->quit_requested) window->running = 0;
+
+            gl_frame_begin(render);
+            if (window->resized && window->had_focus) gl_resize(render, 0, 0, window->width, window->height);
+            gl_renderer_scissor(render, false, 0, 0, 0, 0);
+            static const f32 black[4] = {0, 0, 0, 1};
+            gl_clear(render, black);
+
+            // Image queries marked for removal are dropped here once images exist.
+            u32 codepoint_count_before = *loop->codepoints.count;
+            {
+                PROFILE_ZONE(queries_check);
+                // The drain of finished downloads joins here.
+            }
+            // Queued links are opened here when the window is closing.
+            {
+                PROFILE_ZONE(window_content);
+                if (!(window->width <= 0 && window->height == 0)) window_content_placeholder(loop);
+            }
+            if (*loop->codepoints.count > codepoint_count_before) {
+                font_set_codepoints(loop->fonts, loop->codepoints.values, *loop->codepoints.count);
+                gl_text_textures_reset(render);
+            }
+            {
+                PROFILE_ZONE(render);
+                gl_frame_end(render);
+            }
+            if (frame_counter == 0 && loop->first_frame_png.used) first_frame_write(loop);
+            window_swap_buffers(window);
+        }
+        frame_counter += 1;
+        data_clear(&app->scratch);
+        frame_end = os_ticks();
+    }
+}

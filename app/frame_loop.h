@@ -1,0 +1,51 @@
+// The parts of start-up that build the window, the fonts and the renderer, and the
+// frame loop itself. The entry function calls them in its fixed order.
+#pragma once
+
+#include "app/app.h"
+#include "gfx/font.h"
+#include "gfx/renderer.h"
+#include "platform/window.h"
+
+struct panel_t;
+
+// The six batches of the two layers, in creation (and drawing) order, then the
+// images last.
+struct frame_batches_t {
+    u32 rectangles, text, icons;
+    u32 overlay_rectangles, overlay_text, overlay_icons;
+    u32 images;
+};
+
+// The code points for which glyphs exist, shared with the reader.
+struct frame_codepoints_t {
+    u32* values;
+    u32* count;
+};
+
+struct frame_loop_t {
+    app_t* app;
+    window_t* window;
+    font_set_t* fonts;
+    renderer_t* render;
+    frame_batches_t* batches;
+    panel_t* panel;
+    frame_codepoints_t codepoints;
+    // A debug aid for the window tests: the first frame is written there as PNG.
+    data_t first_frame_png;
+};
+
+extern u64 frame_counter;
+
+// "Newsloom - 0.3", 1280 by 720, centred, swap interval 1.
+void frame_window_create(window_t* window);
+// Finds the four faces (Verdana, or DejaVu Sans, at 14, 16 and 20; Lucida Console,
+// or DejaVu Sans Mono, at 12), loads and bakes them. A face that isn't found is an
+// empty font.
+void frame_fonts_create(font_set_t* fonts, data_t font_memory, u32* codepoints, u32 count);
+// Renderer for the client size with alpha blending, and the batches sized from the
+// screen. `icon_texture` is the icon atlas (0 until the UI makes it).
+void frame_render_create(renderer_t* render, frame_batches_t* batches, window_t* window, font_set_t* fonts,
+                         u32 icon_texture);
+// Runs frames until the window closes.
+void frame_loop_run(frame_loop_t* loop);
