@@ -150,6 +150,8 @@ void frame_loop_run(frame_loop_t* loop) {
     app_t* app = loop->app;
     renderer_t* render = loop->render;
 
+    // A window that failed to open has said so; shutdown follows at once.
+    if (!window->running) return;
     // Pacing by hand is only for a display where the swap doesn't wait.
     bool composition_enabled = window->swap_paced != 0;
     ASSERT(window->refresh_rate != 0);
