@@ -19,7 +19,7 @@ protected:
     void TearDown() override { ASSERT_EQ(system(("rm -rf '" + folder + "'").c_str()), 0); }
     // Runs the program in the temporary folder, with the store kept there too.
     int run(const std::string& switches) {
-        std::string command = "cd '" + folder + "' && HOME='" + folder + "' '" NEWSLOOM_BINARY_DIR "/newsloom' -path '" +
+        std::string command = "cd '" + folder + "' && env -u DISPLAY -u WAYLAND_DISPLAY HOME='" + folder + "' '" NEWSLOOM_BINARY_DIR "/newsloom' -path '" +
                               folder + "/store' " + switches + " </dev/null";
         int status = system(command.c_str());
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
