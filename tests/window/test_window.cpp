@@ -1,0 +1,164 @@
+// The program under a real X server: its first frame draws a line in each of the
+// four fonts, keys and clicks reach window_t, the close button and Alt+F4 end it
+// cleanly, and a context that can't be made is a clean exit with a message.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "window/x_server.h"
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wall"
+#pragma GCC diagnostic ignored "-Wextra"
+#pragma GCC diagnostic ignored "-Wmissing-field-initializers"
+#define STB_IMAGE_STATIC
+#define STB_IMAGE_IMPLEMENTATION
+#include <stb/stb_image.h>
+#pragma GCC diagnostic pop
+
+namespace {
+
+class WindowTest : public testing::Test {
+protected:
+    static x_server_t server;
+    std::string folder;
+
+    static void SetUpTestSuite() { ASSERT_TRUE(x_server_start(&server)); }
+    static void TearDownTestSuite() { x_server_stop(&server); }
+    void SetUp() override {
+        ASSERT_GT(server.pid, 0);
+        char pattern[] = "/tmp/newsloom_window_XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        folder = pattern;
+    }
+    void TearDown() override { ASSERT_EQ(system(("rm -rf '" + folder + "'").c_str()), 0); }
+
+    Window window_wait() {
+        for (int i = 0; i < 500; i++) {
+            Window window = window_find("Newsloom - 0.3");
+            if (window) return window;
+            usleep(20000);
+        }
+        return 0;
+    }
+};
+x_server_t WindowTest::server;
+
+// Rows of the image (top-down) holding text pixels: clearly brighter than the
+// background, grouped into bands.
+struct band_t {
+    int first, last;
+};
+
+std::vector<band_t> ink_bands(const unsigned char* pixels, int width, int height) {
+    std::vector<band_t> bands;
+    bool inside = false;
+    for (int y = 0; y < height; y++) {
+        int ink = 0;
+        for (int x = 0; x < width / 2; x++) {
+            const unsigned char* p = pixels + ((size_t)y * width + x) * 4;
+            if (p[0] > 150 && p[1] > 150 && p[2] > 150) ink++;
+        }
+        if (ink > 0 && !inside) bands.push_back({y, y});
+        if (ink > 0) bands.back().last = y;
+        inside = ink > 0;
+    }
+    return bands;
+}
+
+TEST_F(WindowTest, FirstFrameInputAndCloseButton) {
+    std::string png = NEWSLOOM_BINARY_DIR "/window_first_frame.png";
+    unlink(png.c_str());
+    program_t program = program_start(folder, {"-path", folder + "/store", "-log", "-first_frame_png", png});
+    ASSERT_TRUE(file_wait(png, 60)) << file_text(folder + "/stderr.txt");
+    Window window = window_wait();
+    ASSERT_NE(window, 0u);
+
+    // The first frame: the background colour, and four lines of text, each font's
+    // line in its own band, the 20-pixel titles tallest and the 12-pixel fixed
+    // pitch smallest.
+    int width = 0, height = 0, channels = 0;
+    unsigned char* pixels = stbi_load(png.c_str(), &width, &height, &channels, 4);
+    ASSERT_NE(pixels, nullptr);
+    EXPECT_EQ(width, 1280);
+    EXPECT_EQ(height, 720);
+    const unsigned char* corner = pixels + ((size_t)(height - 1) * width + (width - 1)) * 4;
+    EXPECT_NEAR(corner[0], 46, 1);
+    EXPECT_NEAR(corner[1], 46, 1);
+    EXPECT_NEAR(corner[2], 48, 1);
+    std::vector<band_t> bands = ink_bands(pixels, width, height);
+    stbi_image_free(pixels);
+    ASSERT_EQ(bands.size(), 4u);
+    int small = bands[0].last - bands[0].first, body = bands[1].last - bands[1].first;
+    int titles = bands[2].last - bands[2].first, fixed = bands[3].last - bands[3].first;
+    EXPECT_GT(titles, body);
+    EXPECT_GT(body, small);
+    EXPECT_GT(small, fixed);
+    EXPECT_LT(bands[3].last, 200);
+
+    // Input: a click at (100, 100) from the top is (100, 619) with y up.
+    ASSERT_EQ(system(("xdotool windowfocus --sync " + std::to_string(window)).c_str()), 0);
+    ASSERT_EQ(system(("xdotool mousemove --window " + std::to_string(window) + " 100 100 click 1").c_str()), 0);
+    ASSERT_EQ(system("xdotool type ab && xdotool key F5 && xdotool click 4"), 0);
+    usleep(300000);
+    ASSERT_TRUE(window_send_close(window));
+    ASSERT_TRUE(program_wait(&program, 30)) << "the close button didn't end the program";
+    program_kill(&program);
+    ASSERT_TRUE(WIFEXITED(program.status));
+    EXPECT_EQ(WEXITSTATUS(program.status), 0) << file_text(folder + "/stderr.txt");
+
+    std::string log = file_text(folder + "/log.txt");
+    EXPECT_NE(log.find("\nFrame start: 0\n"), std::string::npos);
+    const char* expected[] = {
+        "Input: button 1 down at 100, 619\n",
+        "Input: button 1 up at 100, 619\n",
+        "Input: key 53 down\n",  // A
+        "Input: key 54 up\n",    // B
+        "Input: text a\n",
+        "Input: text b\n",
+        "Input: key 103 down\n",  // F5
+        "Input: wheel 1\n",
+    };
+    for (const char* line : expected) EXPECT_NE(log.find(line), std::string::npos) << line << "\n" << log;
+}
+
+TEST_F(WindowTest, AltF4EndsTheProgramAndGfxLogIsWritten) {
+    program_t program = program_start(folder, {"-path", folder + "/store", "-gfx_log"});
+    Window window = window_wait();
+    ASSERT_NE(window, 0u);
+    ASSERT_EQ(system(("xdotool windowfocus --sync " + std::to_string(window) + " key alt+F4").c_str()), 0);
+    ASSERT_TRUE(program_wait(&program, 30));
+    program_kill(&program);
+    ASSERT_TRUE(WIFEXITED(program.status));
+    EXPECT_EQ(WEXITSTATUS(program.status), 0);
+    std::string gfx = file_text(folder + "/win32_opengl.log");
+    EXPECT_NE(gfx.find("\nActual context\nGL_VERSION: "), std::string::npos) << gfx;
+    EXPECT_NE(gfx.find("GL_CONTEXT_PROFILE_MASK: GL_CONTEXT_CORE_PROFILE_BIT\n"), std::string::npos);
+    EXPECT_NE(gfx.find("GL_CONTEXT_FLAG_DEBUG_BIT"), std::string::npos);
+}
+
+TEST_F(WindowTest, ContextFailuresEndCleanlyWithTheirMessage) {
+    struct case_t {
+        const char* environment;
+        const char* message;
+    } cases[] = {
+        {"MESA_GL_VERSION_OVERRIDE=3.0", "Failed to create an advanced render context.\n"},
+        {"MESA_EXTENSION_OVERRIDE=-GL_ARB_debug_output -GL_KHR_debug", "Missing OpenGL extension: "},
+        {"DISPLAY=:9999", "Failed to create a default OpenGL context\n"},
+    };
+    for (const case_t& c : cases) {
+        // The GL driver keeps a few allocations after a context it refused.
+        program_t program =
+            program_start(folder, {"-path", folder + "/store", "-gfx_log"}, {c.environment, "ASAN_OPTIONS=detect_leaks=0"});
+        ASSERT_TRUE(program_wait(&program, 60)) << c.environment;
+        program_kill(&program);
+        ASSERT_TRUE(WIFEXITED(program.status)) << c.environment;
+        EXPECT_EQ(WEXITSTATUS(program.status), 0) << c.environment;
+        EXPECT_NE(file_text(folder + "/stderr.txt").find(c.message), std::string::npos) << c.environment;
+        EXPECT_NE(file_text(folder + "/win32_opengl.log").find(c.message), std::string::npos) << c.environment;
+    }
+}
+
+}  // namespace

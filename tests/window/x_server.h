@@ -1,0 +1,158 @@
+// A real X server for the window tests: Xvfb on a display it picks itself, with
+// Mesa's software GL, and the helpers that run the program and talk to its window.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <X11/Xlib.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <string>
+#include <thread>
+#include <vector>
+
+struct x_server_t {
+    pid_t pid = -1;
+    std::string display;
+};
+
+// Starts Xvfb and waits until it accepts clients; DISPLAY is set for this process
+// and everything it starts.
+inline bool x_server_start(x_server_t* server) {
+    int fds[2];
+    if (pipe(fds) != 0) return false;
+    pid_t pid = fork();
+    if (pid == 0) {
+        close(fds[0]);
+        int null = open("/dev/null", O_WRONLY);
+        dup2(null, 2);
+        std::string fd = std::to_string(fds[1]);
+        execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "1920x1080x24", "-nolisten", "tcp",
+               (char*)nullptr);
+        _exit(127);
+    }
+    close(fds[1]);
+    std::string number;
+    char c;
+    while (read(fds[0], &c, 1) == 1 && c != '\n') number += c;
+    close(fds[0]);
+    if (number.empty()) return false;
+    server->pid = pid;
+    server->display = ":" + number;
+    setenv("DISPLAY", server->display.c_str(), 1);
+    setenv("LIBGL_ALWAYS_SOFTWARE", "1", 1);
+    return true;
+}
+
+inline void x_server_stop(x_server_t* server) {
+    if (server->pid > 0) {
+        kill(server->pid, SIGTERM);
+        waitpid(server->pid, nullptr, 0);
+    }
+    server->pid = -1;
+}
+
+struct program_t {
+    pid_t pid = -1;
+    int status = -1;
+};
+
+// Starts newsloom in `folder` with the given environment additions.
+inline program_t program_start(const std::string& folder, const std::vector<std::string>& arguments,
+                               const std::vector<std::string>& environment = {}) {
+    program_t program;
+    program.pid = fork();
+    if (program.pid == 0) {
+        if (chdir(folder.c_str()) != 0) _exit(126);
+        for (const std::string& pair : environment) putenv(strdup(pair.c_str()));
+        std::vector<char*> argv;
+        static std::string binary = NEWSLOOM_BINARY_DIR "/newsloom";
+        argv.push_back((char*)binary.c_str());
+        for (const std::string& a : arguments) argv.push_back((char*)a.c_str());
+        argv.push_back(nullptr);
+        std::string err = folder + "/stderr.txt";
+        int fd = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        dup2(fd, 2);
+        execv(binary.c_str(), argv.data());
+        _exit(127);
+    }
+    return program;
+}
+
+// True when the program ended within the time; its status is kept.
+inline bool program_wait(program_t* program, double seconds) {
+    auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+    while (std::chrono::steady_clock::now() < end) {
+        int status = 0;
+        if (waitpid(program->pid, &status, WNOHANG) == program->pid) {
+            program->status = status;
+            return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return false;
+}
+
+inline void program_kill(program_t* program) {
+    if (program->pid > 0 && program->status == -1) {
+        kill(program->pid, SIGKILL);
+        waitpid(program->pid, nullptr, 0);
+    }
+}
+
+inline bool file_wait(const std::string& path, double seconds) {
+    auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+    while (std::chrono::steady_clock::now() < end) {
+        if (access(path.c_str(), F_OK) == 0) return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return false;
+}
+
+inline std::string command_output(const std::string& command) {
+    std::string output;
+    FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe) return output;
+    char buffer[256];
+    size_t n;
+    while ((n = fread(buffer, 1, sizeof(buffer), pipe)) > 0) output.append(buffer, n);
+    pclose(pipe);
+    return output;
+}
+
+inline Window window_find(const std::string& title) {
+    std::string output = command_output("xdotool search --onlyvisible --name '" + title + "' 2>/dev/null");
+    return output.empty() ? 0 : (Window)strtoul(output.c_str(), nullptr, 10);
+}
+
+// What the window manager sends when the close button is pressed.
+inline bool window_send_close(Window window) {
+    Display* display = XOpenDisplay(nullptr);
+    if (!display) return false;
+    XEvent event = {};
+    event.xclient.type = ClientMessage;
+    event.xclient.window = window;
+    event.xclient.message_type = XInternAtom(display, "WM_PROTOCOLS", False);
+    event.xclient.format = 32;
+    event.xclient.data.l[0] = (long)XInternAtom(display, "WM_DELETE_WINDOW", False);
+    event.xclient.data.l[1] = CurrentTime;
+    Status sent = XSendEvent(display, window, False, NoEventMask, &event);
+    XFlush(display);
+    XCloseDisplay(display);
+    return sent != 0;
+}
+
+inline std::string file_text(const std::string& path) {
+    std::string text;
+    FILE* f = fopen(path.c_str(), "rb");
+    if (!f) return text;
+    char buffer[4096];
+    size_t n;
+    while ((n = fread(buffer, 1, sizeof(buffer), f)) > 0) text.append(buffer, n);
+    fclose(f);
+    return text;
+}
