@@ -56,9 +56,27 @@ u64 parse_u64(const u8* bytes, u64 size) {
 static u64 format_integer(u8* buffer, u64 size, u64 magnitude, bool negative, u64 width, u8 pad,
                           format_flags_t flags) {
     bool hex = flags & format_hex;
-    u64 base = hex ? 16 : 10;
-    u64 digit_count = 1;
-    for (u64 quotient = magnitude; quotient > base - 1; quotient /= base) digit_count++;
+    // The digits, lowest first, by constant divisors that compile to multiplies.
+    u8 digits[20];
+    u64 digit_count = 0;
+    u64 rest = magnitude;
+    if (hex) {
+        do {
+            digits[digit_count++] = (u8)(rest & 15);
+            rest >>= 4;
+        } while (rest);
+    } else {
+        do {
+            digits[digit_count++] = (u8)(rest % 10);
+            rest /= 10;
+        } while (rest);
+    }
+
+    if (flags == 0 && !negative && width <= digit_count && size >= digit_count) {
+        // The plain case, as logs ask for it: the same bytes without the steps.
+        for (u64 i = 0; i < digit_count; i++) buffer[i] = (u8)('0' + digits[digit_count - 1 - i]);
+        return digit_count;
+    }
 
     u64 raised_count = digit_count;
     u64 group = 0;
@@ -106,17 +124,12 @@ static u64 format_integer(u8* buffer, u64 size, u64 magnitude, bool negative, u6
 
     // Leading zeros and digits alike: a blank goes in front of each but the first
     // whose remaining position is a multiple of the group.
-    u64 divisor = 1;
-    for (u64 i = 1; i < digit_count; i++) divisor *= base;
+    static const char digit_chars[] = "0123456789abcdef";
     for (u64 i = 0; i < raised_count; i++) {
         u64 remaining = raised_count - i;
         if (i > 0 && group && remaining % group == 0) put_unchecked(' ');
-        u64 digit = 0;
-        if (remaining <= digit_count) {
-            digit = (magnitude / divisor) % base;
-            divisor /= base;
-        }
-        if (size > at && size - at >= remaining) buffer[at++] = (u8)(digit < 10 ? '0' + digit : 'a' + digit - 10);
+        u8 digit = remaining <= digit_count ? digits[remaining - 1] : 0;
+        if (size > at && size - at >= remaining) buffer[at++] = (u8)digit_chars[digit];
     }
 
     if (flags & format_left) {

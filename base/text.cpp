@@ -387,6 +387,28 @@ u64 utf16_to_utf8(const u16* source, u64 unit_count, u8* target, u64 target_size
     const u8* end = at + unit_count * 2;
     u64 written = 0;
     while (at < end) {
+        // Fast paths for units outside the surrogates, with the same bounds as
+        // utf8_encode (U+07FF and U+FFFF take the slow path and its longer forms).
+        u32 unit = end - at >= 2 ? (u32)(at[1] << 8 | at[0]) : 0xD800;
+        if (unit < 0x80 && written < target_size) {
+            target[written++] = (u8)unit;
+            at += 2;
+            continue;
+        }
+        if (unit < 0x7FF && unit >= 0x80 && target_size - written >= 2 && written <= target_size) {
+            target[written++] = (u8)(0xC0 | (unit >> 6));
+            target[written++] = (u8)(0x80 | (unit & 0x3F));
+            at += 2;
+            continue;
+        }
+        if (unit > 0x7FF && unit < 0xFFFF && (unit < 0xD800 || unit > 0xDFFF) && written <= target_size &&
+            target_size - written >= 3) {
+            target[written++] = (u8)(0xE0 | (unit >> 12));
+            target[written++] = (u8)(0x80 | ((unit >> 6) & 0x3F));
+            target[written++] = (u8)(0x80 | (unit & 0x3F));
+            at += 2;
+            continue;
+        }
         u32 codepoint, units, length = 0;
         utf16_decode(at, end, &codepoint, &units, 0, error);
         if (*error) {
@@ -409,6 +431,12 @@ u64 utf8_to_utf16(const u8* source, u64 size, u16* target, u64 target_size, utf_
     u8* out_end = out + target_size * 2;
     u64 written = 0;
     while (source < end) {
+        if (*source < 0x80 && written < target_size) {
+            out[written * 2] = *source++;  // ASCII, the bulk of most text
+            out[written * 2 + 1] = 0;
+            written++;
+            continue;
+        }
         u32 codepoint, length, units = 0;
         utf8_decode(source, end, &codepoint, &length, error);
         if (*error) {

@@ -285,3 +285,23 @@ TEST(Text, EditingAndHashes) {
     EXPECT_EQ(bytes_copy(buffer, buffer + 4, 2), buffer + 6);
     EXPECT_DEATH(bytes_copy(nullptr, buffer, 1), "");
 }
+
+TEST(Text, ConverterAgreesWithTheEncoderOnEveryBmpUnit) {
+    for (u32 unit = 1; unit <= 0xFFFF; unit++) {
+        if (unit >= 0xD800 && unit <= 0xDFFF) continue;
+        u16 source = (u16)unit;
+        u8 converted[8], encoded[8];
+        u32 length = 0;
+        utf_error_t error = 0;
+        u64 written = utf16_to_utf8(&source, 1, converted, sizeof(converted), &error);
+        utf8_encode(encoded, encoded + sizeof(encoded), unit, &length, &error);
+        ASSERT_EQ(written, length) << unit;
+        ASSERT_EQ(memcmp(converted, encoded, length), 0) << unit;
+        // One byte short of room: the error, and nothing of the character.
+        if (length > 1) {
+            written = utf16_to_utf8(&source, 1, converted, length - 1, &error);
+            ASSERT_EQ(written, 0u) << unit;
+            ASSERT_EQ(error, utf_error_target_too_small) << unit;
+        }
+    }
+}
