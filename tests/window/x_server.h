@@ -2,7 +2,6 @@
 // Mesa's software GL, and the helpers that run the program and talk to its window.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <X11/Xlib.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -11,6 +10,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
