@@ -1,0 +1,44 @@
+// Arbitrary bytes through the foundation's readers: the date parsers, the number
+// parsers and the UTF-8 and UTF-16 coders. None may stop or read out of bounds,
+// and the converters must always make progress and stay within their targets.
+#include <string.h>
+
+#include <vector>
+
+#include "base/date.h"
+#include "base/format.h"
+#include "base/text.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const u8* bytes, size_t size) {
+    // An exact-size copy, so that any read past the end is caught.
+    std::vector<u8> input(bytes, bytes + size);
+    const u8* first = input.data();
+    const u8* end = first + size;
+    data_t text = data_from_size(size, first);
+
+    date_t rss = date_parse_rfc822(text);
+    date_t atom = date_parse_rfc3339(text);
+    date_add(rss, (i64)size - 64, (i64)size % 25 - 12, (i64)size * 3 - 100, 7, -61, 3601);
+    date_from_file_name(text);
+    (void)atom;
+    parse_i64(first, size);
+    parse_u64(first, size);
+
+    utf8_count(first, end);
+    utf8_last_char_length(first, end);
+    utf16_count(first, end);
+
+    std::vector<u16> wide(size + 1);
+    utf_error_t error = 0;
+    u64 units = utf8_to_utf16(first, size, wide.data(), wide.size(), &error);
+    if (error || units > size) __builtin_trap();
+    std::vector<u8> narrow(units * 4 + 1);
+    u64 written = utf16_to_utf8(wide.data(), units, narrow.data(), narrow.size(), &error);
+    if (error || written > narrow.size()) __builtin_trap();
+    std::vector<u16> raw(size / 2);
+    if (!raw.empty()) memcpy(raw.data(), first, raw.size() * 2);
+    std::vector<u8> back(raw.size() * 4 + 1);
+    utf16_to_utf8(raw.data(), raw.size(), back.data(), back.size(), &error);
+    if (error) __builtin_trap();
+    return 0;
+}
