@@ -6,8 +6,12 @@
 #include "base/text.h"
 
 log_channel_t log_channels[log_channel_count];
-const data_t log_end_mark = data_literal("## Log end ##\n");
-const data_t log_overflow_mark = data_literal("## Log overflowed ##\n");
+// Plain arrays, so that the marks are constant-initialised and already right for
+// a write from another unit's static initialiser.
+static u8 log_end_text[] = "## Log end ##\n";
+static u8 log_overflow_text[] = "## Log overflowed ##\n";
+const data_t log_end_mark = {sizeof(log_end_text), sizeof(log_end_text) - 1, log_end_text};
+const data_t log_overflow_mark = {sizeof(log_overflow_text), sizeof(log_overflow_text) - 1, log_overflow_text};
 
 log_channel_t* log_channel(u64 channel) {
     ASSERT(channel < log_channel_count);
