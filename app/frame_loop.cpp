@@ -43,7 +43,9 @@ static data_t font_file_read(const char* family, const char* fallback_family, fi
     return file;
 }
 
-void frame_fonts_create(font_set_t* fonts, data_t font_memory, u32* codepoints, u32 count) {
+void frame_fonts_create(font_set_t* fonts, data_t font_memory, codepoint_set_t* codepoints) {
+    u32* values = codepoints->values;
+    u32 count = codepoints->count;
     // One error shared by both reads; a missing file gives an empty font, not a stop.
     file_error_t error = 0;
     data_t text_face = font_file_read("Verdana", "DejaVu Sans", &error);
@@ -51,10 +53,10 @@ void frame_fonts_create(font_set_t* fonts, data_t font_memory, u32* codepoints, 
     data_t fixed_face = font_file_read("Lucida Console", "DejaVu Sans Mono", &error);
     if (error) fixed_face = data_t{};
     font_set_create(fonts, font_memory);
-    font_load(fonts, text_face, 14.0f, codepoints, count, 0);
-    font_load(fonts, text_face, 16.0f, codepoints, count, 0);
-    font_load(fonts, text_face, 20.0f, codepoints, count, 0);
-    font_load(fonts, fixed_face, 12.0f, codepoints, count, 1);
+    font_load(fonts, text_face, 14.0f, values, count, 0);
+    font_load(fonts, text_face, 16.0f, values, count, 0);
+    font_load(fonts, text_face, 20.0f, values, count, 0);
+    font_load(fonts, fixed_face, 12.0f, values, count, 1);
     font_build(fonts);
 }
 
@@ -194,7 +196,7 @@ void frame_loop_run(frame_loop_t* loop) {
             gl_clear(render, black);
 
             // Image queries marked for removal are dropped here once images exist.
-            u32 codepoint_count_before = *loop->codepoints.count;
+            u32 codepoint_count_before = loop->codepoints->count;
             {
                 PROFILE_ZONE(queries_check);
                 // The drain of finished downloads joins here.
@@ -204,8 +206,8 @@ void frame_loop_run(frame_loop_t* loop) {
                 PROFILE_ZONE(window_content);
                 if (!(window->width <= 0 && window->height == 0)) window_content_placeholder(loop);
             }
-            if (*loop->codepoints.count > codepoint_count_before) {
-                font_set_codepoints(loop->fonts, loop->codepoints.values, *loop->codepoints.count);
+            if (loop->codepoints->count > codepoint_count_before) {
+                font_set_codepoints(loop->fonts, loop->codepoints->values, loop->codepoints->count);
                 gl_text_textures_reset(render);
             }
             {

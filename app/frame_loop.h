@@ -6,6 +6,7 @@
 #include "gfx/font.h"
 #include "gfx/renderer.h"
 #include "platform/window.h"
+#include "store/codepoint_set.h"
 
 struct panel_t;
 
@@ -17,12 +18,6 @@ struct frame_batches_t {
     u32 images;
 };
 
-// The code points for which glyphs exist, shared with the reader.
-struct frame_codepoints_t {
-    u32* values;
-    u32* count;
-};
-
 struct frame_loop_t {
     app_t* app;
     window_t* window;
@@ -30,7 +25,7 @@ struct frame_loop_t {
     renderer_t* render;
     frame_batches_t* batches;
     panel_t* panel;
-    frame_codepoints_t codepoints;
+    codepoint_set_t* codepoints;  // shared with the reader
     // A debug aid for the window tests: the first frame is written there as PNG.
     data_t first_frame_png;
 };
@@ -42,7 +37,7 @@ void frame_window_create(window_t* window);
 // Finds the four faces (Verdana, or DejaVu Sans, at 14, 16 and 20; Lucida Console,
 // or DejaVu Sans Mono, at 12), loads and bakes them. A face that isn't found is an
 // empty font.
-void frame_fonts_create(font_set_t* fonts, data_t font_memory, u32* codepoints, u32 count);
+void frame_fonts_create(font_set_t* fonts, data_t font_memory, codepoint_set_t* codepoints);
 // Renderer for the client size with alpha blending, and the batches sized from the
 // screen. `icon_texture` is the icon atlas (0 until the UI makes it).
 void frame_render_create(renderer_t* render, frame_batches_t* batches, window_t* window, font_set_t* fonts,

@@ -13,10 +13,14 @@
 #include "net/queries.h"
 #include "net/work_queue.h"
 #include "profiler/profiler.h"
+#include "store/codepoint_set.h"
+#include "store/reader.h"
 
 // The long-lived objects are too large for the stack of the entry function; they
 // live here and nothing but main touches them by name.
+static reader_t reader;
 static window_t window;
+static codepoint_set_t codepoints;
 static panel_t panel;
 static query_t queries[1024];
 static font_set_t fonts;
@@ -45,7 +49,9 @@ int main(int argc, char** argv) {
     http_error_t http_error = 0;
     http_session_open(data_literal("newsloom"), &http_error);
 
-    // 6. The reader (reader_init) comes here.
+    // 6. The reader.
+    reader = reader_t{};
+    reader_init(&reader);
 
     // 7, 8. The window "Newsloom - 0.3" and swap interval 1. A failure leaves
     // `running` 0: the loop never starts and shutdown runs as usual.
@@ -55,10 +61,10 @@ int main(int argc, char** argv) {
     // 9. app_memory.
     data_t app_memory = data_allocate(0x2000000);
 
-    // 10. The code points that have glyphs; the reader shares them once it exists.
-    u32 codepoint_count = 0;
-    u32* codepoint_values = (u32*)data_push(&app_memory, sizeof(u32) * 0x10FFFF, 4);
-    codepoint_count = font_default_codepoints(codepoint_values);
+    // 10. The code points that have glyphs, shared with the reader, which adds the
+    // new ones of merged text.
+    codepoint_set_init(&codepoints, &app_memory);
+    reader.codepoints = &codepoints;
 
     // 11. font_memory.
     data_t font_memory = data_sub_block(&app_memory, 0x500000, 0);
@@ -70,10 +76,11 @@ int main(int argc, char** argv) {
     // 13. Where the store files live; reader_load comes after it.
     storage_path_resolve(&app);
 
-    // 14. start_generation := reader.generation, once the reader is loaded.
+    // 14. The generation the run started with (reader_load joins above).
+    app.start_generation = reader.generation;
 
     // 15, 16. The four faces, baked.
-    frame_fonts_create(&fonts, font_memory, codepoint_values, codepoint_count);
+    frame_fonts_create(&fonts, font_memory, &codepoints);
 
     // 17-21. Sizes from the screen, the UI and its icon texture (to come), the
     // renderer and its batches.
@@ -106,16 +113,17 @@ int main(int argc, char** argv) {
     loop.render = &render;
     loop.batches = &batches;
     loop.panel = &panel;
-    loop.codepoints = frame_codepoints_t{codepoint_values, &codepoint_count};
+    loop.codepoints = &codepoints;
     loop.first_frame_png = argument_value_text("-first_frame_png", nullptr);
     frame_loop_run(&loop);
 
     // Shutdown, in order.
     thread_terminate(&thread_queue);
-    // reader_purge_deleted comes here.
+    reader_purge_deleted(&reader);
     profiler_stop();
     if (profile) profiler_write("profile.bin", true, &profiler_error);
-    // reader_check and reader_save come here.
+    reader_check(&reader);
+    // reader_save joins here.
     if (argument_find_text("-log", 0)) log_save(log_main, data_literal("log.txt"));
     http_session_close(&http_error);
     return 0;

@@ -14,6 +14,7 @@
 
 #include "base/file.h"
 #include "gfx/renderer.h"
+#include "store/codepoint_set.h"
 #include "layout/layout.h"
 #include "platform/fonts.h"
 #include "tests/window/x_server.h"
@@ -27,7 +28,8 @@ struct article_fonts_t {
 
 article_fonts_t* fonts_make() {
     static article_fonts_t fonts;
-    u32 count = font_default_codepoints(fonts.codepoints);
+    u32 count = codepoint_default_count;
+    memcpy(fonts.codepoints, codepoint_defaults.values, sizeof(codepoint_defaults.values));
     char path[4096];
     file_error_t error = 0;
     data_t sans = {};

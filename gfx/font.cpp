@@ -4,19 +4,6 @@
 #include "base/log.h"
 #include "base/text.h"
 
-u32 font_default_codepoints(u32* out) {
-    static const u32 ranges[][2] = {{0x20, 0x7E}, {0xA0, 0xA3}, {0xA5, 0xA5}, {0xA7, 0xA7}, {0xA9, 0xB3},
-                                    {0xB5, 0xB7}, {0xB9, 0xBB}, {0xBF, 0xFF}};
-    static const u32 extras[] = {0x20AC, 0x160, 0x161, 0x17D, 0x17E, 0x152, 0x153, 0x178, 0xFFFD, 0x2026};
-    u32 count = 0;
-    for (auto& range : ranges) {
-        for (u32 c = range[0]; c <= range[1]; c++) out[count++] = c;
-    }
-    for (u32 c : extras) out[count++] = c;
-    ASSERT(count == font_default_codepoint_count);
-    return count;
-}
-
 void font_set_create(font_set_t* set, data_t memory) {
     *set = font_set_t{};
     set->memory = memory;

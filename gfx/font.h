@@ -54,12 +54,6 @@ struct font_set_t {
     data_t atlas_block;
 };
 
-// The code points baked at start-up: printable ASCII, most of Latin-1, a few
-// Latin Extended letters, the euro sign, U+FFFD and the ellipsis.
-constexpr u32 font_default_codepoint_count = 193;
-// Writes the list into `out` (room for 193) and gives its count.
-u32 font_default_codepoints(u32* out);
-
 void font_set_create(font_set_t* set, data_t memory);
 // An empty `file` gives an empty font, which measures but draws nothing.
 font_t* font_load(font_set_t* set, data_t file, f32 size, u32* codepoints, u32 count, u32 fixed_pitch);

@@ -2,8 +2,11 @@
 // search, the fallback, the rebake when code points are added, and empty fonts.
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "gfx/font.h"
 #include "gfx/renderer.h"
+#include "store/codepoint_set.h"
 #include "layout/layout.h"
 #include "layout/test_fonts.h"
 
@@ -71,7 +74,8 @@ TEST(Font, AllFacesBakeIntoOneAtlasWithKerning) {
 TEST(Font, RebakeTakesNewCodePointsAndReusesTheArena) {
     test_fonts_t* base = test_fonts();
     static u32 codepoints[400];
-    u32 count = font_default_codepoints(codepoints);
+    u32 count = codepoint_default_count;
+    memcpy(codepoints, codepoint_defaults.values, sizeof(codepoint_defaults.values));
     font_set_t set;
     font_set_create(&set, data_allocate(0x500000));
     font_load(&set, base->sans, 16, codepoints, count, 0);
@@ -103,7 +107,8 @@ TEST(Font, RebakeTakesNewCodePointsAndReusesTheArena) {
 
 TEST(Font, NoFontFileIsAnEmptyFontThatStillLaysOut) {
     static u32 codepoints[200];
-    u32 count = font_default_codepoints(codepoints);
+    u32 count = codepoint_default_count;
+    memcpy(codepoints, codepoint_defaults.values, sizeof(codepoint_defaults.values));
     font_set_t set;
     font_set_create(&set, data_allocate(0x200000));
     font_load(&set, data_t{}, 14, codepoints, count, 0);

@@ -8,6 +8,8 @@
 #include "base/text.h"
 #include "gfx/font.h"
 #include "platform/fonts.h"
+#include "store/codepoint_set.h"
+#include <cstring>
 
 struct test_fonts_t {
     font_set_t set;
@@ -28,7 +30,8 @@ inline data_t test_font_file(const char* family) {
 // Built once per test program; tests that change the set make their own.
 inline test_fonts_t* test_fonts_make() {
     test_fonts_t* fonts = new test_fonts_t{};
-    fonts->count = font_default_codepoints(fonts->codepoints);
+    fonts->count = codepoint_default_count;
+    memcpy(fonts->codepoints, codepoint_defaults.values, sizeof(codepoint_defaults.values));
     fonts->sans = test_font_file("DejaVu Sans");
     fonts->mono = test_font_file("DejaVu Sans Mono");
     font_set_create(&fonts->set, data_allocate(0x500000));
