@@ -1,0 +1,537 @@
+// The store file, byte for byte: magic, version, section table, counters, pools,
+// link targets, code points and the string store; the save with its rotation of
+// ten files and the load of the newest one.
+#include "store/reader_file.h"
+
+#include "app/app.h"
+#include "base/date.h"
+#include "base/log.h"
+#include "base/text.h"
+#include "store/reader.h"
+
+#define READER_SLOT(type, pool, index) ((type*)((pool).entries + (u64)(index) * sizeof(type)))
+
+static const u8 reader_file_magic[4] = {'f', 'e', 'e', 'd'};
+static const u32 reader_section_count = 5;
+
+struct reader_pool_entry_t {
+    pool_t* pool;
+    u64 slot_size;
+    pool_filter_t alive;
+};
+
+static void reader_file_pools(reader_t* reader, reader_pool_entry_t pools[7]) {
+    pools[0] = {&reader->feeds, sizeof(feed_t), feed_is_alive};
+    pools[1] = {&reader->entries, sizeof(entry_t), entry_is_alive};
+    pools[2] = {&reader->categories, sizeof(category_t), category_is_alive};
+    pools[3] = {&reader->persons, sizeof(person_t), person_is_alive};
+    pools[4] = {&reader->atom_links, sizeof(atom_link_t), atom_link_is_alive};
+    pools[5] = {&reader->relations, sizeof(relation_t), relation_is_alive};
+    pools[6] = {&reader->metas, sizeof(feed_meta_t), meta_is_alive};
+}
+
+// The first word of every slot says whether it is free.
+static void slot_mark_dead(void* slot) { *(u32*)slot = 0; }
+
+u64 reader_file_date(const u8* bytes, u64 length) {
+    u64 name_start = 0;
+    for (u64 i = length; i > 0; i--) {
+        if (bytes[i - 1] == '/' || bytes[i - 1] == '\\') {
+            name_start = i;
+            break;
+        }
+    }
+    data_t name = file_strip_extension(data_from_range(bytes + name_start, bytes + length));
+    if (name.used != 25 || !data_starts_with(name, data_literal("feed_data_"))) return 0;
+    date_t date = date_from_file_name(data_from_range(name.bytes + 10, name.bytes + name.used));
+    if (date_is_zero(date)) return 0;
+    return (u64)date.year * 10000000000ull + (u64)date.month * 100000000ull + (u64)date.day * 1000000ull +
+           (u64)date.hour * 10000ull + (u64)date.minute * 100ull + (u64)date.second;
+}
+
+// ---------------------------------------------------------------------------
+// Writing
+
+void pool_write(file_handle_t file, u64* position, pool_t* pool, u64 slot_size, file_error_t* error) {
+    u32 count = pool->entry_count;
+    *position += file_write(file, *position, 4, &count, error);
+    *position += file_write(file, *position, (u64)count * slot_size, pool->entries, error);
+}
+
+static void reader_renumber_generations(reader_t* reader, data_t* arena) {
+    data_t free_part = data_free_view(arena);
+    u64 table_size = ((u64)reader->generation + 1) * 4;
+    ASSERT(free_part.reserved >= table_size);
+    u32* table = (u32*)free_part.bytes;
+    bytes_zero(table, table_size);
+    u32 distinct = 0;
+    u32 highest = 0;
+    for (u32 i = 0; i < reader->entries.entry_count; i++) {
+        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        u32 g = entry->generation;
+        if (!table[g]) {
+            table[g] = 1;
+            distinct++;
+        }
+        if (g > highest) highest = g;
+    }
+    u32 next = 1;
+    for (u32 g = 0; g <= highest && distinct; g++) {
+        if (table[g]) table[g] = next++;
+    }
+    for (u32 i = 0; i < reader->entries.entry_count; i++) {
+        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        entry->generation = table[entry->generation];
+    }
+    reader->generation = distinct;
+}
+
+struct id_pair_t {
+    u32 old_id;
+    u32 new_id;
+};
+struct id_map_t {
+    id_pair_t* pairs;
+    u32 count;
+};
+
+// The first pair that matches, as every walk but the entries' feed ids does.
+static u32 id_map_first(const id_map_t* map, u32 id) {
+    for (u32 i = 0; i < map->count; i++) {
+        if (map->pairs[i].old_id == id) return map->pairs[i].new_id;
+    }
+    return id;
+}
+
+// Every pair in turn, so that a value changed by one pair can be changed again by
+// a later one. The entries' feed ids have always gone through the map this way.
+static u32 id_map_all(const id_map_t* map, u32 id) {
+    for (u32 i = 0; i < map->count; i++) {
+        if (map->pairs[i].old_id == id) id = map->pairs[i].new_id;
+    }
+    return id;
+}
+
+static void reader_renumber_ids(reader_t* reader, data_t* arena) {
+    data_t free_part = data_free_view(arena);
+    u64 capacity = free_part.reserved / sizeof(id_pair_t);
+    u64 needed = (u64)reader->feeds.entry_count + reader->entries.entry_count + reader->categories.entry_count +
+                 reader->persons.entry_count;
+    ASSERT(capacity >= needed);
+    id_pair_t* next = (id_pair_t*)free_part.bytes;
+    id_map_t feeds = {next, 0}, entries = {}, categories = {}, persons = {};
+
+    for (u32 i = 0; i < reader->feeds.entry_count; i++) {
+        feed_t* feed = READER_SLOT(feed_t, reader->feeds, i);
+        if (feed->id != i + 1) {
+            feeds.pairs[feeds.count++] = {feed->id, i + 1};
+            feed->id = i + 1;
+        }
+    }
+    entries.pairs = feeds.pairs + feeds.count;
+    for (u32 i = 0; i < reader->entries.entry_count; i++) {
+        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        if (entry->id != i + 1) {
+            entries.pairs[entries.count++] = {entry->id, i + 1};
+            entry->id = i + 1;
+        }
+        entry->feed_id = id_map_all(&feeds, entry->feed_id);
+    }
+    categories.pairs = entries.pairs + entries.count;
+    for (u32 i = 0; i < reader->categories.entry_count; i++) {
+        category_t* category = READER_SLOT(category_t, reader->categories, i);
+        if (category->id != i + 1) {
+            categories.pairs[categories.count++] = {category->id, i + 1};
+            category->id = i + 1;
+        }
+    }
+    persons.pairs = categories.pairs + categories.count;
+    for (u32 i = 0; i < reader->persons.entry_count; i++) {
+        person_t* person = READER_SLOT(person_t, reader->persons, i);
+        if (person->id != i + 1) {
+            persons.pairs[persons.count++] = {person->id, i + 1};
+            person->id = i + 1;
+        }
+    }
+    for (u32 i = 0; i < reader->relations.entry_count; i++) {
+        relation_t* relation = READER_SLOT(relation_t, reader->relations, i);
+        bool feed_owner = relation->kind % 2 == 1;
+        relation->owner_id = id_map_first(feed_owner ? &feeds : &entries, relation->owner_id);
+        bool category_target = relation->kind <= relation_atom_entry_category;
+        relation->target_id = id_map_first(category_target ? &categories : &persons, relation->target_id);
+    }
+    for (u32 i = 0; i < reader->atom_links.entry_count; i++) {
+        atom_link_t* link = READER_SLOT(atom_link_t, reader->atom_links, i);
+        link->owner_id = id_map_first(link->owner_kind == atom_owner_feed ? &feeds : &entries, link->owner_id);
+    }
+    for (u32 i = 0; i < reader->metas.entry_count; i++) {
+        feed_meta_t* meta = READER_SLOT(feed_meta_t, reader->metas, i);
+        meta->feed_id = id_map_first(&feeds, meta->feed_id);
+    }
+    reader->last_feed_id = reader->feeds.entry_count;
+    reader->last_entry_id = reader->entries.entry_count;
+    reader->last_category_id = reader->categories.entry_count;
+    reader->last_person_id = reader->persons.entry_count;
+}
+
+static void reader_rebuild_codepoints(reader_t* reader) {
+    codepoint_set_t* set = reader->codepoints;
+    ASSERT(set->capacity == codepoint_set_capacity);
+    u32* values = set->values;
+    bytes_zero(values, (u64)set->capacity * 4);
+    for (u32 c : codepoint_defaults.values) values[c] = c;
+    set->count = codepoint_default_count;
+    const u8* p = reader->strings.bytes;
+    const u8* end = p + reader->strings.used;
+    while (p < end) {
+        u32 c = codepoint_invalid;
+        u32 length = 0;
+        utf_error_t error = 0;
+        if (*p < 0x80) {
+            c = *p;
+            length = 1;
+        } else {
+            utf8_decode(p, end, &c, &length, &error);
+        }
+        if (error || length == 0) {
+            p += 1;
+            continue;
+        }
+        p += length;
+        // U+0000 would mark its own slot as empty, and the table ends below U+10FFFF.
+        if (c == 0 || c >= set->capacity) continue;
+        if (values[c] == 0) {
+            values[c] = c;
+            set->count += 1;
+        }
+    }
+    u32 packed = 0;
+    for (u32 c = 1; c < set->capacity; c++) {
+        if (!values[c]) continue;
+        values[packed] = values[c];
+        if (c != packed) values[c] = 0;
+        packed++;
+    }
+    ASSERT(packed == set->count);
+    codepoint_set_rebuild_index(set);
+}
+
+void reader_file_write(reader_t* reader, data_t* scratch, data_t path, file_error_t* error) {
+    reader_check(reader);
+    reader_remove_unused_categories(reader);
+    reader_remove_unused_persons(reader);
+    reader_pool_entry_t pools[7];
+    reader_file_pools(reader, pools);
+    for (reader_pool_entry_t& entry : pools) pool_compact(entry.pool, entry.slot_size, entry.alive, slot_mark_dead);
+    reader_compact_strings(reader);
+    reader_renumber_generations(reader, scratch);
+    reader_renumber_ids(reader, scratch);
+    reader_rebuild_codepoints(reader);
+    reader_check(reader);
+
+    // The temporary name has no "bin" extension, so that neither the load nor the
+    // rotation ever sees a half-written file.
+    u8 temporary_buffer[1100];
+    ASSERT(path.used + 4 < sizeof(temporary_buffer));
+    data_t temporary = data_make(sizeof(temporary_buffer), 0, temporary_buffer);
+    data_push_bytes(&temporary, path.bytes, path.used, 1);
+    data_push_bytes(&temporary, ".new", 4, 1);
+
+    file_handle_t file = file_open(temporary, true, true, error);
+    u64 position = 0;
+    u32 version = reader_file_version;
+    u64 table[reader_section_count * 2] = {};
+    position += file_write(file, position, 4, reader_file_magic, error);
+    position += file_write(file, position, 4, &version, error);
+    position += file_write(file, position, sizeof(table), table, error);
+
+    table[0] = position;
+    u32 counters[5] = {reader->last_feed_id, reader->last_entry_id, reader->last_category_id,
+                       reader->last_person_id, reader->generation};
+    position += file_write(file, position, sizeof(counters), counters, error);
+    table[1] = position - table[0];
+
+    table[2] = position;
+    for (reader_pool_entry_t& entry : pools) pool_write(file, &position, entry.pool, entry.slot_size, error);
+    table[3] = position - table[2];
+
+    table[4] = position;
+    position += file_write(file, position, sizeof(reader->link_targets), reader->link_targets, error);
+    table[5] = position - table[4];
+
+    table[6] = position;
+    codepoint_set_t* set = reader->codepoints;
+    position += file_write(file, position, 4, &set->count, error);
+    position += file_write(file, position, (u64)set->count * 4, set->values, error);
+    table[7] = position - table[6];
+
+    table[8] = position;
+    u32 string_size = (u32)reader->strings.used;
+    position += file_write(file, position, 4, &string_size, error);
+    position += file_write(file, position, reader->strings.used, reader->strings.bytes, error);
+    table[9] = position - table[8];
+
+    file_write(file, 8, sizeof(table), table, error);
+    file_sync(file, error);
+    file_close(file, error);
+    reader_rebase_strings(reader);
+    if (!*error) file_rename(temporary, path, error);
+    if (*error) {
+        file_error_t ignored = 0;
+        file_delete(temporary, &ignored);
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Reading
+
+void pool_read(file_handle_t file, u64* position, pool_t* pool, u64 slot_size, file_error_t* error) {
+    u32 count = 0;
+    *position += file_read(file, *position, 4, &count, error);
+    if (*error) return;
+    if (count > pool->max_entry_count) {
+        *error = file_error_size;
+        return;
+    }
+    *position += file_read(file, *position, (u64)count * slot_size, pool->entries, error);
+    if (*error) return;
+    bytes_zero(pool->entries + (u64)count * slot_size, (u64)(pool->max_entry_count - count) * slot_size);
+    pool->entry_count = count;
+    pool_reset_free_stack(pool);
+}
+
+// Back to an empty store: what a failed read leaves behind.
+static void reader_empty(reader_t* reader) {
+    reader_pool_entry_t pools[7];
+    reader_file_pools(reader, pools);
+    for (reader_pool_entry_t& entry : pools) {
+        bytes_zero(entry.pool->entries, (u64)entry.pool->max_entry_count * entry.slot_size);
+        entry.pool->entry_count = 0;
+        pool_reset_free_stack(entry.pool);
+    }
+    bytes_zero(reader->link_targets, sizeof(reader->link_targets));
+    reader->strings.used = 0;
+    reader->last_feed_id = reader->last_entry_id = reader->last_category_id = reader->last_person_id = 0;
+    reader->generation = 0;
+    codepoint_set_t* set = reader->codepoints;
+    if (set) {
+        for (u32 i = 0; i < codepoint_default_count; i++) set->values[i] = codepoint_defaults.values[i];
+        set->count = codepoint_default_count;
+        codepoint_set_rebuild_index(set);
+    }
+}
+
+static u32 reader_file_read_sections(reader_t* reader, file_handle_t file, u64 file_size, file_error_t* error) {
+    if (file_size < reader_file_header_size) return reader_file_short;
+    u8 magic[4] = {};
+    u32 version = 0;
+    u64 table[reader_section_count * 2] = {};
+    u64 position = 0;
+    position += file_read(file, position, 4, magic, error);
+    if (*error) return reader_file_unreadable;
+    if (!bytes_equal(magic, 4, reader_file_magic, 4)) return reader_file_wrong_magic;
+    position += file_read(file, position, 4, &version, error);
+    if (version > reader_file_version) return reader_file_newer_version;
+    position += file_read(file, position, sizeof(table), table, error);
+    if (*error) return reader_file_unreadable;
+
+    // The sections follow each other with no gap and the file ends with the last.
+    u64 expected = reader_file_header_size;
+    for (u32 s = 0; s < reader_section_count; s++) {
+        if (table[s * 2] != expected) return reader_file_wrong_sizes;
+        if (table[s * 2 + 1] > file_size) return reader_file_short;
+        expected += table[s * 2 + 1];
+        if (expected > file_size) return reader_file_short;
+    }
+    if (expected != file_size) return reader_file_wrong_sizes;
+    if (table[1] != 20 || table[5] != sizeof(reader->link_targets)) return reader_file_wrong_sizes;
+
+    u32 counters[5] = {};
+    position += file_read(file, position, sizeof(counters), counters, error);
+    reader->last_feed_id = counters[0];
+    reader->last_entry_id = counters[1];
+    reader->last_category_id = counters[2];
+    reader->last_person_id = counters[3];
+    reader->generation = counters[4];
+
+    reader_pool_entry_t pools[7];
+    reader_file_pools(reader, pools);
+    for (reader_pool_entry_t& entry : pools) {
+        u32 count = 0;
+        file_read(file, position, 4, &count, error);
+        if (*error) return reader_file_unreadable;
+        if (count > entry.pool->max_entry_count) return reader_file_wrong_sizes;
+        if (position + 4 + (u64)count * entry.slot_size > table[2] + table[3]) return reader_file_wrong_sizes;
+        pool_read(file, &position, entry.pool, entry.slot_size, error);
+    }
+    if (*error) return reader_file_unreadable;
+    if (position != table[4]) return reader_file_wrong_sizes;
+
+    position += file_read(file, position, sizeof(reader->link_targets), reader->link_targets, error);
+
+    codepoint_set_t* set = reader->codepoints;
+    u32 codepoint_count = 0;
+    position += file_read(file, position, 4, &codepoint_count, error);
+    if (*error) return reader_file_unreadable;
+    if (codepoint_count > set->capacity || table[7] != 4 + (u64)codepoint_count * 4) return reader_file_wrong_sizes;
+    position += file_read(file, position, (u64)codepoint_count * 4, set->values, error);
+    set->count = codepoint_count;
+
+    u32 string_size = 0;
+    position += file_read(file, position, 4, &string_size, error);
+    if (*error) return reader_file_unreadable;
+    if (table[9] != 4 + (u64)string_size) return reader_file_wrong_sizes;
+    if (string_size > reader->strings.reserved && !reader_reserve_strings(reader, string_size)) {
+        return reader_file_wrong_sizes;
+    }
+    position += file_read(file, position, string_size, reader->strings.bytes, error);
+    if (*error) return reader_file_unreadable;
+    reader->strings.used = string_size;
+    if (position != file_size) return reader_file_wrong_sizes;
+
+    for (u32 i = 0; i < set->count; i++) {
+        if (set->values[i] > 0x10FFFF) return reader_file_inconsistent;
+    }
+    codepoint_set_rebuild_index(set);
+    if (!reader_slots_are_sound(reader, string_size)) return reader_file_inconsistent;
+    reader_rebase_strings(reader);
+    if (!reader_is_consistent(reader)) return reader_file_inconsistent;
+    return reader_file_fine;
+}
+
+u32 reader_file_read(reader_t* reader, data_t path, file_error_t* error) {
+    file_handle_t file = file_open(path, false, false, error);
+    if (*error) return reader_file_unreadable;
+    u64 size = file_size(file, error);
+    u32 problem = *error ? reader_file_unreadable : reader_file_read_sections(reader, file, size, error);
+    file_close(file, error);
+    if (problem == reader_file_fine && *error) problem = reader_file_unreadable;
+    if (problem != reader_file_fine) reader_empty(reader);
+    return problem;
+}
+
+// ---------------------------------------------------------------------------
+// Save, rotation and load
+
+// Lists the "bin" files of the storage folder, at most 100, with full paths in
+// `block`.
+static directory_list_t reader_list_files(data_t folder, data_t* block) {
+    directory_list_t list = directory_list_create(block, reader_file_list_capacity);
+    directory_walk(&list, folder, data_literal("bin"), data_t{}, directory_walk_files);
+    return list;
+}
+
+static data_t reader_list_path(data_t folder, directory_list_t* list, u32 index, u8* buffer, u64 size) {
+    data_t path = data_make(size, 0, buffer);
+    data_push_bytes(&path, folder.bytes, folder.used, 1);
+    data_push_bytes(&path, list->paths[index], list->path_lengths[index], 1);
+    return path;
+}
+
+static void reader_rotate(app_t* app, data_t folder) {
+    data_t block = data_free_view(&app->scratch);
+    directory_list_t list = reader_list_files(folder, &block);
+    if (list.count <= reader_file_keep) return;
+    u64* keys = (u64*)data_push(&block, sizeof(u64) * list.count, 8);
+    ASSERT(keys);
+    u32 dated = 0;
+    for (u32 i = 0; i < list.count; i++) {
+        keys[i] = reader_file_date(list.paths[i], list.path_lengths[i]);
+        if (keys[i] == 0) {
+            keys[i] = ~(u64)0;
+        } else {
+            dated++;
+        }
+    }
+    if (dated <= reader_file_keep) return;
+    directory_list_sort(&list, keys);
+    for (u32 i = 0; i < dated - reader_file_keep; i++) {
+        u8 buffer[1100];
+        data_t path = reader_list_path(folder, &list, i, buffer, sizeof(buffer));
+        file_error_t error = 0;
+        file_delete(path, &error);
+    }
+}
+
+bool reader_save(app_t* app, reader_t* reader) {
+    data_t folder = app->storage_path;
+    file_error_t error = 0;
+    if (!directory_exists(folder, &error)) {
+        error = 0;
+        if (!directory_create(folder, &error)) return false;
+    }
+    u8 buffer[1024];
+    data_t path = data_make(sizeof(buffer), 0, buffer);
+    data_push_bytes(&path, folder.bytes, folder.used, 1);
+    data_push_bytes(&path, "/feed_data_", 11, 1);
+    date_to_file_name(date_now(), &path);
+    data_push_bytes(&path, ".bin", 4, 1);
+    ASSERT(path.used + 4 < path.reserved);
+
+    error = 0;
+    reader_file_write(reader, &app->scratch, path, &error);
+    if (error) {
+        log_write_c_string(log_main, "Error while saving the reader.\n ");
+        log_channel_t* user = log_channel(log_user);
+        if (user->text.used) log_write_c_string(log_user, "\n\n");
+        log_write_c_string(log_user, "Error while saving the reader: ");
+        log_write(log_user, path);
+        log_write_c_string(log_user, "\n");
+        return false;
+    }
+    reader_rotate(app, folder);
+    return true;
+}
+
+bool reader_load(app_t* app, reader_t* reader, reader_load_status_t* status) {
+    *status = reader_load_status_t{};
+    data_t folder = app->storage_path;
+    file_error_t error = 0;
+    if (!directory_exists(folder, &error)) return true;
+    data_t block = data_free_view(&app->scratch);
+    directory_list_t list = reader_list_files(folder, &block);
+    u64 best_date = 0;
+    u32 best = 0;
+    for (u32 i = 0; i < list.count; i++) {
+        u64 date = reader_file_date(list.paths[i], list.path_lengths[i]);
+        if (date > best_date) {
+            best_date = date;
+            best = i;
+        }
+    }
+    if (best_date == 0) return true;
+    data_t path = reader_list_path(folder, &list, best, status->path, sizeof(status->path));
+    status->path_length = path.used;
+    error = 0;
+    if (!file_exists(path, &error)) return true;
+    error = 0;
+    status->problem = reader_file_read(reader, path, &error);
+    status->file_error = error;
+    return status->problem == reader_file_fine;
+}
+
+u64 reader_load_message(const reader_load_status_t* status, char* buffer, u64 size) {
+    const char* reason = "it can't be read";
+    switch (status->problem) {
+    case reader_file_unreadable: reason = "the system refused to read it"; break;
+    case reader_file_wrong_magic: reason = "it isn't a Newsloom store file (wrong magic)"; break;
+    case reader_file_newer_version: reason = "it was written by a newer version of Newsloom"; break;
+    case reader_file_wrong_sizes: reason = "its sections have the wrong sizes"; break;
+    case reader_file_short: reason = "it is cut short"; break;
+    case reader_file_inconsistent: reason = "its records don't agree with each other"; break;
+    default: break;
+    }
+    data_t text = data_make(size, 0, buffer);
+    auto put = [&](const void* bytes, u64 length) {
+        u64 room = text.reserved - text.used;
+        data_push_bytes(&text, bytes, length < room ? length : room, 1);
+    };
+    auto put_text = [&](const char* part) { put(part, text_length(part)); };
+    put_text("newsloom: the store file ");
+    put(status->path, status->path_length);
+    put_text(" can't be loaded: ");
+    put_text(reason);
+    put_text(".\nIt has been left as it is. Move it out of its folder to start from the next older store "
+             "file there, or start with -path pointing to another folder.\n");
+    return text.used;
+}

@@ -1,0 +1,256 @@
+// The reader's operations on records: filters, soft delete, removal, walks,
+// ordering, strings, and the assertions that guard its invariants.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "app/panel.h"
+#include "store_support.h"
+
+namespace {
+
+feed_t* add_feed(reader_t* reader, u32 kind) {
+    feed_t* feed = reader_add_feed(reader, kind);
+    reader_add_meta(reader, feed->id);
+    return feed;
+}
+
+entry_t* add_entry(reader_t* reader, feed_t* feed, u32 generation, date_t date) {
+    entry_t* entry = reader_new_entry(reader);
+    entry->generation = generation;
+    if (feed_kind(feed) == record_kind_rss) {
+        entry->rss.pub_date = date;
+    } else {
+        entry->atom.published = date;
+        entry->atom.updated = date;
+    }
+    reader_attach_entry(reader, feed, entry);
+    return entry;
+}
+
+date_t day(u8 d) { return date_t{2020, 1, d, 0, 0, 0, 0}; }
+
+std::vector<u32> feed_entry_ids(reader_t* reader, feed_t* feed) {
+    std::vector<u32> ids;
+    for (entry_t* e = feed_first_entry(reader, feed, 0, ~0u, 0, record_deleted_flag); e;
+         e = feed_next_entry(reader, feed, e, 0, ~0u, 0, record_deleted_flag)) {
+        ids.push_back(e->id);
+    }
+    return ids;
+}
+
+}  // namespace
+
+TEST(Reader, FlagsMatch) {
+    struct case_t {
+        u32 value, required, allowed;
+        bool match;
+    };
+    const case_t cases[] = {
+        {0, 0, 0, true},
+        {0x80000000, 0, 0, false},
+        {0, 0, 0x80000000, true},
+        {0x80000000, 0, 0x80000000, true},
+        {0, 0x80000000, 0, false},
+        {0x80000000, 0x80000000, 0, true},
+        {0x80000001, 0x80000000, 0, false},
+        {0x3, 0x1, 0x2, true},
+    };
+    for (const case_t& c : cases) {
+        EXPECT_EQ(flags_match(c.value, c.required, c.allowed), c.match) << c.value << " " << c.required << " " << c.allowed;
+    }
+}
+
+TEST(Reader, NewStoreAndIds) {
+    store_fixture_t store;
+    reader_t* reader = &store.reader;
+    EXPECT_EQ(reader->generation, 0u);
+    EXPECT_EQ(reader->strings.used, 0u);
+    EXPECT_EQ(reader->strings.reserved, reader_string_commit_step);
+    feed_t* feed = add_feed(reader, record_kind_rss);
+    EXPECT_EQ(feed->id, 1u);
+    entry_t* entry = reader_new_entry(reader);
+    EXPECT_EQ(entry->id, 1u);
+    EXPECT_EQ(entry->kind, 0u);  // out of every walk until attached
+    EXPECT_EQ(reader->last_entry_id, 0u);
+    EXPECT_FALSE(feed_first_entry(reader, feed, 0, ~0u, 0, record_deleted_flag));
+    reader_attach_entry(reader, feed, entry);
+    EXPECT_EQ(reader->last_entry_id, 1u);
+    EXPECT_EQ(entry->feed_id, feed->id);
+    EXPECT_EQ(feed->entry_count, 1u);
+    EXPECT_EQ(reader_find_entry_by_id(reader, feed->id, 1), entry);
+    EXPECT_EQ(reader_find_entry_by_id(reader, 99, 1), nullptr);
+    EXPECT_EQ(entry_unique_id(nullptr).used, 0u);
+    EXPECT_EQ(reader_find_entry_by_unique_id(reader, feed->id, data_t{}), nullptr);
+    reader_check(reader);
+}
+
+TEST(Reader, SoftDeleteAndRestore) {
+    store_fixture_t store;
+    reader_t* reader = &store.reader;
+    feed_t* feed = add_feed(reader, record_kind_atom);
+    entry_t* a = add_entry(reader, feed, 0, day(1));
+    entry_t* b = add_entry(reader, feed, 0, day(2));
+    u32 entries_before = reader->entries.entry_count;
+
+    feed_mark_deleted(reader, feed);
+    EXPECT_EQ(feed->kind, 0x80000002u);
+    EXPECT_TRUE(feed_is_alive(feed));
+    EXPECT_TRUE(entry_is_deleted(a) && entry_is_deleted(b));
+    EXPECT_EQ(reader->entries.entry_count, entries_before);
+    reader_check(reader);
+    // The three views of the left panel.
+    EXPECT_EQ(reader_first_feed(reader, true, 0, ~0u, 0, 0, 0, 0), nullptr);
+    EXPECT_EQ(reader_first_feed(reader, true, 0, ~0u, record_deleted_flag, 0, record_deleted_flag, 0), feed);
+    EXPECT_EQ(reader_first_feed(reader, true, 0, ~0u, 0, record_deleted_flag, 0, record_deleted_flag), feed);
+
+    feed_restore(reader, feed, false);
+    EXPECT_FALSE(feed_is_deleted(feed));
+    EXPECT_TRUE(entry_is_deleted(a));
+    feed_mark_deleted(reader, feed);
+    feed_restore(reader, feed, true);
+    EXPECT_EQ(feed->kind, (u32)record_kind_atom);
+    EXPECT_EQ(a->kind, (u32)record_kind_atom);
+    EXPECT_EQ(b->kind, (u32)record_kind_atom);
+
+    entry_mark_deleted(a);
+    reader_purge_deleted(reader);
+    EXPECT_EQ(feed->entry_count, 1u);
+    EXPECT_EQ(reader->entries.entry_count, 1u);
+    feed_mark_deleted(reader, feed);
+    reader_purge_deleted(reader);
+    EXPECT_EQ(reader->feeds.entry_count, 0u);
+    EXPECT_EQ(reader->metas.entry_count, 0u);
+    reader_check(reader);
+}
+
+TEST(Reader, RemovingAnAtomEntryReturnsEverySlot) {
+    store_fixture_t store;
+    std::string document =
+        "<feed><author><name>F</name></author><entry><id>1</id><updated>2020-01-01T00:00:00Z</updated>"
+        "<author><name>A</name></author><contributor><name>C</name></contributor><category term=\"t\"/>"
+        "<category term=\"u\"/><link href=\"1\"/><link href=\"2\"/></entry></feed>";
+    feed_t* feed = store.merge(document, "http://example.com/a");
+    reader_t* reader = &store.reader;
+    ASSERT_EQ(reader->relations.entry_count, 5u);
+    ASSERT_EQ(reader->atom_links.entry_count, 2u);
+    entry_t* entry = reader_find_entry_by_unique_id(reader, feed->id, data_literal("1"));
+    reader_remove_entry(reader, entry, feed);
+    EXPECT_EQ(reader->relations.entry_count, 1u);  // the feed's author
+    EXPECT_EQ(reader->atom_links.entry_count, 0u);
+    EXPECT_EQ(feed->entry_count, 0u);
+    EXPECT_EQ(reader->persons.entry_count, 3u);  // people stay until the next clean-up
+    reader_remove_unused_persons(reader);
+    reader_remove_unused_categories(reader);
+    EXPECT_EQ(reader->persons.entry_count, 1u);
+    EXPECT_EQ(reader->categories.entry_count, 0u);
+    reader_check(reader);
+    // A feed whose entries all went keeps its meta.
+    EXPECT_TRUE(reader_find_meta(reader, feed->id));
+}
+
+TEST(Reader, SortKeepsEqualDatesAndFollowsTheFlag) {
+    store_fixture_t store;
+    reader_t* reader = &store.reader;
+    feed_t* other = add_feed(reader, record_kind_rss);
+    feed_t* feed = add_feed(reader, record_kind_rss);
+    entry_t* a = add_entry(reader, feed, 0, day(1));
+    entry_t* foreign = add_entry(reader, other, 0, day(9));
+    add_entry(reader, feed, 0, day(3));
+    add_entry(reader, feed, 0, day(2));
+    add_entry(reader, feed, 0, day(2));
+    u32 a_id = a->id;
+    u32 foreign_id = foreign->id;
+    reader_sort_feed(reader, feed);
+    EXPECT_EQ(feed_entry_ids(reader, feed), (std::vector<u32>{3, 4, 5, a_id}));
+    EXPECT_EQ(foreign->id, foreign_id) << "another feed's entry keeps its slot";
+    reader_find_meta(reader, feed->id)->flags |= feed_meta_oldest_first;
+    reader_sort_feed(reader, feed);
+    // An exchange sort: equal dates don't keep their order once others pass them.
+    EXPECT_EQ(feed_entry_ids(reader, feed), (std::vector<u32>{a_id, 5, 4, 3}));
+    reader_check(reader);
+
+    feed_t* pair = add_feed(reader, record_kind_atom);
+    add_entry(reader, pair, 0, day(4));
+    add_entry(reader, pair, 0, day(4));
+    std::vector<u32> before = feed_entry_ids(reader, pair);
+    reader_sort_feed(reader, pair);
+    EXPECT_EQ(feed_entry_ids(reader, pair), before);
+}
+
+TEST(Reader, GenerationWalks) {
+    store_fixture_t store;
+    reader_t* reader = &store.reader;
+    feed_t* feed = add_feed(reader, record_kind_rss);
+    reader->generation = 5;
+    add_entry(reader, feed, 1, day(1));
+    entry_t* deleted = add_entry(reader, feed, 3, day(2));
+    entry_mark_deleted(deleted);
+    add_entry(reader, feed, 4, day(3));
+    EXPECT_EQ(reader_previous_generation(reader, 1, 0, 0), 1u);
+    EXPECT_EQ(reader_previous_generation(reader, 4, 0, 0), 1u);
+    EXPECT_EQ(reader_previous_generation(reader, 4, 0, record_deleted_flag), 3u);
+    EXPECT_EQ(reader_next_generation(reader, 1, 0, 0), 4u);
+    EXPECT_EQ(reader_next_generation(reader, 4, 0, 0), 4u);
+    EXPECT_TRUE(reader_has_entry_in_range(reader, 2, 3, record_deleted_flag, 0));
+    EXPECT_FALSE(reader_has_entry_in_range(reader, 2, 3, 0, 0));
+    EXPECT_EQ(feed_last_entry(reader, feed, 0, 5, 0, 0)->generation, 4u);
+    // Without entries in range a feed doesn't show unless empty feeds are asked for.
+    EXPECT_EQ(reader_first_feed(reader, false, 5, 5, 0, 0, 0, 0), nullptr);
+    EXPECT_EQ(reader_first_feed(reader, true, 5, 5, 0, 0, 0, 0), feed);
+
+    app_t app = {};
+    panel_t panel = {};
+    app.panel = &panel;
+    generation_advance(&app, reader);
+    EXPECT_EQ(reader->generation, 6u);
+    EXPECT_EQ(panel.generation_min, 6u);
+    EXPECT_EQ(panel.generation_max, 6u);
+}
+
+TEST(Reader, StringsCommitAsTheyGrow) {
+    store_fixture_t store;
+    reader_t* reader = &store.reader;
+    std::string text(700 * 1024, 'x');
+    data_t first = reader_store_string(reader, data_from_size(text.size(), text.data()));
+    EXPECT_EQ(reader->strings.reserved, reader_string_commit_step);
+    data_t second = reader_store_string(reader, data_from_size(text.size(), text.data()));
+    EXPECT_EQ(reader->strings.reserved, 2 * reader_string_commit_step);
+    EXPECT_EQ(second.bytes, first.bytes + text.size());
+    EXPECT_EQ(reader->strings.used, 2 * text.size());
+    EXPECT_FALSE(reader_reserve_strings(reader, reader_string_region_size));
+}
+
+TEST(ReaderDeathTest, BrokenInvariantsStop) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    store_fixture_t store;
+    reader_t* reader = &store.reader;
+    feed_t* feed = add_feed(reader, record_kind_rss);
+    entry_t* entry = add_entry(reader, feed, 0, day(1));
+    EXPECT_DEATH(
+        {
+            entry->kind = 3;
+            entry_mark_deleted(entry);
+        },
+        "");
+    EXPECT_DEATH(
+        {
+            feed->entry_count = 2;
+            feed_mark_deleted(reader, feed);
+        },
+        "");
+    EXPECT_DEATH(
+        {
+            reader->generation = 0;
+            entry->generation = 7;
+            reader_check(reader);
+        },
+        "");
+    EXPECT_DEATH(
+        {
+            feed->kind = 0;
+            feed_title(feed);
+        },
+        "");
+}

@@ -1,0 +1,292 @@
+// The store file in real temporary folders: exact sizes, a save and load that
+// give the same records, dense ids and generations, rotation of ten, and damaged
+// files that are refused and left in place.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "net/block_storage.h"
+#include "store/reader_file.h"
+#include "store_support.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct temp_folder_t {
+    std::string path;
+    temp_folder_t() {
+        char pattern[] = "/tmp/newsloom_store_XXXXXX";
+        path = mkdtemp(pattern);
+    }
+    ~temp_folder_t() { fs::remove_all(path); }
+};
+
+void use_folder(app_t* app, const std::string& folder) {
+    bytes_copy(app->storage_path_buffer, folder.data(), folder.size());
+    app->storage_path = data_make(app_path_capacity, folder.size(), app->storage_path_buffer);
+}
+
+std::vector<std::string> bin_files(const std::string& folder) {
+    std::vector<std::string> names;
+    for (const auto& item : fs::directory_iterator(folder)) names.push_back(item.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::string file_bytes(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+void write_file(const std::string& path, const std::string& bytes) {
+    std::ofstream out(path, std::ios::binary);
+    out << bytes;
+}
+
+std::string only_store_file(const std::string& folder) {
+    std::vector<std::string> names = bin_files(folder);
+    EXPECT_EQ(names.size(), 1u);
+    return names.empty() ? "" : folder + "/" + names[0];
+}
+
+void merge_corpus(store_fixture_t* store, const char* file) {
+    std::string document = read_test_file((std::string("feeds/") + file).c_str());
+    ASSERT_TRUE(store->merge(document, file));
+}
+
+}  // namespace
+
+TEST(ReaderFile, EmptyStoreHasTheDesignedSize) {
+    temp_folder_t folder;
+    store_fixture_t store;
+    use_folder(store.app, folder.path + "/new");  // the save makes the folder
+    ASSERT_TRUE(reader_save(store.app, &store.reader));
+    std::string path = only_store_file(folder.path + "/new");
+    EXPECT_EQ(fs::file_size(path), 88u + 20 + 7 * 4 + 800 + 4 + 193 * 4 + 4);
+    std::string name = fs::path(path).filename().string();
+    EXPECT_EQ(name.size(), 29u);
+    EXPECT_GT(reader_file_date((const u8*)path.data(), path.size()), 20200101000000ull);
+    std::string bytes = file_bytes(path);
+    EXPECT_EQ(bytes.substr(0, 4), "feed");
+    EXPECT_EQ(bytes[4], 1);
+}
+
+TEST(ReaderFile, SaveAndLoadGiveTheSameRecords) {
+    temp_folder_t first_folder, second_folder;
+    store_fixture_t store;
+    use_folder(store.app, first_folder.path);
+    merge_corpus(&store, "russcox.atom");
+    store.reader.generation = 3;
+    merge_corpus(&store, "atp.rss");
+    merge_corpus(&store, "DaringFireball.atom");
+    store.reader.generation = 7;
+    merge_corpus(&store, "kc0011.rss");
+    feed_t* feed = reader_find_feed_by_address(&store.reader, data_literal("atp.rss"));
+    reader_find_meta(&store.reader, feed->id)->flags = 5;
+    reader_find_meta(&store.reader, feed->id)->link_target = &store.reader.link_targets[3];
+    store.reader.link_targets[3].name = reader_store_string(&store.reader, data_literal("player"));
+    store.reader.link_targets[3].queue_enabled = 1;
+    u32 codepoints = store.codepoints.count;
+    ASSERT_TRUE(reader_save(store.app, &store.reader));
+    std::string saved = only_store_file(first_folder.path);
+    EXPECT_EQ(store.codepoints.count, codepoints) << "every code point that was added is still used";
+
+    store_fixture_t loaded;
+    use_folder(loaded.app, first_folder.path);
+    reader_load_status_t status;
+    ASSERT_TRUE(reader_load(loaded.app, &loaded.reader, &status));
+    EXPECT_EQ(status.problem, (u32)reader_file_fine);
+    reader_t* reader = &loaded.reader;
+    EXPECT_EQ(reader->feeds.entry_count, 4u);
+    EXPECT_EQ(reader->entries.entry_count, store.reader.entries.entry_count);
+    EXPECT_EQ(reader->generation, 3u);
+    EXPECT_EQ(loaded.codepoints.count, codepoints);
+    feed = reader_find_feed_by_address(reader, data_literal("atp.rss"));
+    ASSERT_TRUE(feed);
+    feed_meta_t* meta = reader_find_meta(reader, feed->id);
+    EXPECT_EQ(meta->flags, 5u);
+    EXPECT_EQ(meta->link_target, &reader->link_targets[3]);
+    EXPECT_EQ(to_string(reader->link_targets[3].name), "player");
+    data_t guid = data_literal("513abd71e4b0fe58c655c105:513abd71e4b0fe58c655c111:5c41524d562fa7e089140838");
+    entry_t* entry = reader_find_entry_by_unique_id(reader, feed->id, guid);
+    ASSERT_TRUE(entry);
+    EXPECT_EQ(to_string(entry->rss.guid), to_string(guid));
+    EXPECT_EQ(to_string(entry->rss.title), "309: Do Not Expect Five Nines From My Plex");
+    EXPECT_EQ(entry->generation, 2u);
+
+    // A second save of what was loaded writes the same bytes.
+    use_folder(loaded.app, second_folder.path);
+    ASSERT_TRUE(reader_save(loaded.app, reader));
+    EXPECT_EQ(file_bytes(only_store_file(second_folder.path)), file_bytes(saved));
+
+    // The listing of the tool reads it too.
+    std::string command = std::string(NEWSLOOM_BINARY_DIR) + "/newsloom-tool store " + saved + " > /dev/null";
+    EXPECT_EQ(system(command.c_str()), 0);
+}
+
+TEST(ReaderFile, IdsAndGenerationsAreDenseAfterASave) {
+    temp_folder_t folder;
+    store_fixture_t store;
+    use_folder(store.app, folder.path);
+    store.reader.generation = 2;
+    merge_corpus(&store, "qemu.atom");
+    store.reader.generation = 4;
+    merge_corpus(&store, "monkeydom.rss");
+    store.reader.generation = 9;
+    merge_corpus(&store, "neverworkintheory.atom");
+    merge_corpus(&store, "theomnishow.rss");
+    reader_t* reader = &store.reader;
+    reader_remove_feed(reader, reader_find_feed_by_address(reader, data_literal("monkeydom.rss")));
+    feed_t* omni = reader_find_feed_by_address(reader, data_literal("theomnishow.rss"));
+    entry_t* first = feed_first_entry(reader, omni, 0, ~0u, 0, 0);
+    reader_remove_entry(reader, first, omni);
+    ASSERT_TRUE(reader_save(store.app, reader));
+
+    EXPECT_EQ(reader->generation, 2u);  // generation 4 left with its feed
+    EXPECT_EQ(reader->last_feed_id, 3u);
+    EXPECT_EQ(reader->last_entry_id, reader->entries.entry_count);
+    std::vector<bool> seen(reader->entries.entry_count + 1);
+    for (u32 i = 0; i < reader->entries.entry_count; i++) {
+        entry_t* entry = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), i);
+        ASSERT_GE(entry->id, 1u);
+        ASSERT_LE(entry->id, reader->entries.entry_count);
+        seen[entry->id] = true;
+        EXPECT_TRUE(entry->generation == 1 || entry->generation == 2);
+        EXPECT_TRUE(reader_find_feed_by_id(reader, entry->feed_id));
+    }
+    for (u32 id = 1; id <= reader->entries.entry_count; id++) EXPECT_TRUE(seen[id]);
+    for (u32 i = 0; i < reader->feeds.entry_count; i++) {
+        EXPECT_EQ(((feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i))->id, i + 1);
+    }
+    EXPECT_EQ(reader_find_feed_by_address(reader, data_literal("theomnishow.rss"))->entry_count, 3u);
+    reader_check(reader);
+}
+
+TEST(ReaderFile, RotationKeepsTenAndLeavesOtherNamesAlone) {
+    temp_folder_t folder;
+    store_fixture_t store;
+    use_folder(store.app, folder.path);
+    for (int i = 0; i < 10; i++) {
+        write_file(folder.path + "/feed_data_2020010" + std::to_string(i) + "_120000.bin", "old");
+    }
+    write_file(folder.path + "/feed_data_x.bin", "not a store");
+    write_file(folder.path + "/notes.txt", "mine");
+    ASSERT_TRUE(reader_save(store.app, &store.reader));
+    std::vector<std::string> names = bin_files(folder.path);
+    EXPECT_EQ(names.size(), 12u);  // ten dated, the x file, the notes
+    EXPECT_FALSE(fs::exists(folder.path + "/feed_data_20200100_120000.bin"));
+    EXPECT_TRUE(fs::exists(folder.path + "/feed_data_20200101_120000.bin"));
+    EXPECT_TRUE(fs::exists(folder.path + "/feed_data_x.bin"));
+    EXPECT_TRUE(fs::exists(folder.path + "/notes.txt"));
+    for (const std::string& name : names) EXPECT_EQ(name.find(".new"), std::string::npos);
+
+    // The x file is never loaded, even alone.
+    temp_folder_t lonely;
+    write_file(lonely.path + "/feed_data_x.bin", "not a store");
+    store_fixture_t other;
+    use_folder(other.app, lonely.path);
+    reader_load_status_t status;
+    EXPECT_TRUE(reader_load(other.app, &other.reader, &status));
+    EXPECT_EQ(other.reader.feeds.entry_count, 0u);
+    EXPECT_EQ(file_bytes(lonely.path + "/feed_data_x.bin"), "not a store");
+}
+
+TEST(ReaderFile, DamagedNewestFileIsRefusedAndLeftInPlace) {
+    temp_folder_t source;
+    std::string good;
+    {
+        store_fixture_t store;
+        use_folder(store.app, source.path);
+        merge_corpus(&store, "489.rss");
+        ASSERT_TRUE(reader_save(store.app, &store.reader));
+        good = file_bytes(only_store_file(source.path));
+    }
+    auto set_u32 = [](std::string bytes, u64 offset, u32 value) {
+        memcpy(&bytes[offset], &value, 4);
+        return bytes;
+    };
+    u64 section_5_size;
+    memcpy(&section_5_size, &good[8 + 9 * 8], 8);
+    struct case_t {
+        const char* what;
+        std::string bytes;
+        u32 problem;
+    };
+    const case_t cases[] = {
+        {"wrong magic", "FEED" + good.substr(4), reader_file_wrong_magic},
+        {"higher version", set_u32(good, 4, 2), reader_file_newer_version},
+        {"strings longer than the file", set_u32(good, 8 + 9 * 8, (u32)section_5_size + 1), reader_file_short},
+        {"wrong counter size", set_u32(good, 8 + 1 * 8, 24), reader_file_wrong_sizes},
+        {"trailing bytes", good + "xx", reader_file_wrong_sizes},
+        {"short", good.substr(0, good.size() - 10), reader_file_short},
+        {"only a header", good.substr(0, 40), reader_file_short},
+        {"empty", "", reader_file_short},
+        {"feed count above capacity", set_u32(good, 108, 5000), reader_file_wrong_sizes},
+    };
+    for (const case_t& c : cases) {
+        SCOPED_TRACE(c.what);
+        temp_folder_t folder;
+        std::string older = folder.path + "/feed_data_20200101_000000.bin";
+        std::string newest = folder.path + "/feed_data_20300101_000000.bin";
+        write_file(older, good);
+        write_file(newest, c.bytes);
+        store_fixture_t store;
+        use_folder(store.app, folder.path);
+        reader_load_status_t status;
+        EXPECT_FALSE(reader_load(store.app, &store.reader, &status));
+        EXPECT_EQ(status.problem, c.problem);
+        EXPECT_EQ(store.reader.feeds.entry_count, 0u);
+        EXPECT_EQ(store.reader.strings.used, 0u);
+        char message[2048];
+        std::string text(message, reader_load_message(&status, message, sizeof(message)));
+        EXPECT_NE(text.find(newest), std::string::npos) << text;
+        EXPECT_NE(text.find("left as it is"), std::string::npos) << text;
+        EXPECT_EQ(file_bytes(newest), c.bytes);
+        EXPECT_EQ(bin_files(folder.path).size(), 2u);
+        // The tool refuses it as well.
+        std::string command = std::string(NEWSLOOM_BINARY_DIR) + "/newsloom-tool store " + newest + " 2> /dev/null";
+        EXPECT_NE(system(command.c_str()), 0);
+    }
+}
+
+TEST(ReaderFile, LinkTargetStringsLeaveBlockStorageAtASave) {
+    if (!block_storage.memory.bytes) {
+        block_storage_create(&block_storage, block_storage_region_size, block_storage_commit_size,
+                             block_storage_block_size);
+    }
+    temp_folder_t folder;
+    store_fixture_t store;
+    use_folder(store.app, folder.path);
+    const char text[] = "/usr/bin/mpv --fs";
+    u8* edited = (u8*)block_storage_allocate(&block_storage, sizeof(text) - 1);
+    ASSERT_TRUE(edited);
+    memcpy(edited, text, sizeof(text) - 1);
+    store.reader.link_targets[1].executable = data_make(sizeof(text) - 1, sizeof(text) - 1, edited);
+    ASSERT_TRUE(reader_save(store.app, &store.reader));
+    data_t executable = store.reader.link_targets[1].executable;
+    EXPECT_EQ(to_string(executable), text);
+    EXPECT_FALSE(block_storage_contains(&block_storage, executable.bytes));
+    EXPECT_GE(executable.bytes, store.reader.strings.bytes);
+    EXPECT_LT(executable.bytes, store.reader.strings.bytes + store.reader.strings.used);
+}
+
+TEST(ReaderFile, FileDateOfNames) {
+    struct case_t {
+        const char* path;
+        u64 date;
+    };
+    const case_t cases[] = {
+        {"/a/b/feed_data_20240229_235958.bin", 20240229235958ull},
+        {"feed_data_20240229_235958.bin", 20240229235958ull},
+        {"/a/feed_data_x.bin", 0},
+        {"/a/feed_data_20240229_23595.bin", 0},
+        {"/a/feed_info_20240229_235958.bin", 0},
+    };
+    for (const case_t& c : cases) EXPECT_EQ(reader_file_date((const u8*)c.path, strlen(c.path)), c.date) << c.path;
+}
