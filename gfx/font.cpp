@@ -227,10 +227,20 @@ u32 font_glyph_index(const font_t* font, u32 codepoint) {
     return font->fallback;
 }
 
+// A glyph's pairs were made in the order of the sorted code point list, so they are
+// sorted by their second code point and a binary search finds one.
 i32 font_kerning(const font_t* font, const glyph_t* glyph, u32 second_codepoint) {
     const kerning_pair_t* pair = font->kerning + glyph->kerning_offset;
-    for (u32 i = 0; i < glyph->kerning_count; i++) {
-        if (pair[i].second == second_codepoint) return pair[i].amount;
+    u32 low = 0, high = glyph->kerning_count;
+    while (low < high) {
+        u32 middle = low + (high - low) / 2;
+        u32 second = pair[middle].second;
+        if (second == second_codepoint) return pair[middle].amount;
+        if (second < second_codepoint) {
+            low = middle + 1;
+        } else {
+            high = middle;
+        }
     }
     return 0;
 }

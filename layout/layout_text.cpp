@@ -33,6 +33,10 @@ void layout_create(layout_t* layout, data_t* memory, font_set_t* fonts, layout_r
 
 // One code point; a bad byte is U+FFFD of one byte.
 static inline u32 decode(const u8* p, const u8* end, u32* size) {
+    if (*p < 0x80) {
+        *size = 1;
+        return *p;
+    }
     u32 codepoint = 0;
     utf_error_t error = 0;
     utf8_decode(p, end, &codepoint, size, &error);
@@ -223,8 +227,9 @@ void layout_text(layout_t* layout, layout_item_t* item, u32 record) {
             layout_rect_t box = {layout->pen_x - layout->scroll_x, layout->pen_y - layout->scroll_y,
                                  layout->pen_x - layout->scroll_x + advance,
                                  layout->pen_y - layout->scroll_y + s.line_height};
-            bool visible = (layout->flags & layout_flag_partly_visible) ? rect_overlaps(box, view)
-                                                                         : rect_inside(box, view);
+            // Measuring keeps no runs, so it needn't know what is visible.
+            bool visible = record && ((layout->flags & layout_flag_partly_visible) ? rect_overlaps(box, view)
+                                                                                   : rect_inside(box, view));
             if (visible && !s.run) {
                 if (record) {
                     ASSERT(body->run_count < run_capacity);
