@@ -145,6 +145,102 @@ void hp_push_codepoint(data_t* text_block, data_t* string, u32 codepoint) {
     string->reserved = string->used;
 }
 
+// Classes of ASCII bytes for the runs.
+enum : u8 {
+    hp_class_text = 1,            // printable and the four white-space controls
+    hp_class_alnum = 2,           // letters and digits
+    hp_class_attribute_name = 4,  // printable but blank "'>/=
+    hp_class_unquoted_value = 8,  // printable but blank "'=<>`
+};
+
+struct hp_byte_classes_t {
+    u8 bits[256];
+    constexpr hp_byte_classes_t() : bits() {
+        for (u32 b = 0; b < 128; b++) {
+            u8 bits_of_b = 0;
+            bool printable = b > 0x20 && b < 0x7F;
+            if (printable || b == ' ' || b == '\n' || b == '\t' || b == '\r' || b == '\f') bits_of_b |= hp_class_text;
+            if ((b >= '0' && b <= '9') || (b >= 'a' && b <= 'z') || (b >= 'A' && b <= 'Z')) bits_of_b |= hp_class_alnum;
+            if (printable && b != '"' && b != '\'' && b != '>' && b != '/' && b != '=') {
+                bits_of_b |= hp_class_attribute_name;
+            }
+            if (printable && b != '"' && b != '\'' && b != '=' && b != '<' && b != '>' && b != '`') {
+                bits_of_b |= hp_class_unquoted_value;
+            }
+            bits[b] = bits_of_b;
+        }
+    }
+};
+
+static constexpr hp_byte_classes_t hp_byte_classes;
+
+static bool hp_runs_allowed(hp_t* hp) {
+    return hp->encoding == encoding_utf_8 && hp->input.pending == codepoint_invalid &&
+           !(hp->flags & hp_flag_per_character);
+}
+
+// Text is most of an entry; taking its runs whole saves a decode, a line test and
+// an encode per character, with the same result.
+static u64 hp_take_run(hp_t* hp, data_t* text_block, data_t* string, const u8* p) {
+    html_stream_t* stream = &hp->input;
+    const u8* first = stream->position;
+    u64 size = (u64)(p - first);
+    if (size == 0) return 0;
+    PROFILE_ZONE(hp_consume);
+    PROFILE_ZONE(hp_decode_codepoint);
+    PROFILE_ZONE(hp_push_codepoint);
+    if (!string->bytes) string->bytes = data_end(*text_block);
+    u8* target = (u8*)data_push(text_block, size, 1);
+    if (target) {
+        bytes_copy(target, first, size);
+        string->used += size;
+        string->reserved = string->used;
+    }
+    stream->position = p;
+    return size;
+}
+
+u64 hp_take_text_run(hp_t* hp, data_t* text_block, data_t* string, u8 stop) {
+    if (!hp_runs_allowed(hp)) return 0;
+    html_stream_t* stream = &hp->input;
+    const u8* p = stream->position;
+    const u8* end = stream->end;
+    while (p < end) {
+        u8 b = *p;
+        if (b == stop || b == '&' || !(hp_byte_classes.bits[b] & hp_class_text)) break;
+        if (b == '\n') {
+            if (!stream->saw_carriage_return) stream->line++;
+            stream->line_start = p + 1;
+        } else if (b == '\r') {
+            stream->saw_carriage_return = 1;
+            stream->line++;
+            stream->line_start = p + 1;
+        }
+        p++;
+    }
+    return hp_take_run(hp, text_block, string, p);
+}
+
+static u64 hp_take_class_run(hp_t* hp, data_t* text_block, data_t* string, u8 byte_class) {
+    if (!hp_runs_allowed(hp)) return 0;
+    const u8* p = hp->input.position;
+    const u8* end = hp->input.end;
+    while (p < end && (hp_byte_classes.bits[*p] & byte_class)) p++;
+    return hp_take_run(hp, text_block, string, p);
+}
+
+u64 hp_take_alnum_run(hp_t* hp, data_t* text_block, data_t* string) {
+    return hp_take_class_run(hp, text_block, string, hp_class_alnum);
+}
+
+u64 hp_take_attribute_name_run(hp_t* hp, data_t* text_block, data_t* string) {
+    return hp_take_class_run(hp, text_block, string, hp_class_attribute_name);
+}
+
+u64 hp_take_unquoted_value_run(hp_t* hp, data_t* text_block, data_t* string) {
+    return hp_take_class_run(hp, text_block, string, hp_class_unquoted_value);
+}
+
 // ---- <meta> prescan ----
 
 static bool prescan_starts_with(const u8* position, const u8* end, const char* text, u64 size) {

@@ -32,6 +32,13 @@ struct hp_t {
     u32 flags;           // bit 0: a quoted attribute value may be followed by anything
 };
 
+// Bits of hp_t.flags. Callers pass 0; the second bit makes every character go
+// through hp_consume, which the tests use to check the runs below against it.
+enum : u32 {
+    hp_flag_quoted_value_followed_by_anything = 1,
+    hp_flag_per_character = 2,
+};
+
 enum : u32 {
     hp_state_default = 1,
     hp_state_tag = 2,
@@ -61,6 +68,20 @@ u32 hp_utf8_encode(u32 codepoint, u8* bytes);
 // Appends to `string`, which starts at the end of `text_block` when its bytes are
 // null. Nothing may be pushed to the block between two pushes to one string.
 void hp_push_codepoint(data_t* text_block, data_t* string, u32 codepoint);
+
+// Runs of ASCII taken from the input of a UTF-8 document straight into a string,
+// as hp_consume and hp_push_codepoint would take them one by one. The character
+// read before a run must have come from hp_consume, and no hp_unconsume may follow
+// the run. Each returns the bytes taken.
+//
+// Text: printable ASCII and white space, up to `stop`, '&', or anything else.
+u64 hp_take_text_run(hp_t* hp, data_t* text_block, data_t* string, u8 stop);
+// Letters and digits: tag names.
+u64 hp_take_alnum_run(hp_t* hp, data_t* text_block, data_t* string);
+// What an attribute name may hold, in ASCII.
+u64 hp_take_attribute_name_run(hp_t* hp, data_t* text_block, data_t* string);
+// What an unquoted attribute value may hold, in ASCII.
+u64 hp_take_unquoted_value_run(hp_t* hp, data_t* text_block, data_t* string);
 
 // The encoding that a <meta> in the first 1024 bytes declares, or 0.
 u32 hp_detect_encoding(data_t input);

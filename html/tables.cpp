@@ -720,7 +720,8 @@ static bool html_name_equal(const char* table_name, const u8* name, u64 size) {
 
 html_element_t html_element_lookup(const u8* name, u64 size) {
     for (u32 element = 1; element < html_element_count; element++) {
-        if (html_element_name_lengths[element] == size && html_name_equal(html_element_names[element], name, size)) {
+        if (html_element_name_lengths[element] == size && (u8)html_element_names[element][0] == name[0] &&
+            html_name_equal(html_element_names[element], name, size)) {
             return (html_element_t)element;
         }
     }
@@ -729,7 +730,7 @@ html_element_t html_element_lookup(const u8* name, u64 size) {
 
 html_attribute_name_t html_attribute_lookup(const u8* name, u64 size) {
     for (u32 attribute = 1; attribute < html_attribute_name_count; attribute++) {
-        if (html_attribute_name_lengths[attribute] == size &&
+        if (html_attribute_name_lengths[attribute] == size && (u8)html_attribute_names[attribute][0] == name[0] &&
             html_name_equal(html_attribute_names[attribute], name, size)) {
             return (html_attribute_name_t)attribute;
         }

@@ -109,6 +109,7 @@ void hp_read_attribute(hp_t* hp, data_t* text_block, data_t* name, data_t* value
 
     while (!hp_is_attribute_name_stop(c)) {
         hp_push_codepoint(text_block, name, c);
+        hp_take_attribute_name_run(hp, text_block, name);
         c = hp_consume(hp, error);
     }
 
@@ -145,6 +146,7 @@ void hp_read_attribute(hp_t* hp, data_t* text_block, data_t* name, data_t* value
         while (!hp_is_invalid_text(c) && !hp_is_space(c) && c != '"' && c != '\'' && c != '=' && c != '<' &&
                c != '>' && c != '`') {
             hp_push_codepoint(text_block, value, c);
+            hp_take_unquoted_value_run(hp, text_block, value);
             c = hp_consume(hp, error);
         }
         value->reserved = value->used;
@@ -176,6 +178,7 @@ void hp_read_attribute(hp_t* hp, data_t* text_block, data_t* name, data_t* value
         }
         if (hp_is_invalid_text(c) || c == quote) break;
         hp_push_codepoint(text_block, value, c);
+        hp_take_text_run(hp, text_block, value, (u8)quote);
         c = hp_consume(hp, error);
     }
     if (*error == html_tokenizer_error_eof) {
@@ -190,7 +193,7 @@ void hp_read_attribute(hp_t* hp, data_t* text_block, data_t* name, data_t* value
     }
     c = hp_consume(hp, error);
 
-    if (hp->flags & 1) {
+    if (hp->flags & hp_flag_quoted_value_followed_by_anything) {
         if (!*error) hp_unconsume(hp);
         return;
     }
@@ -228,6 +231,7 @@ static void hp_run_default(hp_t* hp, html_tokens_t* tokens, html_parser_error_t*
                 break;
             }
             hp_push_codepoint(text_block, &hp->token.text, c);
+            hp_take_text_run(hp, text_block, &hp->token.text, '<');
             c = hp_consume(hp, &local);
         }
     }
@@ -268,6 +272,7 @@ static void hp_run_tag(hp_t* hp, html_tokens_t* tokens, html_parser_error_t* err
         c = hp_consume(hp, &local);
         while (char_is_alnum(c)) {
             hp_push_codepoint(text_block, &hp->token.name, c);
+            hp_take_alnum_run(hp, text_block, &hp->token.name);
             c = hp_consume(hp, &local);
         }
         while (hp_is_space(c)) c = hp_consume(hp, &local);
@@ -280,6 +285,7 @@ static void hp_run_tag(hp_t* hp, html_tokens_t* tokens, html_parser_error_t* err
         hp_token_create(hp, html_token_start_tag);
         while (char_is_alnum(c)) {
             hp_push_codepoint(text_block, &hp->token.name, c);
+            hp_take_alnum_run(hp, text_block, &hp->token.name);
             c = hp_consume(hp, &local);
         }
         b32 space_after_name = 0;

@@ -1,0 +1,167 @@
+// Throughput of the strict HTML parser, tokenizer and tree together, against
+// gumbo parsing the same bytes in the same run: entry HTML of the corpus feeds that
+// the parser accepts whole, and a generated valid document of 1 MB. Prints MB/s
+// medians and the ratio parser / gumbo.
+#include <benchmark/benchmark.h>
+#include <gumbo.h>
+
+#include <cstdio>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "base/data.h"
+#include "html/tokenizer.h"
+#include "html/tree.h"
+
+struct html_sample_t {
+    const char* name;
+    std::vector<std::string> documents;
+    u64 bytes = 0;
+    u64 memory = 0;  // the most that one document's tokens and tree take
+};
+
+static std::vector<html_sample_t*> samples;
+
+static std::string read_entry(const std::string& name) {
+    std::ifstream file(std::string(NEWSLOOM_TEST_DATA) + "/html/" + name, std::ios::binary);
+    std::stringstream bytes;
+    bytes << file.rdbuf();
+    return bytes.str();
+}
+
+// Tokens, then the tree as the entry view builds it. Returns false if the strict
+// parser doesn't accept the document whole.
+static bool parse_document(data_t* memory, const std::string& document, bool strict, u64* node_count) {
+    data_t input = data_from_size(document.size(), document.data());
+    html_parser_error_t error = 0;
+    html_tokens_t tokens = hp_tokenizer(memory, input, 0, &error);
+    if (error) return false;
+    html_tree_t tree = hp_tree_construction(memory, &tokens, strict ? 0 : 1, &error);
+    *node_count = tree.node_count;
+    return error == 0;
+}
+
+static bool sample_add(html_sample_t* sample, const std::string& document) {
+    data_t input = data_from_size(document.size(), document.data());
+    data_t memory = data_allocate(hp_predict_memory(input) * 3 + 4096);
+    html_parser_error_t error = 0;
+    html_tokens_t tokens = hp_tokenizer(&memory, input, 0, &error);
+    u64 needed = hp_predict_memory(input) + hp_predict_tree_memory(&tokens) + 64;
+    data_clear(&memory);
+    u64 nodes = 0;
+    bool accepted = !error && parse_document(&memory, document, true, &nodes);
+    data_free(&memory);
+    if (!accepted) return false;
+    sample->documents.push_back(document);
+    sample->bytes += document.size();
+    if (needed > sample->memory) sample->memory = needed;
+    return true;
+}
+
+static void bench_newsloom(benchmark::State& state, const html_sample_t* sample) {
+    data_t memory = data_allocate(sample->memory);
+    u64 nodes = 0;
+    for (auto _ : state) {
+        for (const std::string& document : sample->documents) {
+            data_clear(&memory);
+            if (!parse_document(&memory, document, false, &nodes)) state.SkipWithError("the parser rejected a sample");
+            benchmark::DoNotOptimize(nodes);
+        }
+    }
+    data_free(&memory);
+    state.SetBytesProcessed((int64_t)state.iterations() * (int64_t)sample->bytes);
+}
+
+static void bench_gumbo(benchmark::State& state, const html_sample_t* sample) {
+    for (auto _ : state) {
+        for (const std::string& document : sample->documents) {
+            GumboOutput* output = gumbo_parse_with_options(&kGumboDefaultOptions, document.data(), document.size());
+            benchmark::DoNotOptimize(output->root);
+            gumbo_destroy_output(&kGumboDefaultOptions, output);
+        }
+    }
+    state.SetBytesProcessed((int64_t)state.iterations() * (int64_t)sample->bytes);
+}
+
+// A valid document of the kinds of content entries carry, repeated to 1 MB.
+static std::string generated_document() {
+    std::string document = "<!doctype html>\n";
+    for (int i = 0; document.size() < 1000000; i++) {
+        std::string n = std::to_string(i);
+        document +=
+            "<article id=\"a" + n + "\">\n<h1>Entry number " + n + " \xe2\x80\x94 caf\xc3\xa9 notes</h1>\n"
+            "<p class=\"lead\">Some <b>bold</b> and <i>italic</i> text with a "
+            "<a href=\"https://example.com/entries/" + n + "?a=1&amp;b=2\" title=\"Link &amp; more\">link</a>, "
+            "references &eacute; &#x2014; &lt;tags&gt; and \xe2\x80\x9cquoted\xe2\x80\x9d words that run on "
+            "for a while, as a paragraph of an article would.</p>\n"
+            "<ul>\n  <li>first item</li>\n  <li>second item with <code>x &lt; y</code></li>\n</ul>\n"
+            "<pre>int main() {\n    return 0;\n}</pre>\n"
+            "<blockquote><p>A quotation with <em>emphasis</em> and a line<br>break.</p></blockquote>\n"
+            "<p><img src=\"https://example.com/pictures/" + n + ".png\" alt=\"A picture\" width=\"640\" "
+            "height=\"480\"></p>\n"
+            "<table><tr><th>Name</th><th>Value</th></tr><tr><td>cell</td><td colspan=\"2\">" + n +
+            "</td></tr></table>\n<!-- generated entry " + n + " -->\n</article>\n";
+    }
+    return document;
+}
+
+struct median_reporter_t : benchmark::ConsoleReporter {
+    std::map<std::string, double> seconds;
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const Run& run : runs) {
+            if (run.aggregate_name == "median") seconds[run.run_name.function_name] = run.GetAdjustedRealTime();
+        }
+        ConsoleReporter::ReportRuns(runs);
+    }
+};
+
+int main(int argc, char** argv) {
+    static html_sample_t corpus = {"corpus_entries", {}};
+    static html_sample_t generated = {"generated_1mb", {}};
+    const char* entries[] = {
+        "russcox_content_15.html",        "cloudblog_description_2.html",    "cloudblog_description_6.html",
+        "DaringFireball_content_43.html", "DaringFireball_content_45.html",  "monkeydom_description_7.html",
+        "atp_description_62.html",        "qemu_content_0.html",             "neverworkintheory_content_0.html",
+        "aktuality_description_0.html",   "489_encoded_0.html",              "EMarley_description_0.html",
+        "manton_encoded_0.html",          "scriptingNews_description_0.html", "theomnishow_description_0.html",
+        "medscape_description_0.html",
+    };
+    for (const char* entry : entries) {
+        if (!sample_add(&corpus, read_entry(entry))) fprintf(stderr, "bench_html: %s isn't accepted whole\n", entry);
+    }
+    if (!sample_add(&generated, generated_document())) {
+        fprintf(stderr, "bench_html: the generated document isn't accepted whole\n");
+        return 1;
+    }
+    if (corpus.documents.empty()) {
+        fprintf(stderr, "bench_html: no corpus entries\n");
+        return 1;
+    }
+    samples = {&corpus, &generated};
+    for (html_sample_t* sample : samples) {
+        benchmark::RegisterBenchmark((std::string("newsloom/") + sample->name).c_str(), bench_newsloom, sample)
+            ->Repetitions(5)
+            ->ReportAggregatesOnly(true);
+        benchmark::RegisterBenchmark((std::string("gumbo/") + sample->name).c_str(), bench_gumbo, sample)
+            ->Repetitions(5)
+            ->ReportAggregatesOnly(true);
+    }
+    benchmark::Initialize(&argc, argv);
+    median_reporter_t reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+
+    printf("\nmedian throughput, tokenizer and tree against gumbo:\n");
+    for (html_sample_t* sample : samples) {
+        double ours = reporter.seconds[std::string("newsloom/") + sample->name];
+        double peer = reporter.seconds[std::string("gumbo/") + sample->name];
+        if (ours <= 0 || peer <= 0) continue;
+        // Both times are in the reporter's unit; the rates share it too.
+        printf("  %-16s %2zu documents %8llu bytes   ratio newsloom/gumbo %.2fx\n", sample->name,
+               sample->documents.size(), (unsigned long long)sample->bytes, peer / ours);
+    }
+    benchmark::Shutdown();
+    return 0;
+}
