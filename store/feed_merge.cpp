@@ -285,7 +285,7 @@ static void merge_rss_item(merge_t* m, xml_node_t* item) {
         m->max_date = saved_max;
         return;
     }
-    entry_t* old = reader_find_entry_by_unique_id(reader, feed->id, e->guid);
+    entry_t* old = reader_find_entry_by_unique_id_beside(reader, feed->id, e->guid, entry);
     if (old) reader_remove_entry(reader, old, feed);
     reader_attach_entry(reader, feed, entry);
 }
@@ -453,7 +453,7 @@ static void merge_atom_entry(merge_t* m, xml_node_t* node) {
         m->max_date = saved_max;
         return;
     }
-    entry_t* old = reader_find_entry_by_unique_id(reader, feed->id, e->atom_id);
+    entry_t* old = reader_find_entry_by_unique_id_beside(reader, feed->id, e->atom_id, entry);
     if (old) reader_remove_entry(reader, old, feed);
     reader_attach_entry(reader, feed, entry);
 }

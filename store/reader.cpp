@@ -142,15 +142,24 @@ data_t entry_unique_id(const entry_t* entry) {
 }
 
 entry_t* reader_find_entry_by_unique_id(reader_t* reader, u32 feed_id, data_t unique_id) {
+    return reader_find_entry_by_unique_id_beside(reader, feed_id, unique_id, nullptr);
+}
+
+entry_t* reader_find_entry_by_unique_id_beside(reader_t* reader, u32 feed_id, data_t unique_id, entry_t* pending) {
     if (unique_id.used == 0) return nullptr;
     u32 seen = 0;
     for (u32 i = 0; i < reader->entries.max_entry_count && seen < reader->entries.entry_count; i++) {
         entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        if (entry == pending) seen++;
         if (!entry_is_alive(entry)) continue;
         seen++;
         if (entry->feed_id != feed_id) continue;
         data_t id = entry_kind(entry) == record_kind_rss ? entry->rss.guid : entry->atom.atom_id;
-        if (id.used != 0 && data_equal(id, unique_id)) return entry;
+        // Identities of one feed tend to share their start and differ at the end.
+        if (id.used != unique_id.used || id.used == 0 || id.bytes[id.used - 1] != unique_id.bytes[id.used - 1]) {
+            continue;
+        }
+        if (bytes_equal(id.bytes, id.used, unique_id.bytes, unique_id.used)) return entry;
     }
     return nullptr;
 }

@@ -222,6 +222,9 @@ feed_t* reader_find_feed_by_address(reader_t* reader, data_t address);
 entry_t* reader_find_entry_by_id(reader_t* reader, u32 feed_id, u32 entry_id);
 data_t entry_unique_id(const entry_t* entry);
 entry_t* reader_find_entry_by_unique_id(reader_t* reader, u32 feed_id, data_t unique_id);
+// The same while `pending`, made by reader_new_entry, isn't attached yet: its slot
+// counts in the pool, so the walk counts it when it passes, and stops as early.
+entry_t* reader_find_entry_by_unique_id_beside(reader_t* reader, u32 feed_id, data_t unique_id, entry_t* pending);
 category_t* reader_find_category(reader_t* reader, u32 id);
 person_t* reader_find_person(reader_t* reader, u32 id);
 feed_meta_t* reader_find_meta(reader_t* reader, u32 feed_id);

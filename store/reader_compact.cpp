@@ -238,34 +238,69 @@ static void reader_check_write_counts(const char* label, const char* actual_labe
     log_write_c_string(log_main, "\n");
 }
 
-// Counts the relations of one owner of one kind whose target exists.
-static u32 reader_count_relations(reader_t* reader, u32 owner_id, u32 kind) {
-    u32 count = 0;
-    for (u32 i = 0; i < reader->relations.max_entry_count; i++) {
-        relation_t* relation = READER_SLOT(relation_t, reader->relations, i);
-        if (relation->kind != kind || relation->owner_id != owner_id) continue;
-        bool exists = kind <= relation_atom_entry_category ? reader_find_category(reader, relation->target_id) != nullptr
-                                                           : reader_find_person(reader, relation->target_id) != nullptr;
-        if (exists) count++;
-    }
-    return count;
-}
-
-static u32 reader_count_links(reader_t* reader, u32 owner_id, u32 owner_kind) {
-    u32 count = 0;
-    for (u32 i = 0; i < reader->atom_links.max_entry_count; i++) {
-        atom_link_t* link = READER_SLOT(atom_link_t, reader->atom_links, i);
-        if (link->owner_kind == owner_kind && link->owner_id == owner_id) count++;
-    }
-    return count;
-}
-
 // A damaged file must not stop the program: the check gives false on the first
 // count that doesn't agree, and reader_check turns that into the stop.
 #define CHECK(condition)         \
     do {                         \
         if (!(condition)) return false; \
     } while (0)
+
+// Tables of the check, from record id to slot, open addressing on the id. Sized
+// for the pools' fixed capacities at half load at most.
+constexpr u32 check_feed_table_size = 256;
+constexpr u32 check_entry_table_size = 32768;
+constexpr u32 check_category_table_size = 32768;
+constexpr u32 check_person_table_size = 2048;
+constexpr u32 check_no_slot = 0xFFFFFFFF;
+
+struct id_slot_t {
+    u32 id;
+    u32 slot;
+};
+
+struct check_tables_t {
+    id_slot_t feed_slots[check_feed_table_size];
+    id_slot_t entry_slots[check_entry_table_size];
+    id_slot_t category_slots[check_category_table_size];
+    id_slot_t person_slots[check_person_table_size];
+    u32 feed_tally[reader_feed_capacity][4];
+    u32 entry_tally[reader_entry_capacity][4];
+    u32 feed_entries[reader_feed_capacity];
+    u8 feed_has_meta[reader_feed_capacity];
+};
+
+static check_tables_t* check_tables() {
+    static data_t block = {};
+    if (!block.bytes) {
+        block = data_allocate(sizeof(check_tables_t));
+        ASSERT(block.bytes);
+    }
+    return (check_tables_t*)block.bytes;
+}
+
+static void check_tables_reset(check_tables_t* t) { bytes_zero(t, sizeof(check_tables_t)); }
+
+static u32 id_table_home(u32 id, u32 size) { return (id * 2654435761u) & (size - 1); }
+
+static void id_table_put(id_slot_t* table, u32 size, u32 id, u32 slot) {
+    if (id == 0) return;
+    u32 i = id_table_home(id, size);
+    while (table[i].id != 0) {
+        if (table[i].id == id) return;  // a second record with one id: the first counts
+        i = (i + 1) & (size - 1);
+    }
+    table[i] = id_slot_t{id, slot};
+}
+
+static u32 id_table_get(const id_slot_t* table, u32 size, u32 id) {
+    if (id == 0) return check_no_slot;
+    u32 i = id_table_home(id, size);
+    while (table[i].id != 0) {
+        if (table[i].id == id) return table[i].slot;
+        i = (i + 1) & (size - 1);
+    }
+    return check_no_slot;
+}
 
 bool reader_is_consistent(reader_t* reader) {
     u32 feeds = pool_count_alive(&reader->feeds, sizeof(feed_t), feed_is_alive);
@@ -302,46 +337,108 @@ bool reader_is_consistent(reader_t* reader) {
     CHECK(metas == reader->metas.entry_count);
     CHECK(reader->feeds.entry_count == reader->metas.entry_count);
 
-    pool_iterator_t feed_walk = pool_iterator_start(&reader->feeds, sizeof(feed_t), feed_is_alive);
-    while (feed_t* feed = (feed_t*)pool_iterator_next(&feed_walk)) {
-        CHECK(reader_find_meta(reader, feed->id));
-        u32 kind = feed_kind(feed);
-        if (kind == record_kind_rss) {
-            CHECK(reader_count_relations(reader, feed->id, relation_rss_feed_category) == feed->rss.category_count);
-        } else {
-            CHECK(kind == record_kind_atom);
-            feed_atom_t* a = &feed->atom;
-            CHECK(reader_count_relations(reader, feed->id, relation_atom_feed_category) == a->category_count);
-            CHECK(reader_count_relations(reader, feed->id, relation_atom_feed_author) == a->author_count);
-            CHECK(reader_count_relations(reader, feed->id, relation_atom_feed_contributor) ==
-                   a->contributor_count);
-            CHECK(reader_count_links(reader, feed->id, atom_owner_feed) == a->link_count);
-        }
-        u32 entry_count = 0;
-        pool_iterator_t entry_walk = pool_iterator_start(&reader->entries, sizeof(entry_t), entry_is_alive);
-        while (entry_t* entry = (entry_t*)pool_iterator_next(&entry_walk)) {
-            if (entry->feed_id != feed->id) continue;
-            entry_count++;
-            CHECK(entry_kind(entry) == kind);
-            CHECK(!feed_is_deleted(feed) || entry_is_deleted(entry));
-            CHECK(entry->generation <= reader->generation);
-            if (kind == record_kind_rss) {
-                CHECK(reader_count_relations(reader, entry->id, relation_rss_entry_category) ==
-                       entry->rss.category_count);
-            } else {
-                entry_atom_t* a = &entry->atom;
-                CHECK(reader_count_relations(reader, entry->id, relation_atom_entry_category) ==
-                       a->category_count);
-                CHECK(reader_count_relations(reader, entry->id, relation_atom_entry_author) == a->author_count);
-                CHECK(reader_count_relations(reader, entry->id, relation_atom_entry_contributor) ==
-                       a->contributor_count);
-                CHECK(reader_count_links(reader, entry->id, atom_owner_entry) == a->link_count);
-            }
-        }
-        CHECK(entry_walk.found == entry_walk.count);
-        CHECK(entry_count == feed->entry_count);
+    // Every count field against a recount. The records are tallied in one pass per
+    // pool through tables from id to slot, so that a check of a full store costs a
+    // few milliseconds rather than a walk of every pool for every record.
+    check_tables_t* t = check_tables();
+    check_tables_reset(t);
+    for (u32 i = 0; i < reader->feeds.max_entry_count; i++) {
+        feed_t* feed = READER_SLOT(feed_t, reader->feeds, i);
+        if (feed_is_alive(feed)) id_table_put(t->feed_slots, check_feed_table_size, feed->id, i);
     }
-    CHECK(feed_walk.found == feed_walk.count);
+    for (u32 i = 0; i < reader->entries.max_entry_count; i++) {
+        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        if (entry_is_alive(entry)) id_table_put(t->entry_slots, check_entry_table_size, entry->id, i);
+    }
+    for (u32 i = 0; i < reader->categories.max_entry_count; i++) {
+        category_t* category = READER_SLOT(category_t, reader->categories, i);
+        if (category->id) id_table_put(t->category_slots, check_category_table_size, category->id, i);
+    }
+    for (u32 i = 0; i < reader->persons.max_entry_count; i++) {
+        person_t* person = READER_SLOT(person_t, reader->persons, i);
+        if (person->id) id_table_put(t->person_slots, check_person_table_size, person->id, i);
+    }
+    for (u32 i = 0; i < reader->metas.max_entry_count; i++) {
+        feed_meta_t* meta = READER_SLOT(feed_meta_t, reader->metas, i);
+        if (!meta->feed_id) continue;
+        u32 slot = id_table_get(t->feed_slots, check_feed_table_size, meta->feed_id);
+        if (slot != check_no_slot) t->feed_has_meta[slot] = 1;
+    }
+    // Relations count for their owner when their target exists; slot 0 to 2 of an
+    // owner's tally are categories, authors, contributors, slot 3 its links.
+    for (u32 i = 0; i < reader->relations.max_entry_count; i++) {
+        relation_t* relation = READER_SLOT(relation_t, reader->relations, i);
+        if (!relation_is_alive(relation)) continue;
+        bool is_category = relation->kind <= relation_atom_entry_category;
+        u32 target = is_category ? id_table_get(t->category_slots, check_category_table_size, relation->target_id)
+                                 : id_table_get(t->person_slots, check_person_table_size, relation->target_id);
+        if (target == check_no_slot) continue;
+        u32 role = is_category ? 0 : relation->kind <= relation_atom_entry_author ? 1 : 2;
+        u32 kind = relation->kind;
+        if (kind % 2 == 1) {
+            u32 owner = id_table_get(t->feed_slots, check_feed_table_size, relation->owner_id);
+            if (owner == check_no_slot) continue;
+            u32 owner_kind = feed_kind(READER_SLOT(feed_t, reader->feeds, owner));
+            if ((kind == relation_rss_feed_category) != (owner_kind == record_kind_rss)) continue;
+            t->feed_tally[owner][role]++;
+        } else {
+            u32 owner = id_table_get(t->entry_slots, check_entry_table_size, relation->owner_id);
+            if (owner == check_no_slot) continue;
+            u32 owner_kind = entry_kind(READER_SLOT(entry_t, reader->entries, owner));
+            if ((kind == relation_rss_entry_category) != (owner_kind == record_kind_rss)) continue;
+            t->entry_tally[owner][role]++;
+        }
+    }
+    for (u32 i = 0; i < reader->atom_links.max_entry_count; i++) {
+        atom_link_t* link = READER_SLOT(atom_link_t, reader->atom_links, i);
+        if (link->owner_kind == atom_owner_feed) {
+            u32 owner = id_table_get(t->feed_slots, check_feed_table_size, link->owner_id);
+            if (owner != check_no_slot) t->feed_tally[owner][3]++;
+        } else if (link->owner_kind == atom_owner_entry) {
+            u32 owner = id_table_get(t->entry_slots, check_entry_table_size, link->owner_id);
+            if (owner != check_no_slot) t->entry_tally[owner][3]++;
+        }
+    }
+
+    for (u32 i = 0; i < reader->entries.max_entry_count; i++) {
+        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        if (!entry_is_alive(entry)) continue;
+        u32 owner = id_table_get(t->feed_slots, check_feed_table_size, entry->feed_id);
+        if (owner == check_no_slot) continue;
+        feed_t* feed = READER_SLOT(feed_t, reader->feeds, owner);
+        t->feed_entries[owner]++;
+        u32 kind = feed_kind(feed);
+        CHECK(entry_kind(entry) == kind);
+        CHECK(!feed_is_deleted(feed) || entry_is_deleted(entry));
+        CHECK(entry->generation <= reader->generation);
+        u32* tally = t->entry_tally[i];
+        if (kind == record_kind_rss) {
+            CHECK(tally[0] == entry->rss.category_count);
+        } else {
+            entry_atom_t* a = &entry->atom;
+            CHECK(tally[0] == a->category_count);
+            CHECK(tally[1] == a->author_count);
+            CHECK(tally[2] == a->contributor_count);
+            CHECK(tally[3] == a->link_count);
+        }
+    }
+    for (u32 i = 0; i < reader->feeds.max_entry_count; i++) {
+        feed_t* feed = READER_SLOT(feed_t, reader->feeds, i);
+        if (!feed_is_alive(feed)) continue;
+        CHECK(t->feed_has_meta[i]);
+        u32* tally = t->feed_tally[i];
+        if (feed_kind(feed) == record_kind_rss) {
+            CHECK(tally[0] == feed->rss.category_count);
+        } else {
+            CHECK(feed_kind(feed) == record_kind_atom);
+            feed_atom_t* a = &feed->atom;
+            CHECK(tally[0] == a->category_count);
+            CHECK(tally[1] == a->author_count);
+            CHECK(tally[2] == a->contributor_count);
+            CHECK(tally[3] == a->link_count);
+        }
+        CHECK(t->feed_entries[i] == feed->entry_count);
+    }
     return true;
 }
 

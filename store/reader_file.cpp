@@ -181,9 +181,24 @@ static void reader_rebuild_codepoints(reader_t* reader) {
     bytes_zero(values, (u64)set->capacity * 4);
     for (u32 c : codepoint_defaults.values) values[c] = c;
     set->count = codepoint_default_count;
+    u32 highest = 0;
+    for (u32 c : codepoint_defaults.values) highest = c > highest ? c : highest;
     const u8* p = reader->strings.bytes;
     const u8* end = p + reader->strings.used;
     while (p < end) {
+        // Printable ASCII is in the defaults: most of the store is skipped here,
+        // eight bytes a word while none is a control byte, DEL or above 0x7F.
+        const u64 ones = 0x0101010101010101ull, highs = 0x8080808080808080ull;
+        while (end - p >= 8) {
+            u64 w;
+            __builtin_memcpy(&w, p, 8);
+            u64 del = w ^ (ones * 0x7F);
+            u64 special = (w & highs) | ((w - ones * 0x20) & ~w & highs) | ((del - ones) & ~del & highs);
+            if (special) break;
+            p += 8;
+        }
+        while (p < end && (u8)(*p - 0x20) < 0x5F) p++;
+        if (p >= end) break;
         u32 c = codepoint_invalid;
         u32 length = 0;
         utf_error_t error = 0;
@@ -203,10 +218,12 @@ static void reader_rebuild_codepoints(reader_t* reader) {
         if (values[c] == 0) {
             values[c] = c;
             set->count += 1;
+            if (c > highest) highest = c;
         }
     }
+    // Above the highest code point the table is all zero already.
     u32 packed = 0;
-    for (u32 c = 1; c < set->capacity; c++) {
+    for (u32 c = 1; c <= highest; c++) {
         if (!values[c]) continue;
         values[packed] = values[c];
         if (c != packed) values[c] = 0;

@@ -52,6 +52,23 @@ xml_attribute_kind_t xml_attribute_from_name(data_t name) {
 // ---------------------------------------------------------------------------
 // Pass 1: tags
 
+// The first `byte` in the range, or `end`: eight bytes a word.
+static inline const u8* xml_find_byte(const u8* p, const u8* end, u8 byte) {
+    const u64 ones = 0x0101010101010101ull;
+    const u64 highs = 0x8080808080808080ull;
+    const u64 pattern = ones * byte;
+    while (end - p >= 8) {
+        u64 word;
+        __builtin_memcpy(&word, p, 8);
+        u64 x = word ^ pattern;
+        u64 found = (x - ones) & ~x & highs;
+        if (found) return p + (__builtin_ctzll(found) >> 3);
+        p += 8;
+    }
+    while (p < end && *p != byte) p++;
+    return p;
+}
+
 static const u64 xml_no_position = ~(u64)0;
 
 xml_scan_t xml_scan_tags(data_t* arena, data_t document) {
@@ -65,6 +82,15 @@ xml_scan_t xml_scan_tags(data_t* arena, data_t document) {
         u64 opening = xml_no_position;
         u64 closing = xml_no_position;
         for (; i < size; i++) {
+            // Text between tags, and the insides of comments and CDATA, have only one
+            // byte that matters; skip to it a word at a time.
+            if (opening == xml_no_position) {
+                i = (u64)(xml_find_byte(doc + i, doc + size, '<') - doc);
+                if (i >= size) break;
+            } else if (in_comment || in_cdata) {
+                i = (u64)(xml_find_byte(doc + i, doc + size, '>') - doc);
+                if (i >= size) break;
+            }
             u8 c = doc[i];
             if (c == '"' || c == '\'') {
                 if (opening == xml_no_position || in_comment || in_cdata) continue;
@@ -327,11 +353,58 @@ void xml_print_node(xml_node_t* node) {
 // ---------------------------------------------------------------------------
 // Pass 3: text
 
+// The table of names is walked linearly by its own lookup; feeds are full of
+// "&lt;" and "&amp;", so the scanner keeps an index by hash beside it. It gives
+// the same row as the walk: the first row with the name.
+constexpr u32 entity_index_size = 8192;
+
+static u32 entity_hash(const u8* name, u64 length) { return hash_fnv1a_32(name, length) & (entity_index_size - 1); }
+
+static const u16* entity_index() {
+    static u16 index[entity_index_size];  // row + 1, 0 for an empty place
+    static bool built = false;
+    if (built) return index;
+    for (u32 row = 0; row < named_reference_row_count; row++) {
+        const char* name = named_reference_names[row];
+        if (!name) continue;
+        u64 length = named_reference_lengths[row];
+        u32 place = entity_hash((const u8*)name, length);
+        bool taken = false;
+        while (index[place]) {
+            u32 other = index[place] - 1u;
+            if (named_reference_lengths[other] == length &&
+                bytes_equal(named_reference_names[other], length, name, length)) {
+                taken = true;
+                break;
+            }
+            place = (place + 1) & (entity_index_size - 1);
+        }
+        if (!taken) index[place] = (u16)(row + 1);
+    }
+    built = true;
+    return index;
+}
+
+static bool entity_lookup(const u8* name, u64 length, u32* codepoint) {
+    if (length == 0 || length > named_reference_name_capacity) return false;
+    const u16* index = entity_index();
+    u32 place = entity_hash(name, length);
+    while (index[place]) {
+        u32 row = index[place] - 1u;
+        if (named_reference_lengths[row] == length && bytes_equal(named_reference_names[row], length, name, length)) {
+            *codepoint = named_reference_codepoints[row];
+            return true;
+        }
+        place = (place + 1) & (entity_index_size - 1);
+    }
+    return false;
+}
+
 void xml_parse_entity(u8* text, u64 length, u32* result) {
     if (length < 2) return;
     if (text[1] != '#') {
         u32 first = 0;
-        if (named_reference_lookup(text + 1, length - 1, &first, nullptr)) *result = first;
+        if (entity_lookup(text + 1, length - 1, &first)) *result = first;
         return;
     }
     if (length > 2 && text[2] == 'x') {
@@ -389,7 +462,24 @@ bool reader_store_text(reader_t* reader, data_t source, data_t* destination, cod
     const u8* semicolon = nullptr;
     u8 decoder_state[3] = {};
     bool no_semicolon_left = false;
+    // Encodings in which a byte below 0x80 at the start of a character is that
+    // ASCII character; the others go through the decoder for every byte.
+    bool ascii_runs = encoding != 34 && encoding != 37 && encoding != 38 && encoding != 39 && encoding <= 40;
     while (p < end) {
+        if (ascii_runs) {
+            // Printable ASCII other than '&' is copied as it stands; control bytes
+            // and the rest take the path below, which notes new code points.
+            u64 room = (u64)(out_end - out);
+            const u8* run_end = (u64)(end - p) < room ? end : p + room;
+            const u8* q = p;
+            while (q < run_end && (u8)(*q - 0x20) < 0x5F && *q != '&') q++;
+            if (q > p) {
+                __builtin_memcpy(out, p, (u64)(q - p));
+                out += q - p;
+                p = q;
+                if (p >= end) break;
+            }
+        }
         if (out_end - out < 4) {
             complete = false;
             break;

@@ -254,3 +254,19 @@ TEST(ReaderDeathTest, BrokenInvariantsStop) {
         },
         "");
 }
+
+TEST(ReaderDeathTest, RelationWithoutTargetFailsTheCheck) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    store_fixture_t store;
+    std::string document =
+        "<rss><channel><item><category>c</category><pubDate>Mon, 02 Jan 2006 10:00:00 GMT</pubDate></item>"
+        "</channel></rss>";
+    store.merge(document, "http://example.com/r");
+    reader_check(&store.reader);
+    EXPECT_TRUE(reader_is_consistent(&store.reader));
+    category_t* category = reader_find_category(&store.reader, 1);
+    ASSERT_TRUE(category);
+    category->id = 99;
+    EXPECT_FALSE(reader_is_consistent(&store.reader));
+    EXPECT_DEATH(reader_check(&store.reader), "");
+}

@@ -1,0 +1,248 @@
+// The feed store: merge throughput against libxml2's parse alone (xmlReadMemory of
+// the same bytes) on the corpus and on a generated RSS document of about 5 MB,
+// and the save and load of a full store (100 feeds, 10000 entries). Prints MB/s
+// medians and the ratios.
+#include <benchmark/benchmark.h>
+#include <libxml/parser.h>
+#include <stdlib.h>
+
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "app/app.h"
+#include "store/feed_merge.h"
+#include "store/reader.h"
+#include "store/reader_file.h"
+
+static const char* const corpus_files[] = {
+    "489.rss",       "DaringFireball.atom", "EMarley.rss",     "aktuality.rss",  "atp.rss",
+    "bio.rdf",       "cloudblog.rss",       "donthitsave.xml", "draw-down.atom", "kc0011.rss",
+    "manton.rss",    "medscape.rss",        "monkeydom.rss",   "neverworkintheory.atom",
+    "qemu.atom",     "russcox.atom",        "scriptingNews.rss", "theomnishow.rss",
+};
+
+struct store_t {
+    app_t* app;
+    data_t codepoint_block;
+    codepoint_set_t codepoints;
+    reader_t reader;
+};
+
+static store_t* store_create() {
+    store_t* store = new store_t{};
+    store->app = (app_t*)data_allocate(sizeof(app_t)).bytes;
+    store->app->scratch = data_allocate(MIB(10));
+    store->codepoint_block = data_allocate(codepoint_set_size());
+    codepoint_set_init(&store->codepoints, &store->codepoint_block);
+    reader_init(&store->reader);
+    store->reader.codepoints = &store->codepoints;
+    return store;
+}
+
+// Back to an empty store without giving memory back, so that each merge is a first one.
+static void store_empty(store_t* store) {
+    reader_t* reader = &store->reader;
+    for (u32 i = 0; i < reader->feeds.max_entry_count; i++) {
+        feed_t* feed = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i);
+        if (!feed_is_alive(feed)) continue;
+        reader_ensure_meta(reader, feed);
+        reader_remove_feed(reader, feed);
+    }
+    reader_remove_unused_categories(reader);
+    reader_remove_unused_persons(reader);
+    reader->strings.used = 0;
+}
+
+static std::string read_file(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::stringstream bytes;
+    bytes << file.rdbuf();
+    return bytes.str();
+}
+
+// An RSS document like a busy blog's: items with a title, link, guid, date,
+// categories and an escaped HTML description of a few kilobytes.
+static std::string generated_rss(u32 items, u32 feed_number) {
+    static const char* const days[] = {"Mon", "Tue", "Wed", "Thu", "Fri", "Sat", "Sun"};
+    std::string paragraph =
+        "&lt;p&gt;Lorem ipsum dolor sit amet, consectetur adipiscing elit, sed do eiusmod tempor incididunt ut "
+        "labore et dolore magna aliqua. Ut enim ad minim veniam, quis nostrud exercitation ullamco laboris &amp; "
+        "nisi ut aliquip ex ea commodo consequat &#8212; caf\xc3\xa9 na\xc3\xafve.&lt;/p&gt;\n";
+    std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<rss version=\"2.0\"><channel><title>Feed " +
+                       std::to_string(feed_number) +
+                       "</title><link>https://example.com/</link><description>Generated</description>\n";
+    for (u32 i = 0; i < items; i++) {
+        char date[64];
+        snprintf(date, sizeof(date), "%s, %02u %s 2019 %02u:%02u:%02u +0000", days[i % 7], 1 + i % 28,
+                 i % 2 ? "Mar" : "Apr", i % 24, i % 60, (i * 7) % 60);
+        std::string n = std::to_string(i);
+        text += "<item><title>Item number " + n + " of the generated feed</title><link>https://example.com/" + n +
+                "</link><guid isPermaLink=\"false\">id-" + n + "</guid><pubDate>" + date +
+                "</pubDate><category>one</category>";
+        // A full store has room for one relation per entry.
+        if (items > 200) text += "<category>two " + std::to_string(i % 5) + "</category>";
+        text += "<description>";
+        u32 repeats = items > 200 ? 12 : 3;
+        for (u32 r = 0; r < repeats; r++) text += paragraph;
+        text += "</description></item>\n";
+    }
+    return text + "</channel></rss>\n";
+}
+
+struct document_t {
+    std::string name;
+    std::string bytes;
+};
+static std::vector<document_t> corpus;
+static document_t generated;
+
+static void bench_merge(benchmark::State& state, const std::vector<document_t>* documents) {
+    store_t* store = store_create();
+    u64 total = 0;
+    for (const document_t& d : *documents) total += d.bytes.size();
+    std::vector<std::string> copies;
+    for (const document_t& d : *documents) copies.push_back(d.bytes);
+    for (auto _ : state) {
+        for (std::string& bytes : copies) {
+            data_t address = data_literal("https://example.com/feed");
+            feed_t* feed = reader_merge_document(store->app, &store->reader, data_from_size(bytes.size(), bytes.data()),
+                                                 address, nullptr);
+            benchmark::DoNotOptimize(feed);
+            data_clear(&store->app->scratch);
+            state.PauseTiming();
+            store_empty(store);
+            state.ResumeTiming();
+        }
+    }
+    state.SetBytesProcessed((int64_t)state.iterations() * (int64_t)total);
+}
+
+static void bench_libxml2(benchmark::State& state, const std::vector<document_t>* documents) {
+    u64 total = 0;
+    for (const document_t& d : *documents) total += d.bytes.size();
+    int options = XML_PARSE_RECOVER | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_NONET;
+    for (auto _ : state) {
+        for (const document_t& d : *documents) {
+            xmlDocPtr doc = xmlReadMemory(d.bytes.data(), (int)d.bytes.size(), "feed.xml", nullptr, options);
+            benchmark::DoNotOptimize(doc);
+            if (doc) xmlFreeDoc(doc);
+        }
+    }
+    state.SetBytesProcessed((int64_t)state.iterations() * (int64_t)total);
+}
+
+static std::vector<document_t> generated_list;
+
+// A full store: 100 feeds of 100 entries each.
+static store_t* full_store;
+static std::string store_folder;
+
+static void bench_save(benchmark::State& state) {
+    for (auto _ : state) {
+        bool saved = reader_save(full_store->app, &full_store->reader);
+        if (!saved) state.SkipWithError("save failed");
+        data_clear(&full_store->app->scratch);
+    }
+}
+
+static void bench_load(benchmark::State& state) {
+    store_t* store = store_create();
+    bytes_copy(store->app->storage_path_buffer, store_folder.data(), store_folder.size());
+    store->app->storage_path = data_make(app_path_capacity, store_folder.size(), store->app->storage_path_buffer);
+    for (auto _ : state) {
+        reader_load_status_t status;
+        if (!reader_load(store->app, &store->reader, &status)) state.SkipWithError("load failed");
+        state.PauseTiming();
+        reader_release(&store->reader);
+        store->reader = reader_t{};
+        reader_init(&store->reader);
+        store->reader.codepoints = &store->codepoints;
+        state.ResumeTiming();
+    }
+}
+
+struct median_reporter_t : benchmark::ConsoleReporter {
+    std::map<std::string, double> seconds;
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const Run& run : runs) {
+            if (run.aggregate_name == "median") seconds[run.run_name.function_name] = run.GetAdjustedRealTime();
+        }
+        ConsoleReporter::ReportRuns(runs);
+    }
+};
+
+int main(int argc, char** argv) {
+    memory_query_system(nullptr, nullptr, nullptr, nullptr);
+    for (const char* name : corpus_files) {
+        std::string bytes = read_file(std::string(NEWSLOOM_TEST_DATA) + "/feeds/" + name);
+        if (bytes.empty()) {
+            fprintf(stderr, "bench_store: no data for %s\n", name);
+            return 1;
+        }
+        corpus.push_back({name, bytes});
+    }
+    generated_list.push_back({"generated", generated_rss(1400, 0)});
+
+    full_store = store_create();
+    char pattern[] = "/tmp/newsloom_bench_store_XXXXXX";
+    store_folder = mkdtemp(pattern);
+    bytes_copy(full_store->app->storage_path_buffer, store_folder.data(), store_folder.size());
+    full_store->app->storage_path =
+        data_make(app_path_capacity, store_folder.size(), full_store->app->storage_path_buffer);
+    for (u32 f = 0; f < 100; f++) {
+        std::string document = generated_rss(100, f);
+        std::string address = "https://example.com/feed/" + std::to_string(f);
+        feed_t* feed = reader_merge_document(full_store->app, &full_store->reader,
+                                             data_from_size(document.size(), document.data()),
+                                             data_from_size(address.size(), address.data()), nullptr);
+        reader_ensure_meta(&full_store->reader, feed);
+        data_clear(&full_store->app->scratch);
+    }
+    printf("full store: %u feeds, %u entries, %llu bytes of text\n", full_store->reader.feeds.entry_count,
+           full_store->reader.entries.entry_count, (unsigned long long)full_store->reader.strings.used);
+
+    benchmark::RegisterBenchmark("merge/corpus", bench_merge, &corpus)->Repetitions(5)->ReportAggregatesOnly(true);
+    benchmark::RegisterBenchmark("libxml2/corpus", bench_libxml2, &corpus)->Repetitions(5)->ReportAggregatesOnly(true);
+    benchmark::RegisterBenchmark("merge/generated", bench_merge, &generated_list)
+        ->Repetitions(5)
+        ->ReportAggregatesOnly(true);
+    benchmark::RegisterBenchmark("libxml2/generated", bench_libxml2, &generated_list)
+        ->Repetitions(5)
+        ->ReportAggregatesOnly(true);
+    benchmark::RegisterBenchmark("store/save_full", bench_save)
+        ->Repetitions(5)
+        ->ReportAggregatesOnly(true)
+        ->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark("store/load_full", bench_load)
+        ->Repetitions(5)
+        ->ReportAggregatesOnly(true)
+        ->Unit(benchmark::kMillisecond);
+    benchmark::Initialize(&argc, argv);
+    median_reporter_t reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+
+    printf("\nmedian throughput, merge against libxml2's parse alone (xmlReadMemory):\n");
+    const char* sets[] = {"corpus", "generated"};
+    for (const char* set : sets) {
+        const std::vector<document_t>& documents = std::string(set) == "corpus" ? corpus : generated_list;
+        u64 total = 0;
+        for (const document_t& d : documents) total += d.bytes.size();
+        double merge = reporter.seconds[std::string("merge/") + set];
+        double peer = reporter.seconds[std::string("libxml2/") + set];
+        if (merge <= 0 || peer <= 0) continue;
+        // Both times are in the reporter's default unit (ns).
+        printf("  %-10s %9llu bytes  merge %7.1f MB/s  libxml2 %7.1f MB/s  ratio merge/libxml2 %.2fx\n", set,
+               (unsigned long long)total, total / merge * 1e3, total / peer * 1e3, peer / merge);
+    }
+    printf("full store (100 feeds, 10000 entries): save %.2f ms, load %.2f ms (goal: under 30 ms each)\n",
+           reporter.seconds["store/save_full"], reporter.seconds["store/load_full"]);
+    std::filesystem::remove_all(store_folder);
+    benchmark::Shutdown();
+    return 0;
+}
