@@ -444,6 +444,24 @@ static inline u32 xml_utf8_put(u8* out, u32 c) {
     return 0;
 }
 
+// The end of the run of printable ASCII other than '&' that starts at p, eight
+// bytes a word.
+static inline const u8* xml_plain_ascii_end(const u8* p, const u8* end) {
+    const u64 ones = 0x0101010101010101ull, highs = 0x8080808080808080ull;
+    while (end - p >= 8) {
+        u64 w;
+        __builtin_memcpy(&w, p, 8);
+        u64 del = w ^ (ones * 0x7F);
+        u64 amp = w ^ (ones * '&');
+        u64 special = (w & highs) | ((w - ones * 0x20) & ~w & highs) | ((del - ones) & ~del & highs) |
+                      ((amp - ones) & ~amp & highs);
+        if (special) break;
+        p += 8;
+    }
+    while (p < end && (u8)(*p - 0x20) < 0x5F && *p != '&') p++;
+    return p;
+}
+
 static inline void xml_note_codepoint(codepoint_set_t* codepoints, u32 c) {
     if (!codepoint_set_contains(codepoints, c)) codepoint_set_add(codepoints, c);
 }
@@ -471,8 +489,7 @@ bool reader_store_text(reader_t* reader, data_t source, data_t* destination, cod
             // and the rest take the path below, which notes new code points.
             u64 room = (u64)(out_end - out);
             const u8* run_end = (u64)(end - p) < room ? end : p + room;
-            const u8* q = p;
-            while (q < run_end && (u8)(*q - 0x20) < 0x5F && *q != '&') q++;
+            const u8* q = xml_plain_ascii_end(p, run_end);
             if (q > p) {
                 __builtin_memcpy(out, p, (u64)(q - p));
                 out += q - p;
