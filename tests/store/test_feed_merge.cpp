@@ -427,3 +427,39 @@ TEST(FeedMerge, TooManyNodesKeepsWhatFits) {
     EXPECT_NE(user_log().find("http://example.com/nodes"), std::string::npos);
     reader_check(&store.reader);
 }
+
+// No document stops the program: every corpus document cut at many places, and
+// with bytes flipped, merges into a store that stays consistent.
+TEST(FeedMerge, CutAndDamagedDocumentsNeverStop) {
+    const char* files[] = {"489.rss", "kc0011.rss", "russcox.atom", "bio.rdf", "donthitsave.xml", "qemu.atom"};
+    store_fixture_t store;
+    u32 seed = 12345;
+    auto next = [&]() {
+        seed = seed * 1103515245u + 12345u;
+        return seed >> 8;
+    };
+    for (const char* file : files) {
+        SCOPED_TRACE(file);
+        std::string whole = read_test_file((std::string("feeds/") + file).c_str());
+        for (u32 cut = 1; cut <= 24; cut++) {
+            std::string part = whole.substr(0, whole.size() * cut / 25);
+            feed_t* feed = store.merge(part, file);
+            if (feed) store.merge(part, file, feed);
+            std::string damaged = whole;
+            for (u32 flip = 0; flip < 40; flip++) {
+                u32 at = next() % damaged.size();
+                const char bytes[] = {'<', '>', '"', '\'', '&', ';', '/', '!', '?', '\n', ' ', '\0', '\xff', '\xe2'};
+                damaged[at] = bytes[next() % sizeof(bytes)];
+            }
+            std::string address = std::string(file) + "#" + std::to_string(cut);
+            feed = store.merge(damaged, address.c_str());
+            ASSERT_TRUE(reader_is_consistent(&store.reader));
+            // Start over now and then so that the store never fills.
+            if (store.reader.feeds.entry_count > 60) {
+                pool_iterator_t walk = pool_iterator_start(&store.reader.feeds, sizeof(feed_t), feed_is_alive);
+                while (feed_t* f = (feed_t*)pool_iterator_next(&walk)) reader_remove_feed(&store.reader, f);
+                reader_check(&store.reader);
+            }
+        }
+    }
+}
