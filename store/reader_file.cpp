@@ -338,6 +338,32 @@ static void reader_empty(reader_t* reader) {
     }
 }
 
+// A save leaves ids 1 to n in slot order, the counters at n, every owner and
+// target id in range, and no more generations than entries: a file that says
+// otherwise was not written so.
+static bool reader_file_ids_are_dense(reader_t* reader) {
+    if (reader->last_feed_id != reader->feeds.entry_count || reader->last_entry_id != reader->entries.entry_count ||
+        reader->last_category_id != reader->categories.entry_count ||
+        reader->last_person_id != reader->persons.entry_count || reader->generation > reader->entries.entry_count) {
+        return false;
+    }
+    for (u32 i = 0; i < reader->feeds.entry_count; i++) {
+        if (READER_SLOT(feed_t, reader->feeds, i)->id != i + 1) return false;
+    }
+    for (u32 i = 0; i < reader->entries.entry_count; i++) {
+        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        if (entry->id != i + 1 || entry->feed_id == 0 || entry->feed_id > reader->feeds.entry_count) return false;
+        if (entry->generation > reader->generation) return false;
+    }
+    for (u32 i = 0; i < reader->categories.entry_count; i++) {
+        if (READER_SLOT(category_t, reader->categories, i)->id != i + 1) return false;
+    }
+    for (u32 i = 0; i < reader->persons.entry_count; i++) {
+        if (READER_SLOT(person_t, reader->persons, i)->id != i + 1) return false;
+    }
+    return true;
+}
+
 static u32 reader_file_read_sections(reader_t* reader, file_handle_t file, u64 file_size, file_error_t* error) {
     if (file_size < reader_file_header_size) return reader_file_short;
     u8 magic[4] = {};
@@ -411,6 +437,7 @@ static u32 reader_file_read_sections(reader_t* reader, file_handle_t file, u64 f
     }
     codepoint_set_rebuild_index(set);
     if (!reader_slots_are_sound(reader, string_size)) return reader_file_inconsistent;
+    if (!reader_file_ids_are_dense(reader)) return reader_file_inconsistent;
     reader_rebase_strings(reader);
     if (!reader_is_consistent(reader)) return reader_file_inconsistent;
     return reader_file_fine;

@@ -237,6 +237,8 @@ TEST(ReaderFile, DamagedNewestFileIsRefusedAndLeftInPlace) {
         {"only a header", good.substr(0, 40), reader_file_short},
         {"empty", "", reader_file_short},
         {"feed count above capacity", set_u32(good, 108, 5000), reader_file_wrong_sizes},
+        {"a counter that disagrees", set_u32(good, 88, 7), reader_file_inconsistent},
+        {"a generation far ahead", set_u32(good, 88 + 16, 0xFFFFFFF0), reader_file_inconsistent},
     };
     for (const case_t& c : cases) {
         SCOPED_TRACE(c.what);
