@@ -520,7 +520,7 @@ static void merge_report_losses(merge_t* m, data_t address, u32 document_overflo
 // The scanner's node block holds 16384 nodes, and each opening tag takes one. A
 // larger document is cut behind the last whole item or entry that fits, so that
 // no entry is kept with half of its fields.
-static u64 merge_tokens_that_fit(xml_token_t* tokens, u64 token_count) {
+static u64 merge_tokens_that_fit(xml_token_t* tokens, u64 token_count, bool scan_was_cut) {
     const u64 node_capacity = xml_sub_block_size / sizeof(xml_node_t);
     u64 nodes = 0;
     u64 i = 0;
@@ -528,7 +528,7 @@ static u64 merge_tokens_that_fit(xml_token_t* tokens, u64 token_count) {
         if (tokens[i].is_closing) continue;
         if (++nodes > node_capacity) break;
     }
-    if (i == token_count) return token_count;
+    if (i == token_count && !scan_was_cut) return token_count;
     while (i > 0) {
         xml_token_t* token = &tokens[i - 1];
         if (token->is_closing && (name_is_literal(token->name, "item") || name_is_literal(token->name, "entry"))) break;
@@ -544,16 +544,20 @@ static bool address_is_youtube_feed(data_t address) {
 feed_t* reader_merge_document(app_t* app, reader_t* reader, data_t document, data_t address, feed_t* feed) {
     data_t arena = data_free_view_64(&app->scratch);
 
-    xml_scan_t scan = xml_scan_tags(&arena, document);
-    if (scan.token_count == 0) return feed;
-    // The tree takes four fixed blocks; a scratch too full for them holds no tree.
-    if (arena.reserved - arena.used < 4 * xml_sub_block_size + 256) {
-        log_write_c_string(log_user, "Document too large to read: ");
+    // The tokens may take what the tree's four blocks and a long text leave free;
+    // a document with more tags than that is read up to the last whole item.
+    const u64 tree_and_text = 5 * xml_sub_block_size + 256;
+    if (arena.reserved < tree_and_text + KIB(64)) {
+        log_write_c_string(log_user, "No memory left to read the feed: ");
         log_write(log_user, address);
         log_write_c_string(log_user, "\n");
         return feed;
     }
-    u64 token_count = merge_tokens_that_fit(scan.tokens, scan.token_count);
+    data_t token_space = data_make(arena.reserved - tree_and_text, 0, arena.bytes);
+    xml_scan_t scan = xml_scan_tags(&token_space, document);
+    arena.used = token_space.used;
+    if (scan.token_count == 0) return feed;
+    u64 token_count = merge_tokens_that_fit(scan.tokens, scan.token_count, scan.overflowed);
     if (token_count < scan.token_count) scan.overflowed = 1;
     xml_document_t tree = xml_build_tree(&arena, scan.tokens, token_count);
     if (tree.node_count == 0) return feed;
