@@ -472,6 +472,22 @@ static data_t reader_list_path(data_t folder, directory_list_t* list, u32 index,
     return path;
 }
 
+// A save killed before its rename leaves its temporary file; the next save
+// removes such files, known by a store file's name with ".new" behind it.
+static void reader_remove_unfinished(app_t* app, data_t folder) {
+    data_t block = data_free_view(&app->scratch);
+    directory_list_t list = directory_list_create(&block, reader_file_list_capacity);
+    directory_walk(&list, folder, data_literal("new"), data_t{}, directory_walk_files);
+    for (u32 i = 0; i < list.count; i++) {
+        data_t name = file_strip_extension(data_from_size(list.path_lengths[i], list.paths[i]));
+        if (!reader_file_date(name.bytes, name.used)) continue;
+        u8 buffer[1100];
+        data_t path = reader_list_path(folder, &list, i, buffer, sizeof(buffer));
+        file_error_t error = 0;
+        file_delete(path, &error);
+    }
+}
+
 static void reader_rotate(app_t* app, data_t folder) {
     data_t block = data_free_view(&app->scratch);
     directory_list_t list = reader_list_files(folder, &block);
@@ -523,6 +539,7 @@ bool reader_save(app_t* app, reader_t* reader) {
         log_write_c_string(log_user, "\n");
         return false;
     }
+    reader_remove_unfinished(app, folder);
     reader_rotate(app, folder);
     return true;
 }

@@ -3,6 +3,10 @@
 // files that are refused and left in place.
 #include <gtest/gtest.h>
 
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -300,4 +304,37 @@ TEST(ReaderFile, FileDateOfNames) {
         {"/a/feed_info_20240229_235958.bin", 0},
     };
     for (const case_t& c : cases) EXPECT_EQ(reader_file_date((const u8*)c.path, strlen(c.path)), c.date) << c.path;
+}
+
+// A save killed at any moment leaves the newest whole file loadable; the next save
+// clears what the killed one left.
+TEST(ReaderFile, KillDuringSaveLeavesTheNewestFileWhole) {
+    temp_folder_t folder;
+    store_fixture_t store;
+    use_folder(store.app, folder.path);
+    merge_corpus(&store, "russcox.atom");
+    merge_corpus(&store, "atp.rss");
+    merge_corpus(&store, "cloudblog.rss");
+    ASSERT_TRUE(reader_save(store.app, &store.reader));
+    const u32 delays_us[] = {300, 1500, 4000, 9000, 20000};
+    for (u32 delay : delays_us) {
+        pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            for (;;) reader_save(store.app, &store.reader);
+        }
+        usleep(delay);
+        kill(child, SIGKILL);
+        int status = 0;
+        waitpid(child, &status, 0);
+        store_fixture_t loaded;
+        use_folder(loaded.app, folder.path);
+        reader_load_status_t load;
+        ASSERT_TRUE(reader_load(loaded.app, &loaded.reader, &load)) << "killed after " << delay << " us";
+        EXPECT_EQ(loaded.reader.feeds.entry_count, 3u);
+        EXPECT_EQ(loaded.reader.entries.entry_count, store.reader.entries.entry_count);
+    }
+    write_file(folder.path + "/feed_data_20200101_000000.bin.new", "half");
+    ASSERT_TRUE(reader_save(store.app, &store.reader));
+    for (const std::string& name : bin_files(folder.path)) EXPECT_EQ(name.find(".new"), std::string::npos) << name;
 }
