@@ -29,6 +29,7 @@ inline bool x_server_start(x_server_t* server) {
     if (pid == 0) {
         close(fds[0]);
         int null = open("/dev/null", O_WRONLY);
+        dup2(null, 1);
         dup2(null, 2);
         std::string fd = std::to_string(fds[1]);
         execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "1920x1080x24", "-nolisten", "tcp",

@@ -1,0 +1,129 @@
+// The renderer on a real context (Xvfb and Mesa): rectangles, a scissor run in the
+// middle of a batch, alpha blending, images of four and one bytes per pixel, text
+// from the atlas, read back with gl_read_framebuffer.
+#include <gtest/gtest.h>
+
+#include "gfx/renderer.h"
+#include "layout/test_fonts.h"
+#include "platform/window.h"
+#include "window/x_server.h"
+
+namespace {
+
+struct pixel_t {
+    int r, g, b;
+};
+
+class GlTest : public testing::Test {
+protected:
+    static x_server_t server;
+    static window_t window;
+    static void SetUpTestSuite() {
+        ASSERT_TRUE(x_server_start(&server));
+        window_create(&window, data_literal("gl test"), 320, 240, window_position_centred, window_position_centred, 0);
+    }
+    // The window stays open until the process ends, as it does in the program:
+    // tearing the driver down leaves allocations that no one can free.
+    static void TearDownTestSuite() { x_server_stop(&server); }
+};
+x_server_t GlTest::server;
+window_t GlTest::window;
+
+TEST_F(GlTest, BatchesDrawWhatTheyQueued) {
+    ASSERT_EQ(window.running, 1u);
+    ASSERT_EQ(window.width, 320);
+    ASSERT_EQ(window.height, 240);
+    renderer_t render;
+    gl_renderer_create(&render, window.width, window.height, renderer_alpha_blending);
+    font_set_t* fonts = &test_fonts()->set;
+    batch_t* rectangles =
+        gl_batch(&render, gl_batch_create(&render, batch_type_quads, gl_format(2, 1, 0, 2), 100, 100, nullptr, 0));
+    batch_t* text =
+        gl_batch(&render, gl_batch_create(&render, batch_type_text, gl_format(2, 1, 1, 2), 1000, 100, fonts, 0));
+    batch_t* images =
+        gl_batch(&render, gl_batch_create(&render, batch_type_images, gl_format(2, 1, 1, 2), 100, 100, nullptr, 0));
+
+    static const u8 four[16] = {255, 0, 0, 255, 0, 255, 0, 255, 0, 0, 255, 255, 255, 255, 255, 255};
+    u32 quadrants = gl_texture_create(four, 2, 2, 4, 0);
+    static const u8 grey[1] = {200};
+    u32 single = gl_texture_create(grey, 1, 1, 1, 0);
+    static const u8 odd_row[9] = {10, 20, 30, 40, 50, 60, 70, 80, 90};  // 9 bytes a row
+    u32 odd = gl_texture_create(odd_row, 3, 1, 3, 0);
+    EXPECT_NE(odd, 0u);
+
+    static const f32 black[4] = {0, 0, 0, 1}, red[4] = {1, 0, 0, 1}, green[4] = {0, 1, 0, 1};
+    static const f32 half_blue[4] = {0, 0, 1, 0.5f}, white[4] = {1, 1, 1, 1};
+    gl_frame_begin(&render);
+    gl_clear(&render, black);
+    f32 r1[4] = {10, 10, 110, 110};
+    gl_batch_rectangle(rectangles, r1, nullptr, nullptr, red);
+    gl_scissor(rectangles, true, 150, 0, 20, 240);
+    f32 r2[4] = {140, 10, 200, 110};
+    gl_batch_rectangle(rectangles, r2, nullptr, nullptr, green);
+    gl_scissor(rectangles, false, 0, 0, 0, 0);
+    f32 r3[4] = {10, 150, 50, 190};
+    gl_batch_rectangle(rectangles, r3, nullptr, nullptr, half_blue);
+    f32 i1[4] = {220, 10, 260, 50};
+    gl_batch_image(images, i1, nullptr, nullptr, white, quadrants, 4);
+    f32 i2[4] = {280, 10, 300, 30};
+    gl_batch_image(images, i2, nullptr, nullptr, white, single, 1);
+    gl_batch_text(text, (const u8*)"MMMM", 4, 0, 100, 200, 1, 2, white);
+    gl_frame_end(&render);
+
+    static u8 pixels[320 * 240 * 4];
+    gl_read_framebuffer(0, 0, 320, 240, pixels, sizeof(pixels));
+    EXPECT_EQ(glGetError(), (GLenum)GL_NO_ERROR);
+    auto at = [&](int x, int y) {
+        const u8* p = pixels + ((size_t)y * 320 + x) * 4;
+        return pixel_t{p[0], p[1], p[2]};
+    };
+    struct case_t {
+        const char* what;
+        int x, y;
+        pixel_t colour;
+    } cases[] = {
+        {"red rectangle", 60, 60, {255, 0, 0}},
+        {"outside everything", 5, 5, {0, 0, 0}},
+        {"green inside the scissor", 160, 60, {0, 255, 0}},
+        {"green cut by the scissor", 145, 60, {0, 0, 0}},
+        {"green cut on the right", 180, 60, {0, 0, 0}},
+        {"half blue over black", 30, 170, {0, 0, 128}},
+        {"image, lower left texel", 225, 15, {255, 0, 0}},
+        {"image, lower right texel", 255, 15, {0, 255, 0}},
+        {"image, upper left texel", 225, 45, {0, 0, 255}},
+        {"image, upper right texel", 255, 45, {255, 255, 255}},
+        {"one byte a pixel is grey", 290, 20, {200, 200, 200}},
+    };
+    for (const case_t& c : cases) {
+        pixel_t p = at(c.x, c.y);
+        EXPECT_NEAR(p.r, c.colour.r, 2) << c.what;
+        EXPECT_NEAR(p.g, c.colour.g, 2) << c.what;
+        EXPECT_NEAR(p.b, c.colour.b, 2) << c.what;
+    }
+    // The text: white ink on the baseline's row band, starting at the pen.
+    int ink = 0, leftmost = 320;
+    for (int y = 195; y < 220; y++) {
+        for (int x = 90; x < 200; x++) {
+            if (at(x, y).r > 200) {
+                ink++;
+                leftmost = std::min(leftmost, x);
+            }
+        }
+    }
+    EXPECT_GT(ink, 100);
+    EXPECT_GE(leftmost, 99);
+    EXPECT_LE(leftmost, 101);
+
+    // A second frame after a rebake starts from a fresh atlas texture.
+    u32 old_texture = text->texture;
+    EXPECT_NE(old_texture, 0u);
+    gl_text_textures_reset(&render);
+    EXPECT_EQ(text->texture, 0u);
+    gl_frame_begin(&render);
+    gl_batch_text(text, (const u8*)"M", 1, 0, 100, 200, 1, 2, white);
+    gl_frame_end(&render);
+    EXPECT_NE(text->texture, 0u);
+    EXPECT_EQ(glGetError(), (GLenum)GL_NO_ERROR);
+}
+
+}  // namespace
