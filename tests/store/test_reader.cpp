@@ -270,3 +270,62 @@ TEST(ReaderDeathTest, RelationWithoutTargetFailsTheCheck) {
     EXPECT_FALSE(reader_is_consistent(&store.reader));
     EXPECT_DEATH(reader_check(&store.reader), "");
 }
+
+// The feed's sort gives the order that pool_sort gives over the whole pool.
+TEST(Reader, SortMatchesThePoolSort) {
+    store_fixture_t mine, reference;
+    u32 seed = 7;
+    auto next = [&]() {
+        seed = seed * 1103515245u + 12345u;
+        return seed >> 8;
+    };
+    feed_t* feeds[2][3];
+    for (store_fixture_t* store : {&mine, &reference}) {
+        u32 s = store == &mine ? 0 : 1;
+        for (u32 f = 0; f < 3; f++) feeds[s][f] = add_feed(&store->reader, f == 1 ? record_kind_atom : record_kind_rss);
+    }
+    for (u32 i = 0; i < 300; i++) {
+        u32 f = next() % 3;
+        date_t date = day((u8)(1 + next() % 5));
+        for (u32 s = 0; s < 2; s++) {
+            store_fixture_t* store = s == 0 ? &mine : &reference;
+            add_entry(&store->reader, feeds[s][f], 0, date);
+        }
+    }
+    for (u32 s = 0; s < 2; s++) {
+        store_fixture_t* store = s == 0 ? &mine : &reference;
+        for (u32 i = 0; i < 40; i++) {
+            entry_t* entry = (entry_t*)pool_at(&store->reader.entries, sizeof(entry_t), (i * 37) % 300);
+            if (!entry_is_alive(entry)) continue;
+            reader_remove_entry(&store->reader, entry, reader_find_feed_by_id(&store->reader, entry->feed_id));
+        }
+    }
+    for (u32 flags : {0u, (u32)feed_meta_oldest_first}) {
+        for (u32 f = 0; f < 3; f++) {
+            reader_find_meta(&mine.reader, feeds[0][f]->id)->flags = flags;
+            reader_sort_feed(&mine.reader, feeds[0][f]);
+            pool_sort(&reference.reader.entries, sizeof(entry_t), flags != 0, feeds[1][f]->id, entry_is_alive,
+                      [](void* e, u64 id) { return ((entry_t*)e)->feed_id == id; },
+                      [](void* a, void* b) {
+                          entry_t* x = (entry_t*)a;
+                          entry_t* y = (entry_t*)b;
+                          date_t dx = entry_kind(x) == record_kind_rss ? x->rss.pub_date : x->atom.published;
+                          date_t dy = entry_kind(y) == record_kind_rss ? y->rss.pub_date : y->atom.published;
+                          return (i32)date_is_before(dx, dy);
+                      },
+                      [](void* a, void* b) {
+                          entry_t copy = *(entry_t*)a;
+                          *(entry_t*)a = *(entry_t*)b;
+                          *(entry_t*)b = copy;
+                      });
+        }
+        for (u32 i = 0; i < reader_entry_capacity; i++) {
+            entry_t* x = (entry_t*)pool_at(&mine.reader.entries, sizeof(entry_t), i);
+            entry_t* y = (entry_t*)pool_at(&reference.reader.entries, sizeof(entry_t), i);
+            ASSERT_EQ(entry_is_alive(x), entry_is_alive(y)) << i;
+            if (entry_is_alive(x)) {
+                ASSERT_EQ(x->id, y->id) << "slot " << i;
+            }
+        }
+    }
+}
