@@ -1,5 +1,6 @@
 // Entry point of the desktop program: builds the long-lived objects in one fixed
 // order, runs the frame loop, and shuts down in order.
+#include <cstdio>
 #include <cstring>
 
 #include "app/app.h"
@@ -15,6 +16,7 @@
 #include "profiler/profiler.h"
 #include "store/codepoint_set.h"
 #include "store/reader.h"
+#include "store/reader_file.h"
 
 // The long-lived objects are too large for the stack of the entry function; they
 // live here and nothing but main touches them by name.
@@ -73,10 +75,19 @@ int main(int argc, char** argv) {
     app_t app = {};
     app.scratch = data_allocate(0xa00000);
 
-    // 13. Where the store files live; reader_load comes after it.
+    // 13. Where the store files live, and the newest store file. A damaged one
+    // stops the start: a save would bury it under a newer, emptier file.
     storage_path_resolve(&app);
+    reader_load_status_t load_status = {};
+    if (!reader_load(&app, &reader, &load_status)) {
+        char message[2048];
+        u64 length = reader_load_message(&load_status, message, sizeof(message));
+        fwrite(message, 1, length, stderr);
+        if (argument_find_text("-log", 0)) log_save(log_main, data_literal("log.txt"));
+        return 1;
+    }
 
-    // 14. The generation the run started with (reader_load joins above).
+    // 14. The generation the run started with.
     app.start_generation = reader.generation;
 
     // 15, 16. The four faces, baked.
@@ -123,7 +134,7 @@ int main(int argc, char** argv) {
     profiler_stop();
     if (profile) profiler_write("profile.bin", true, &profiler_error);
     reader_check(&reader);
-    // reader_save joins here.
+    reader_save(&app, &reader);
     if (argument_find_text("-log", 0)) log_save(log_main, data_literal("log.txt"));
     http_session_close(&http_error);
     return 0;

@@ -3,6 +3,8 @@
 // cleanly, and a context that can't be made is a clean exit with a message.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -109,6 +111,9 @@ TEST_F(WindowTest, FirstFrameInputAndCloseButton) {
     ASSERT_TRUE(WIFEXITED(program.status));
     EXPECT_EQ(WEXITSTATUS(program.status), 0) << file_text(folder + "/stderr.txt");
 
+    // The shutdown saved the (empty) store.
+    EXPECT_NE(command_output("ls '" + folder + "/store'").find("feed_data_"), std::string::npos);
+
     std::string log = file_text(folder + "/log.txt");
     EXPECT_NE(log.find("\nFrame start: 0\n"), std::string::npos);
     const char* expected[] = {
@@ -159,6 +164,24 @@ TEST_F(WindowTest, ContextFailuresEndCleanlyWithTheirMessage) {
         EXPECT_NE(file_text(folder + "/stderr.txt").find(c.message), std::string::npos) << c.environment;
         EXPECT_NE(file_text(folder + "/win32_opengl.log").find(c.message), std::string::npos) << c.environment;
     }
+}
+
+TEST_F(WindowTest, DamagedStoreStopsTheStartAndStaysAsItIs) {
+    std::string store = folder + "/store";
+    ASSERT_EQ(mkdir(store.c_str(), 0755), 0);
+    std::string damaged = store + "/feed_data_20260101_000000.bin";
+    FILE* f = fopen(damaged.c_str(), "wb");
+    ASSERT_NE(f, nullptr);
+    fputs("not a store file at all", f);
+    fclose(f);
+    program_t program = program_start(folder, {"-path", store});
+    ASSERT_TRUE(program_wait(&program, 60));
+    program_kill(&program);
+    ASSERT_TRUE(WIFEXITED(program.status));
+    EXPECT_EQ(WEXITSTATUS(program.status), 1);
+    EXPECT_NE(file_text(folder + "/stderr.txt").find("can't be loaded"), std::string::npos);
+    EXPECT_EQ(file_text(damaged), "not a store file at all");
+    EXPECT_EQ(command_output("ls '" + store + "'"), "feed_data_20260101_000000.bin\n");
 }
 
 }  // namespace
