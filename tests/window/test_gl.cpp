@@ -3,8 +3,12 @@
 // from the atlas, read back with gl_read_framebuffer.
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <thread>
+
 #include "gfx/renderer.h"
 #include "layout/test_fonts.h"
+#include "platform/wake.h"
 #include "platform/window.h"
 #include "window/x_server.h"
 
@@ -124,6 +128,27 @@ TEST_F(GlTest, BatchesDrawWhatTheyQueued) {
     gl_frame_end(&render);
     EXPECT_NE(text->texture, 0u);
     EXPECT_EQ(glGetError(), (GLenum)GL_NO_ERROR);
+}
+
+// A worker's wake-up ends the main thread's wait for input, and the drain that
+// follows sees no input.
+TEST_F(GlTest, WakeUpFromAnotherThreadEndsTheWait) {
+    ASSERT_EQ(window.running, 1u);
+    window_handle_messages(&window, 0);  // whatever the window manager said so far
+    for (int round = 0; round < 3; round++) {
+        auto start = std::chrono::steady_clock::now();
+        std::thread worker([] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(200));
+            wake_post();
+        });
+        window_handle_messages(&window, window_messages_wait);
+        double waited = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        worker.join();
+        EXPECT_GE(waited, 0.15) << round;
+        EXPECT_LT(waited, 5.0) << round;
+        EXPECT_EQ(window.event_count, 0u);
+        EXPECT_EQ(window.text_count, 0u);
+    }
 }
 
 }  // namespace
