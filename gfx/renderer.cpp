@@ -309,7 +309,7 @@ static void text_expand(batch_t* batch, batch_command_t* command) {
         }
         p += size;
         const glyph_t* glyph = font_glyph(font, codepoint);
-        if (first && command->trim_first && !font->fixed_pitch) pen_x -= glyph->offset_x0;
+        if (first && command->trim_first) pen_x -= glyph->offset_x0;
         first = false;
         if (glyph->x1 > glyph->x0) {
             f32 uv[4] = {glyph->x0 * inverse_width, glyph->y0 * inverse_height, glyph->x1 * inverse_width,
