@@ -9,6 +9,7 @@
 #include "store/codepoint_set.h"
 
 struct panel_t;
+struct reader_t;
 
 // The six batches of the two layers, in creation (and drawing) order, then the
 // images last.
@@ -25,6 +26,7 @@ struct frame_loop_t {
     renderer_t* render;
     frame_batches_t* batches;
     panel_t* panel;
+    reader_t* reader;
     codepoint_set_t* codepoints;  // shared with the reader
     // A debug aid for the window tests: the first frame is written there as PNG.
     data_t first_frame_png;

@@ -124,6 +124,7 @@ int main(int argc, char** argv) {
     loop.render = &render;
     loop.batches = &batches;
     loop.panel = &panel;
+    loop.reader = &reader;
     loop.codepoints = &codepoints;
     loop.first_frame_png = argument_value_text("-first_frame_png", nullptr);
     frame_loop_run(&loop);

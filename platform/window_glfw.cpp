@@ -116,7 +116,9 @@ static void glfw_position(GLFWwindow* handle, int x, int y) {
 
 static bool glfw_key_is_down(u32 key, void* context) {
     if (key >= key_mouse_left && key <= key_mouse_x2) {
-        return glfwGetMouseButton(glfw_handle, (int)(key - key_mouse_left)) == GLFW_PRESS;
+        // Buttons count only over the client area; elsewhere they read as up.
+        bool inside = *(bool*)context;
+        return inside && glfwGetMouseButton(glfw_handle, (int)(key - key_mouse_left)) == GLFW_PRESS;
     }
     u32 generic_left = 0, generic_right = 0;
     if (key == key_shift) generic_left = key_left_shift, generic_right = key_right_shift;
@@ -133,8 +135,10 @@ static void glfw_focus(GLFWwindow* handle, int focused) {
     window_t* window = glfw_record;
     glfw_non_move_events += 1;
     if (focused) {
-        input_sync_keys(window, glfw_key_is_down, nullptr);
         glfw_mouse_position(window, &window->mouse_x, &window->mouse_y);
+        bool inside = window->mouse_x >= 0 && window->mouse_x < window->width && window->mouse_y >= 0 &&
+                      window->mouse_y < window->height;
+        input_sync_keys(window, glfw_key_is_down, &inside);
     } else {
         input_reset(window);
         glfw_mouse_position(window, &window->mouse_x, &window->mouse_y);
