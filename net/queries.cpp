@@ -2,6 +2,7 @@
 #include "net/queries.h"
 
 #include "app/app.h"
+#include "app/panel.h"
 #include "base/log.h"
 #include "base/text.h"
 #include "net/block_storage.h"
@@ -9,6 +10,7 @@
 #include "net/work_queue.h"
 #include "platform/thread.h"
 #include "platform/wake.h"
+#include "store/reader.h"
 
 query_t* query_find_free(query_t* table, u64 count) {
     for (u64 i = 0; i < count; i++) {
@@ -89,4 +91,30 @@ bool query_submit(app_t* app, data_t address_copy, u32 feed_id) {
         return false;
     }
     return true;
+}
+
+void feed_update(app_t* app, reader_t* reader, feed_t* feed) {
+    ASSERT(feed_is_alive(feed));
+    query_submit(app, query_address_copy(feed->address), feed->id);
+}
+
+// The first request of a run moves the generation on, so that the left panel
+// shows what is about to come in.
+static void reader_update_generation(app_t* app, reader_t* reader) {
+    if (app->start_generation == reader->generation) generation_advance(app, reader);
+    ASSERT(reader->generation > 0);
+}
+
+void reader_update_selected(app_t* app, reader_t* reader) {
+    reader_update_generation(app, reader);
+    feed_t* feed = app->panel ? app->panel->selected_feed : nullptr;
+    if (feed) feed_update(app, reader, feed);
+}
+
+void reader_update_all(app_t* app, reader_t* reader) {
+    reader_update_generation(app, reader);
+    pool_iterator_t walk = pool_iterator_start(&reader->feeds, sizeof(feed_t), feed_is_alive);
+    while (feed_t* feed = (feed_t*)pool_iterator_next(&walk)) {
+        if (!feed_is_deleted(feed)) feed_update(app, reader, feed);
+    }
 }

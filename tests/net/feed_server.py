@@ -125,6 +125,16 @@ def main():
         ports.append(str(tls.server_address[1]))
         threading.Thread(target=tls.serve_forever, daemon=True).start()
     print(" ".join(ports), flush=True)
+    # A test program that stops on an assertion can't stop its server: leave with
+    # the parent.
+    parent = os.getppid()
+
+    def watch_parent():
+        while os.getppid() == parent:
+            time.sleep(0.5)
+        os._exit(0)
+
+    threading.Thread(target=watch_parent, daemon=True).start()
     server.serve_forever()
 
 

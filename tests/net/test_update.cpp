@@ -1,0 +1,197 @@
+// The update road as the program walks it, on real workers and a local server:
+// address, download, drain and merge, save and load; failures in the log panel;
+// an address queued twice; a feed removed while it downloads; F5 twice.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <string>
+
+#include "app/app.h"
+#include "app/panel.h"
+#include "app/queries_drain.h"
+#include "base/log.h"
+#include "base/text.h"
+#include "net/block_storage.h"
+#include "net/http_file.h"
+#include "net/queries.h"
+#include "net/work_queue.h"
+#include "platform/wake.h"
+#include "store/codepoint_set.h"
+#include "store/reader.h"
+#include "tests/net/feed_server.h"
+
+static feed_server_t update_server;
+static query_t update_table[query_table_size];
+static codepoint_set_t update_codepoints;
+static data_t update_codepoint_block;
+
+class Update : public ::testing::Test {
+protected:
+    app_t app = {};
+    panel_t panel = {};
+    reader_t* reader = nullptr;
+    std::string folder;
+
+    static void SetUpTestSuite() {
+        ASSERT_TRUE(update_server.start(NEWSLOOM_TEST_DATA "/feeds", false));
+        memory_query_system(nullptr, nullptr, nullptr, nullptr);
+        if (!block_storage.memory.bytes) {
+            block_storage_create(&block_storage, block_storage_region_size, block_storage_commit_size,
+                                 block_storage_block_size);
+        }
+        http_error_t error = 0;
+        http_session_open(data_literal("newsloom"), &error);
+        if (!update_codepoint_block.bytes) {
+            update_codepoint_block = data_allocate(codepoint_set_size());
+            codepoint_set_init(&update_codepoints, &update_codepoint_block);
+        }
+    }
+    static void TearDownTestSuite() {
+        http_error_t error = 0;
+        http_session_close(&error);
+        update_server.stop();
+    }
+    void SetUp() override {
+        char temporary[] = "/tmp/newsloom_update_XXXXXX";
+        ASSERT_NE(mkdtemp(temporary), nullptr);
+        folder = temporary;
+        for (query_t& q : update_table) q = query_t{};
+        app.scratch = data_allocate(0xa00000);
+        app.storage_path = data_make(app_path_capacity, 0, app.storage_path_buffer);
+        data_push_string(&app.storage_path, folder.data(), folder.size());
+        app.panel = &panel;
+        app.queries = update_table;
+        app.query_count = query_table_size;
+        reader = new_reader();
+        thread_queue_create(&thread_queue, 6);
+    }
+    void TearDown() override {
+        thread_terminate(&thread_queue);
+        reader_release(reader);
+        delete reader;
+        data_free(&app.scratch);
+        std::string command = "rm -rf '" + folder + "'";
+        ASSERT_EQ(system(command.c_str()), 0);
+    }
+    static reader_t* new_reader() {
+        reader_t* r = new reader_t{};
+        reader_init(r);
+        r->codepoints = &update_codepoints;
+        return r;
+    }
+    // As the add-feed panel queues a typed address.
+    void add(const std::string& address) {
+        if (app.start_generation == reader->generation) generation_advance(&app, reader);
+        data_t text = data_from_size(address.size(), address.data());
+        feed_t* known = reader_find_feed_by_address(reader, text);
+        query_submit(&app, query_address_copy(text), known ? known->id : query_new_feed);
+    }
+    // The frame loop while downloads run: sleep until woken, drain.
+    void drain_until_idle() {
+        for (;;) {
+            bool pending = false;
+            for (query_t& q : update_table) pending = pending || atomic_load_acquire_u32(&q.state) != 0;
+            if (!pending) return;
+            wake_wait(1000);
+            queries_drain(&app, reader);
+            data_clear(&app.scratch);
+        }
+    }
+    u32 feed_count() { return reader->feeds.entry_count; }
+    feed_t* feed_at(const std::string& address) {
+        return reader_find_feed_by_address(reader, data_from_size(address.size(), address.data()));
+    }
+    static std::string user_log_since(u64 start) {
+        log_channel_t* user = log_channel(log_user);
+        return std::string((char*)user->text.bytes + start, user->text.used - start);
+    }
+};
+
+TEST_F(Update, ANewAddressQueuedTwiceMergesIntoOneFeed) {
+    std::string address = update_server.address("/feed/atp.rss");
+    u64 log_start = log_channel(log_user)->text.used;
+    add(address);
+    add(address);
+    drain_until_idle();
+    EXPECT_EQ(feed_count(), 1u);
+    feed_t* feed = feed_at(address);
+    ASSERT_NE(feed, nullptr);
+    u32 entries = feed->entry_count;
+    EXPECT_EQ(entries, reader->entries.entry_count);
+    EXPECT_NE(user_log_since(log_start).find("Queued twice"), std::string::npos);
+    // Updating again brings nothing new.
+    reader_update_all(&app, reader);
+    drain_until_idle();
+    EXPECT_EQ(feed_at(address)->entry_count, entries);
+}
+
+TEST_F(Update, AFailedAddressIsOneParagraphAndNoFeed) {
+    std::string refused = "http://127.0.0.1:" + std::to_string(closed_port()) + "/feed.rss";
+    log_channel_t* user = log_channel(log_user);
+    u64 log_start = user->text.used;
+    u64 main_start = log_channel(log_main)->text.used;
+    panel.right_panel = panel_right_add_feed;
+    add(refused);
+    drain_until_idle();
+    EXPECT_EQ(feed_count(), 0u);
+    std::string expected = "Error while retrieving feed: " + refused + "\n    Returned (5) http_error_internet_open_url";
+    std::string written = user_log_since(log_start);
+    if (log_start) expected = "\n\n" + expected;
+    EXPECT_EQ(written, expected);
+    EXPECT_EQ(panel.right_panel, panel_right_log);
+    // The system's reason and the error line stay in the main log.
+    log_channel_t* main_log = log_channel(log_main);
+    std::string main_text((char*)main_log->text.bytes + main_start, main_log->text.used - main_start);
+    EXPECT_NE(main_text.find("http_get_file error: " + refused + " returned (5) http_error_internet_open_url"),
+              std::string::npos)
+        << main_text;
+}
+
+TEST_F(Update, UpdateAllTwiceAndARemovedFeed) {
+    const std::string addresses[] = {
+        update_server.address("/feed/EMarley.rss"),
+        update_server.address("/feed/russcox.atom"),
+        update_server.address("/feed/medscape.rss"),
+    };
+    for (const std::string& a : addresses) add(a);
+    drain_until_idle();
+    ASSERT_EQ(feed_count(), 3u);
+    u32 entries = reader->entries.entry_count;
+
+    // A new run: its first update moves the generation on, the second doesn't.
+    app.start_generation = reader->generation;
+    reader_update_all(&app, reader);
+    reader_update_all(&app, reader);
+    EXPECT_EQ(reader->generation, app.start_generation + 1);
+    u32 queued = 0;
+    for (query_t& q : update_table) queued += q.state != 0;
+    EXPECT_EQ(queued, 6u);
+    drain_until_idle();
+    EXPECT_EQ(reader->entries.entry_count, entries);
+
+    // A feed removed while it downloads: its result is dropped.
+    feed_t* feed = feed_at(addresses[1]);
+    feed_update(&app, reader, feed);
+    reader_remove_feed(reader, feed);
+    drain_until_idle();
+    EXPECT_EQ(feed_count(), 2u);
+    EXPECT_EQ(feed_at(addresses[1]), nullptr);
+}
+
+TEST_F(Update, TheSelectedEntryStaysSelectedAcrossItsFeedsUpdate) {
+    std::string address = update_server.address("/feed/neverworkintheory.atom");
+    add(address);
+    drain_until_idle();
+    feed_t* feed = feed_at(address);
+    ASSERT_NE(feed, nullptr);
+    entry_t* entry = feed_first_entry(reader, feed, 0, 0xffffffff, 0, 0x80000000);
+    ASSERT_NE(entry, nullptr);
+    std::string unique_id((char*)entry_unique_id(entry).bytes, entry_unique_id(entry).used);
+    panel.selected_feed = feed;
+    panel.selected_entry = entry;
+    reader_update_selected(&app, reader);
+    drain_until_idle();
+    ASSERT_NE(panel.selected_entry, nullptr);
+    data_t now = entry_unique_id(panel.selected_entry);
+    EXPECT_EQ(std::string((char*)now.bytes, now.used), unique_id);
+}
