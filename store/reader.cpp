@@ -48,6 +48,8 @@ void reader_init(reader_t* reader) {
     reader->last_category_id = 0;
     reader->last_person_id = 0;
     reader->generation = 0;
+    reader->categories_maybe_unused = 0;
+    reader->persons_maybe_unused = 0;
 }
 
 void reader_release(reader_t* reader) {
@@ -313,6 +315,12 @@ void feed_restore(reader_t* reader, feed_t* feed, bool with_entries) {
 // Removing
 
 static void relation_release(reader_t* reader, relation_t* relation) {
+    // Only a released relation can leave a category or person unused.
+    if (relation->kind <= relation_atom_entry_category) {
+        reader->categories_maybe_unused = 1;
+    } else {
+        reader->persons_maybe_unused = 1;
+    }
     relation->kind = relation_free;
     pool_release(&reader->relations, relation, sizeof(relation_t));
 }
@@ -417,34 +425,77 @@ void reader_purge_deleted(reader_t* reader) {
     }
 }
 
-static bool reader_relation_aims_at(reader_t* reader, u32 target_id, u32 first_kind, u32 last_kind) {
+// The ids that relations of kinds first to last aim at, as a set: open addressing
+// with a stamp per place, so that a new set needs no clearing. Main thread only.
+constexpr u32 target_set_size = 32768;  // twice the relations' capacity and more
+
+struct target_set_t {
+    u32 ids[target_set_size];
+    u32 stamps[target_set_size];
+    u32 stamp;
+};
+
+static target_set_t* reader_targets(reader_t* reader, u32 first_kind, u32 last_kind) {
+    static data_t block = {};
+    if (!block.bytes) {
+        block = data_allocate(sizeof(target_set_t));
+        ASSERT(block.bytes);
+    }
+    target_set_t* set = (target_set_t*)block.bytes;
+    set->stamp += 1;
+    if (set->stamp == 0) {
+        bytes_zero(set->stamps, sizeof(set->stamps));
+        set->stamp = 1;
+    }
     u32 seen = 0;
     for (u32 i = 0; i < reader->relations.max_entry_count && seen < reader->relations.entry_count; i++) {
         relation_t* relation = READER_SLOT(relation_t, reader->relations, i);
         if (!relation_is_alive(relation)) continue;
         seen++;
-        if (relation->target_id == target_id && relation->kind >= first_kind && relation->kind <= last_kind) {
-            return true;
+        if (relation->kind < first_kind || relation->kind > last_kind) continue;
+        u32 place = (relation->target_id * 2654435761u) & (target_set_size - 1);
+        while (set->stamps[place] == set->stamp && set->ids[place] != relation->target_id) {
+            place = (place + 1) & (target_set_size - 1);
         }
+        set->ids[place] = relation->target_id;
+        set->stamps[place] = set->stamp;
+    }
+    return set;
+}
+
+static bool target_set_has(const target_set_t* set, u32 id) {
+    u32 place = (id * 2654435761u) & (target_set_size - 1);
+    while (set->stamps[place] == set->stamp) {
+        if (set->ids[place] == id) return true;
+        place = (place + 1) & (target_set_size - 1);
     }
     return false;
 }
 
+// Each record with no relation aimed at it is released, in slot order. The set of
+// targets is made once rather than walking the relations for every record; and
+// when no relation was released since the last clean-up, none can be unused.
 void reader_remove_unused_categories(reader_t* reader) {
+    if (!reader->categories_maybe_unused) return;
+    reader->categories_maybe_unused = 0;
+    target_set_t* targets = reader_targets(reader, relation_rss_feed_category, relation_atom_entry_category);
     for (u32 i = 0; i < reader->categories.max_entry_count; i++) {
         category_t* category = READER_SLOT(category_t, reader->categories, i);
         if (!category->id) continue;
-        if (reader_relation_aims_at(reader, category->id, 1, 4)) continue;
+        if (target_set_has(targets, category->id)) continue;
         category->id = 0;
         pool_release(&reader->categories, category, sizeof(category_t));
     }
 }
 
 void reader_remove_unused_persons(reader_t* reader) {
+    if (!reader->persons_maybe_unused) return;
+    reader->persons_maybe_unused = 0;
+    target_set_t* targets = reader_targets(reader, relation_atom_feed_author, relation_atom_entry_contributor);
     for (u32 i = 0; i < reader->persons.max_entry_count; i++) {
         person_t* person = READER_SLOT(person_t, reader->persons, i);
         if (!person->id) continue;
-        if (reader_relation_aims_at(reader, person->id, 5, 8)) continue;
+        if (target_set_has(targets, person->id)) continue;
         person->id = 0;
         pool_release(&reader->persons, person, sizeof(person_t));
     }

@@ -188,6 +188,10 @@ struct reader_t {
     codepoint_set_t* codepoints;
     link_target_t link_targets[reader_link_target_count];
     pool_t metas;
+    // Set when a relation is released: only then can a category or person have
+    // become unused, and the clean-ups have anything to do. Never saved.
+    u32 categories_maybe_unused;
+    u32 persons_maybe_unused;
 };
 
 struct reader_snapshot_t {

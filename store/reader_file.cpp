@@ -436,6 +436,10 @@ static u32 reader_file_read_sections(reader_t* reader, file_handle_t file, u64 f
         if (set->values[i] > 0x10FFFF) return reader_file_inconsistent;
     }
     codepoint_set_rebuild_index(set);
+    // A file made by hand may hold records that nothing uses; the first clean-up
+    // looks.
+    reader->categories_maybe_unused = 1;
+    reader->persons_maybe_unused = 1;
     if (!reader_slots_are_sound(reader, string_size)) return reader_file_inconsistent;
     if (!reader_file_ids_are_dense(reader)) return reader_file_inconsistent;
     reader_rebase_strings(reader);

@@ -329,3 +329,31 @@ TEST(Reader, SortMatchesThePoolSort) {
         }
     }
 }
+
+// Unused categories go in slot order, so the last one freed is the next one used;
+// used ones stay whatever their number.
+TEST(Reader, UnusedCategoriesAreReleasedInSlotOrder) {
+    store_fixture_t store;
+    reader_t* reader = &store.reader;
+    std::string document = "<rss><channel><category>feedwide</category>";
+    for (int i = 1; i <= 5; i++) {
+        document += "<item><guid>" + std::to_string(i) + "</guid><category>c" + std::to_string(i) + "</category></item>";
+    }
+    document += "</channel></rss>";
+    feed_t* feed = store.merge(document, "http://example.com/c");
+    ASSERT_EQ(reader->categories.entry_count, 6u);
+    for (const char* guid : {"2", "4"}) {
+        entry_t* entry = reader_find_entry_by_unique_id(reader, feed->id, data_from_size(1, guid));
+        reader_remove_entry(reader, entry, feed);
+    }
+    EXPECT_EQ(reader->categories.entry_count, 6u);  // they stay until a clean-up
+    reader_remove_unused_categories(reader);
+    EXPECT_EQ(reader->categories.entry_count, 4u);
+    EXPECT_FALSE(reader_find_category(reader, 3));  // c2 was the third category made
+    EXPECT_FALSE(reader_find_category(reader, 5));
+    EXPECT_TRUE(reader_find_category(reader, 1));
+    category_t* next = (category_t*)pool_alloc(&reader->categories, sizeof(category_t));
+    EXPECT_EQ(pool_index_of(&reader->categories, sizeof(category_t), next), 4u);  // c4's slot, freed last
+    pool_release(&reader->categories, next, sizeof(category_t));
+    reader_check(reader);
+}
