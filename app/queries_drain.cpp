@@ -93,7 +93,6 @@ static void drain_merge(app_t* app, reader_t* reader, query_t* query, feed_t* fe
 }
 
 void queries_drain(app_t* app, reader_t* reader) {
-    PROFILE_ZONE(queries_check);
     for (u64 i = 0; i < app->query_count; i++) {
         query_t* query = &app->queries[i];
         if (atomic_load_acquire_u32(&query->state) != query_state_finished) continue;

@@ -6,4 +6,5 @@
 struct app_t;
 struct reader_t;
 
+// The frame loop opens zone queries_check around it.
 void queries_drain(app_t* app, reader_t* reader);

@@ -17,7 +17,9 @@
 #include "net/work_queue.h"
 #include "platform/wake.h"
 #include "store/codepoint_set.h"
+#include "store/feed_address.h"
 #include "store/reader.h"
+#include "store/reader_file.h"
 #include "tests/net/feed_server.h"
 
 static feed_server_t update_server;
@@ -79,12 +81,8 @@ protected:
         r->codepoints = &update_codepoints;
         return r;
     }
-    // As the add-feed panel queues a typed address.
     void add(const std::string& address) {
-        if (app.start_generation == reader->generation) generation_advance(&app, reader);
-        data_t text = data_from_size(address.size(), address.data());
-        feed_t* known = reader_find_feed_by_address(reader, text);
-        query_submit(&app, query_address_copy(text), known ? known->id : query_new_feed);
+        reader_add_address(&app, reader, data_from_size(address.size(), address.data()));
     }
     // The frame loop while downloads run: sleep until woken, drain.
     void drain_until_idle() {
@@ -101,11 +99,47 @@ protected:
     feed_t* feed_at(const std::string& address) {
         return reader_find_feed_by_address(reader, data_from_size(address.size(), address.data()));
     }
+    static std::string dump(reader_t* r) {
+        log_channel_t* listing = log_channel(log_reader_dump);
+        listing->text.used = 0;
+        reader_dump_to_log(r);
+        return std::string((char*)listing->text.bytes, listing->text.used);
+    }
     static std::string user_log_since(u64 start) {
         log_channel_t* user = log_channel(log_user);
         return std::string((char*)user->text.bytes + start, user->text.used - start);
     }
 };
+
+TEST_F(Update, AddressDownloadMergeSaveLoadGivesEqualRecords) {
+    const std::string addresses[] = {
+        update_server.address("/feed/DaringFireball.atom"),
+        update_server.address("/feed-nolength/scriptingNews.rss"),
+        update_server.address("/redirect/feed/qemu.atom"),
+        update_server.address("/feed/monkeydom.rss"),
+    };
+    for (const std::string& a : addresses) add(a);
+    EXPECT_EQ(reader->generation, 1u);
+    EXPECT_EQ(panel.generation_min, 1u);
+    drain_until_idle();
+    EXPECT_EQ(feed_count(), 4u);
+    for (const std::string& a : addresses) {
+        feed_t* feed = feed_at(a);
+        ASSERT_NE(feed, nullptr) << a;
+        EXPECT_GT(feed->entry_count, 0u) << a;
+        EXPECT_NE(reader_find_meta(reader, feed->id), nullptr) << a;
+    }
+    ASSERT_TRUE(reader_save(&app, reader));
+    std::string saved = dump(reader);
+    EXPECT_GT(saved.size(), 10000u);
+
+    reader_t* loaded = new_reader();
+    reader_load_status_t status = {};
+    ASSERT_TRUE(reader_load(&app, loaded, &status));
+    EXPECT_EQ(dump(loaded), saved);
+    reader_release(loaded);
+    delete loaded;
+}
 
 TEST_F(Update, ANewAddressQueuedTwiceMergesIntoOneFeed) {
     std::string address = update_server.address("/feed/atp.rss");

@@ -1,0 +1,92 @@
+// newsloom-tool update as a user runs it: against the local server, into a fresh
+// folder, again over the saved store, and refusing a damaged newest file.
+#include <gtest/gtest.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+
+#include <fstream>
+#include <string>
+
+#include "tests/net/feed_server.h"
+
+static feed_server_t tool_server;
+
+struct tool_run_t {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+static tool_run_t run_tool(const std::string& arguments, const std::string& folder) {
+    std::string out = folder + "/out.txt";
+    std::string err = folder + "/err.txt";
+    std::string command = std::string(NEWSLOOM_BINARY_DIR) + "/newsloom-tool update " + arguments + " >" + out +
+                          " 2>" + err;
+    tool_run_t run = {};
+    int status = system(command.c_str());
+    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    std::ifstream o(out), e(err);
+    run.out.assign(std::istreambuf_iterator<char>(o), {});
+    run.err.assign(std::istreambuf_iterator<char>(e), {});
+    return run;
+}
+
+static std::string store_files(const std::string& store) {
+    std::string listing;
+    FILE* pipe = popen(("ls '" + store + "'").c_str(), "r");
+    char line[256];
+    while (fgets(line, sizeof(line), pipe)) listing += line;
+    pclose(pipe);
+    return listing;
+}
+
+TEST(ToolUpdate, UpdatesSavesAndRefusesADamagedStore) {
+    ASSERT_TRUE(tool_server.start(NEWSLOOM_TEST_DATA "/feeds", false));
+    char temporary[] = "/tmp/newsloom_tool_XXXXXX";
+    ASSERT_NE(mkdtemp(temporary), nullptr);
+    std::string folder = temporary;
+    std::string store = folder + "/store";
+    std::string atp = tool_server.address("/feed/atp.rss");
+    std::string refused = "http://127.0.0.1:" + std::to_string(closed_port()) + "/x.rss";
+    std::ofstream(folder + "/list.txt") << tool_server.address("/feed/qemu.atom") << "\r\n\r\n"
+                                        << tool_server.address("/status500") << "\n";
+
+    tool_run_t first = run_tool("-path " + store + " -list " + folder + "/list.txt " + atp + " " + refused, folder);
+    EXPECT_EQ(first.status, 0) << first.err;
+    EXPECT_NE(first.out.find(atp + ": 100 new entries\n"), std::string::npos) << first.out;
+    EXPECT_NE(first.out.find(tool_server.address("/feed/qemu.atom") + ": 10 new entries\n"), std::string::npos)
+        << first.out;
+    EXPECT_NE(first.out.find(tool_server.address("/status500") + ": no feed in the document\n"), std::string::npos)
+        << first.out;
+    EXPECT_NE(first.out.find("Error while retrieving feed: " + refused +
+                             "\n    Returned (5) http_error_internet_open_url\n"),
+              std::string::npos)
+        << first.out;
+    std::string files = store_files(store);
+    ASSERT_EQ(files.rfind("feed_data_", 0), 0u) << files;
+
+    // No address: every feed, as F5 does, over the saved store.
+    tool_run_t second = run_tool("-path " + store, folder);
+    EXPECT_EQ(second.status, 0) << second.err;
+    EXPECT_NE(second.out.find(atp + ": 0 new entries\n"), std::string::npos) << second.out;
+
+    // A damaged newest file: refused, named, left alone.
+    files = store_files(store);
+    files.pop_back();
+    std::string newest = store + "/" + files.substr(files.rfind('\n') + 1);
+    {
+        std::fstream damaged(newest, std::ios::in | std::ios::out | std::ios::binary);
+        damaged.write("XXXX", 4);
+    }
+    std::string before = store_files(store);
+    tool_run_t refusal = run_tool("-path " + store + " " + atp, folder);
+    EXPECT_NE(refusal.status, 0);
+    EXPECT_NE(refusal.err.find(newest), std::string::npos) << refusal.err;
+    EXPECT_EQ(refusal.out, "");
+    EXPECT_EQ(store_files(store), before);
+
+    EXPECT_EQ(run_tool("-path", folder).status, 2);
+    tool_server.stop();
+    ASSERT_EQ(system(("rm -rf '" + folder + "'").c_str()), 0);
+}
