@@ -221,8 +221,8 @@ int main(int argc, char** argv) {
     generated_list.push_back({"generated", generated_rss(1400, 0)});
 
     full_store = store_create();
-    char pattern[] = "/tmp/newsloom_bench_store_XXXXXX";
-    store_folder = mkdtemp(pattern);
+    std::string pattern = (std::filesystem::temp_directory_path() / "newsloom_bench_store_XXXXXX").string();
+    store_folder = mkdtemp(pattern.data());
     bytes_copy(full_store->app->storage_path_buffer, store_folder.data(), store_folder.size());
     full_store->app->storage_path =
         data_make(app_path_capacity, store_folder.size(), full_store->app->storage_path_buffer);

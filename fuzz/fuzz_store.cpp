@@ -18,7 +18,7 @@ struct fuzz_store_t {
     data_t codepoint_block;
     codepoint_set_t codepoints;
     reader_t reader;
-    char file_path[64];
+    char file_path[512];
 };
 
 static fuzz_store_t* fuzz_store() {
@@ -32,7 +32,9 @@ static fuzz_store_t* fuzz_store() {
     codepoint_set_init(&store->codepoints, &store->codepoint_block);
     reader_init(&store->reader);
     store->reader.codepoints = &store->codepoints;
-    snprintf(store->file_path, sizeof(store->file_path), "/tmp/fuzz_store_%d.bin", (int)getpid());
+    const char* folder = getenv("TMPDIR");
+    snprintf(store->file_path, sizeof(store->file_path), "%s/fuzz_store_%d.bin", folder ? folder : "/tmp",
+             (int)getpid());
     return store;
 }
 

@@ -2,7 +2,10 @@
 // set, and the store itself, each in blocks of their own.
 #pragma once
 
+#include <stdlib.h>
+
 #include <cstring>
+#include <filesystem>
 #include <string>
 
 #include "app/app.h"
@@ -46,6 +49,12 @@ struct store_fixture_t {
         return merged;
     }
 };
+
+// A new empty folder in the system's temporary folder.
+inline std::string make_temp_folder(const char* prefix) {
+    std::string pattern = (std::filesystem::temp_directory_path() / (std::string(prefix) + "XXXXXX")).string();
+    return mkdtemp(pattern.data());
+}
 
 inline std::string to_string(data_t text) { return std::string((const char*)text.bytes, text.used); }
 

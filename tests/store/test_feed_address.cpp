@@ -84,8 +84,7 @@ TEST(FeedAddress, AddressListAndKnownFeeds) {
     feed_t* known = fixture.merge(document, "http://example.com/known");
     ASSERT_TRUE(known);
 
-    char pattern[] = "/tmp/newsloom_list_XXXXXX";
-    std::string folder = mkdtemp(pattern);
+    std::string folder = make_temp_folder("newsloom_list_");
     std::string path = folder + "/list.txt";
     {
         std::ofstream out(path, std::ios::binary);

@@ -25,8 +25,7 @@ namespace {
 struct temp_folder_t {
     std::string path;
     temp_folder_t() {
-        char pattern[] = "/tmp/newsloom_store_XXXXXX";
-        path = mkdtemp(pattern);
+        path = make_temp_folder("newsloom_store_");
     }
     ~temp_folder_t() { fs::remove_all(path); }
 };
