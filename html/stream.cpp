@@ -44,8 +44,9 @@ u32 hp_decode_codepoint(html_stream_t* stream, u32 encoding, html_parser_error_t
     }
     if (decoder_error == decoder_error_end_of_input) {
         *error = html_tokenizer_error_eof;
-        // Escape sequences can be left over behind the last character.
-        if (encoding == encoding_iso_2022_jp) stream->position = stream->end;
+        // Escape sequences of ISO-2022-JP can be left over behind the last
+        // character, and so can a lone last byte of UTF-16: the end is the end.
+        stream->position = stream->end;
         return codepoint_invalid;
     }
     if (decoder_error) {
@@ -243,16 +244,28 @@ u64 hp_take_unquoted_value_run(hp_t* hp, data_t* text_block, data_t* string) {
 
 // ---- <meta> prescan ----
 
-static bool prescan_starts_with(const u8* position, const u8* end, const char* text, u64 size) {
-    return bytes_starts_with(position, end, text, size);
+// On raw bytes, which may be a value with no bytes at all.
+static bool prescan_starts_with(const u8* position, const u8* end, const char* text, u64 size, bool fold) {
+    if (!position || (u64)(end - position) < size) return false;
+    for (u64 i = 0; i < size; i++) {
+        u8 b = fold ? (u8)char_to_lower(position[i]) : position[i];
+        if (b != (u8)text[i]) return false;
+    }
+    return true;
 }
 
 static bool prescan_starts_with_no_case(const u8* position, const u8* end, const char* text, u64 size) {
-    return bytes_starts_with_no_case(position, end, text, size);
+    return prescan_starts_with(position, end, text, size, true);
 }
 
 static bool data_is_no_case(data_t text, const char* literal) {
-    return data_equal_no_case(text, data_from_size(text_length(literal), literal));
+    u64 size = text_length(literal);
+    return text.used == size && prescan_starts_with_no_case(text.bytes, text.bytes + text.used, literal, size);
+}
+
+static u32 prescan_label(const u8* first, const u8* end) {
+    if (!first || first >= end) return encoding_none;
+    return encoding_from_label(first, (u64)(end - first));
 }
 
 // Reads the attributes of a <meta> behind its name. Returns the encoding that they
@@ -280,14 +293,14 @@ static u32 prescan_meta(hp_t* hp, data_t* text) {
                     while (first < end && hp_is_space(*first)) first++;
                     if (prescan_starts_with_no_case(first, end, "charset=", 8)) {
                         first += 8;
-                        result = encoding_from_label(first, (u64)(end - first));
+                        result = prescan_label(first, end);
                         if (result) need_pragma = 1;
                     }
                 }
             }
         } else if (!seen_charset && data_equal(name, data_literal("charset"))) {
             // Exact case on purpose: names fold only when they enter a token.
-            result = encoding_from_label(value.bytes, value.used);
+            result = prescan_label(value.bytes, value.bytes + value.used);
             seen_charset = 1;
         }
         if (result) break;
@@ -320,7 +333,7 @@ u32 hp_detect_encoding(data_t input) {
     const u8* end = input.bytes + size;
     u32 result = 0;
     while (result == 0 && position < end) {
-        if (prescan_starts_with(position, end, "<!--", 4)) {
+        if (prescan_starts_with(position, end, "<!--", 4, false)) {
             const u8* close = bytes_find((u8*)position + 4, (u8*)end, "-->", 3);
             position = close == end ? end : close + 3;
             continue;

@@ -291,6 +291,12 @@ TEST(Tokenizer, ByteOrderMarkGivesTheSameText) {
         EXPECT_EQ(run.error, 0u);
         EXPECT_EQ(run.tokens.encoding, encodings[i]);
     }
+    // An odd last byte of UTF-16 is the end of the input.
+    for (const std::string& odd : {std::string("\xff\xfe\x05", 3), std::string("\xff\xfex\0y", 5)}) {
+        parse_run_t run(odd);
+        EXPECT_EQ(run.error, 0u);
+        EXPECT_EQ(run.lines, odd.size() == 3 ? "" : "text: x\n");
+    }
     // UTF-16 markup reads like any other.
     parse_run_t run(std::string("\xff\xfe<\0p\0>\0x\0", 10));
     EXPECT_EQ(run.lines, "<p self_closing=false\ntext: x\n");
