@@ -139,8 +139,16 @@ void hp_push_codepoint(data_t* text_block, data_t* string, u32 codepoint) {
     if (!string->bytes) string->bytes = data_end(*text_block);
     u8 bytes[4];
     u32 length = hp_utf8_encode(codepoint, bytes);
-    u8* target = (u8*)data_push(text_block, length, 1);
-    if (!target) return;
+    // The push of data_push at alignment 1, without a call per character; a full
+    // block still goes through data_push for its out-of-memory line.
+    u8* target;
+    if (text_block->used + length <= text_block->reserved) {
+        target = text_block->bytes + text_block->used;
+        text_block->used += length;
+    } else {
+        target = (u8*)data_push(text_block, length, 1);
+        if (!target) return;
+    }
     for (u32 i = 0; i < length; i++) target[i] = bytes[i];
     string->used += length;
     string->reserved = string->used;
@@ -191,7 +199,13 @@ static u64 hp_take_run(hp_t* hp, data_t* text_block, data_t* string, const u8* p
     PROFILE_ZONE(hp_decode_codepoint);
     PROFILE_ZONE(hp_push_codepoint);
     if (!string->bytes) string->bytes = data_end(*text_block);
-    u8* target = (u8*)data_push(text_block, size, 1);
+    u8* target;
+    if (text_block->used + size <= text_block->reserved) {
+        target = text_block->bytes + text_block->used;
+        text_block->used += size;
+    } else {
+        target = (u8*)data_push(text_block, size, 1);
+    }
     if (target) {
         bytes_copy(target, first, size);
         string->used += size;
@@ -201,6 +215,44 @@ static u64 hp_take_run(hp_t* hp, data_t* text_block, data_t* string, const u8* p
     return size;
 }
 
+// The length of a well-formed UTF-8 sequence at p whose code point is valid text
+// and comes out of hp_utf8_encode as the same bytes, else 0. U+07FF is the one
+// such code point whose bytes would change; noncharacters and C1 controls are
+// errors for the character path to report.
+static u32 hp_plain_sequence_length(const u8* p, const u8* end) {
+    u8 lead = p[0];
+    u32 count;
+    u32 value;
+    u8 low = 0x80;
+    u8 high = 0xBF;
+    if (lead >= 0xC2 && lead <= 0xDF) {
+        count = 1;
+        value = lead & 0x1F;
+    } else if (lead >= 0xE0 && lead <= 0xEF) {
+        count = 2;
+        value = lead & 0x0F;
+        if (lead == 0xE0) low = 0xA0;
+        if (lead == 0xED) high = 0x9F;
+    } else if (lead >= 0xF0 && lead <= 0xF4) {
+        count = 3;
+        value = lead & 0x07;
+        if (lead == 0xF0) low = 0x90;
+        if (lead == 0xF4) high = 0x8F;
+    } else {
+        return 0;
+    }
+    if ((u64)(end - p) <= count) return 0;
+    for (u32 i = 1; i <= count; i++) {
+        u8 b = p[i];
+        if (b < low || b > high) return 0;
+        low = 0x80;
+        high = 0xBF;
+        value = (value << 6) | (b & 0x3F);
+    }
+    if (value == 0x7FF || hp_is_invalid_text(value)) return 0;
+    return count + 1;
+}
+
 u64 hp_take_text_run(hp_t* hp, data_t* text_block, data_t* string, u8 stop) {
     if (!hp_runs_allowed(hp)) return 0;
     html_stream_t* stream = &hp->input;
@@ -208,6 +260,12 @@ u64 hp_take_text_run(hp_t* hp, data_t* text_block, data_t* string, u8 stop) {
     const u8* end = stream->end;
     while (p < end) {
         u8 b = *p;
+        if (b >= 0x80) {
+            u32 length = hp_plain_sequence_length(p, end);
+            if (!length) break;
+            p += length;
+            continue;
+        }
         if (b == stop || b == '&' || !(hp_byte_classes.bits[b] & hp_class_text)) break;
         if (b == '\n') {
             if (!stream->saw_carriage_return) stream->line++;

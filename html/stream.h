@@ -69,12 +69,13 @@ u32 hp_utf8_encode(u32 codepoint, u8* bytes);
 // null. Nothing may be pushed to the block between two pushes to one string.
 void hp_push_codepoint(data_t* text_block, data_t* string, u32 codepoint);
 
-// Runs of ASCII taken from the input of a UTF-8 document straight into a string,
+// Runs taken from the input of a UTF-8 document straight into a string,
 // as hp_consume and hp_push_codepoint would take them one by one. The character
 // read before a run must have come from hp_consume, and no hp_unconsume may follow
 // the run. Each returns the bytes taken.
 //
-// Text: printable ASCII and white space, up to `stop`, '&', or anything else.
+// Text: printable ASCII, white space and well-formed UTF-8 of valid text, up to
+// `stop`, '&', or anything else.
 u64 hp_take_text_run(hp_t* hp, data_t* text_block, data_t* string, u8 stop);
 // Letters and digits: tag names.
 u64 hp_take_alnum_run(hp_t* hp, data_t* text_block, data_t* string);

@@ -2,7 +2,7 @@
 // character sets and the error names and texts.
 #include "html/tables.h"
 
-const char* const html_element_names[html_element_count] = {
+constexpr const char* html_element_names[html_element_count] = {
     "invalid",
     "html",
     "head",
@@ -119,7 +119,7 @@ const char* const html_element_names[html_element_count] = {
     "canvas",
 };
 
-const u8 html_element_name_lengths[html_element_count] = {
+constexpr u8 html_element_name_lengths[html_element_count] = {
     7,
     4, 4, 5, 4, 4, 4, 5, 4, 7, 7, 3, 5, 2, 2, 2, 2, 2, 2, 6, 6, 1, 7, 2, 3, 10, 2, 2, 2, 2, 2, 2, 6, 10, 4, 3, 1, 2, 6, 5, 1, 4, 1, 3, 4, 4, 2, 2, 3, 2, 4, 4, 4, 3, 4, 3, 3, 3, 1, 1, 1, 4, 3, 3, 4, 2, 3, 3, 3, 7, 6, 3, 6, 5, 6, 5, 5, 5, 5, 3, 4, 4, 3, 5, 7, 8, 3, 5, 5, 5, 2, 2, 2, 4, 5, 5, 6, 6, 8, 8, 6, 8, 6, 8, 5, 8, 6, 7, 7, 6, 6, 8, 8, 6,
 };
@@ -241,7 +241,7 @@ const u8 html_element_flags[html_element_count] = {
     html_element_flag_phrasing,  // canvas
 };
 
-const char* const html_attribute_names[html_attribute_name_count] = {
+constexpr const char* html_attribute_names[html_attribute_name_count] = {
     "invalid",
     "accesskey",
     "class",
@@ -437,7 +437,7 @@ const char* const html_attribute_names[html_attribute_name_count] = {
     "defer",
 };
 
-const u8 html_attribute_name_lengths[html_attribute_name_count] = {
+constexpr u8 html_attribute_name_lengths[html_attribute_name_count] = {
     7,
     9, 5, 15, 3, 9, 6, 2, 4, 10, 5, 8, 5, 9, 7, 10, 6,
     8, 9, 16, 8, 7, 7, 11, 10, 6, 9, 11, 10, 11, 10, 11, 6,
@@ -718,24 +718,53 @@ static bool html_name_equal(const char* table_name, const u8* name, u64 size) {
     return true;
 }
 
-html_element_t html_element_lookup(const u8* name, u64 size) {
-    for (u32 element = 1; element < html_element_count; element++) {
-        if (html_element_name_lengths[element] == size && (u8)html_element_names[element][0] == name[0] &&
-            html_name_equal(html_element_names[element], name, size)) {
-            return (html_element_t)element;
+constexpr u32 html_name_hash(const u8* first_and_last, u64 size) {
+    return ((u32)first_and_last[0] * 7u + (u32)first_and_last[1] * 3u + (u32)size * 13u) & 63u;
+}
+
+constexpr u32 html_table_name_hash(const char* name, u64 size) {
+    const u8 ends[2] = {(u8)name[0], (u8)name[size - 1]};
+    return html_name_hash(ends, size);
+}
+
+// Lookups run once per tag and attribute; chains by a hash of length and first
+// and last byte keep them short. The chains run in table order, so the first
+// match in the table is still the one found.
+struct html_name_index_t {
+    u8 heads[64];
+    u8 next[256];
+    constexpr html_name_index_t(const char* const* names, const u8* lengths, u32 count) : heads(), next() {
+        for (u32 value = count - 1; value >= 1; value--) {
+            u32 hash = html_table_name_hash(names[value], lengths[value]);
+            next[value] = heads[hash];
+            heads[hash] = (u8)value;
         }
     }
-    return html_element_invalid;
+};
+
+static constexpr html_name_index_t html_element_index(html_element_names, html_element_name_lengths,
+                                                      html_element_count);
+static constexpr html_name_index_t html_attribute_index(html_attribute_names, html_attribute_name_lengths,
+                                                        html_attribute_name_count);
+
+static u32 html_index_lookup(const html_name_index_t* index, const char* const* names, const u8* lengths,
+                             const u8* name, u64 size) {
+    if (size == 0 || size > 255) return 0;
+    const u8 ends[2] = {name[0], name[size - 1]};
+    for (u32 value = index->heads[html_name_hash(ends, size)]; value; value = index->next[value]) {
+        if (lengths[value] == size && html_name_equal(names[value], name, size)) return value;
+    }
+    return 0;
+}
+
+html_element_t html_element_lookup(const u8* name, u64 size) {
+    return (html_element_t)html_index_lookup(&html_element_index, html_element_names, html_element_name_lengths,
+                                             name, size);
 }
 
 html_attribute_name_t html_attribute_lookup(const u8* name, u64 size) {
-    for (u32 attribute = 1; attribute < html_attribute_name_count; attribute++) {
-        if (html_attribute_name_lengths[attribute] == size && (u8)html_attribute_names[attribute][0] == name[0] &&
-            html_name_equal(html_attribute_names[attribute], name, size)) {
-            return (html_attribute_name_t)attribute;
-        }
-    }
-    return html_attribute_invalid;
+    return (html_attribute_name_t)html_index_lookup(&html_attribute_index, html_attribute_names,
+                                                    html_attribute_name_lengths, name, size);
 }
 
 bool html_attribute_allowed(html_element_t element, html_attribute_name_t name) {

@@ -46,7 +46,11 @@ bool hp_token_add_attribute(hp_t* hp, data_t* attribute_block, data_t name, data
 }
 
 static bool hp_name_is(data_t name, const char* literal, u64 size) {
-    return bytes_equal(name.bytes, name.used, literal, size);
+    if (name.used != size) return false;
+    for (u64 i = 0; i < size; i++) {
+        if (name.bytes[i] != (u8)literal[i]) return false;
+    }
+    return true;
 }
 
 u32 hp_token_emit(hp_t* hp, html_tokens_t* tokens) {

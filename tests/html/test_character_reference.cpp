@@ -56,7 +56,9 @@ TEST(CharacterReference, TextRunsAgreeWithOneCharacterAtATime) {
                             "&amp;", "&",     "&lt",    "<b c=\"", "\">",    "'",     "\"",      "<i d='",
                             "'>",    "\xc3\xa9", "\x01", "\xff",    "<!--",   "-->",   "<",       ">",
                             "=",     " ",     "<br/>",  "&#65;",   "\xe2\x80\x94", "<textarea>", "</textarea>",
-                            "<a href=x>", "<p a=b/c>", "<div e f>", "</div >", "<td colspan=2 ", "h\xc3\xa9=v", "x`y"};
+                            "<a href=x>", "<p a=b/c>", "<div e f>", "</div >", "<td colspan=2 ", "h\xc3\xa9=v", "x`y",
+                            "\xdf\xbf", "\xdf\xbe", "\xef\xb7\x90", "\xef\xbf\xbe", "\xf0\x9f\x98\x80", "\xf4\x8f\xbf\xbf",
+                            "\xf4\x8f\xbf\xbe", "\xc2\x80", "\xc2\xa0", "\xed\xa0\x80", "\xe0\x80\x80", "\xe2\x80", "\xf0\x90"};
     std::mt19937 random(12345);
     for (int round = 0; round < 3000; round++) {
         std::string input;

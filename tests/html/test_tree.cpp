@@ -2,6 +2,7 @@
 // node access, searches and the walk.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 
 #include "html_parse_support.h"
@@ -239,6 +240,19 @@ TEST(Tree, WalkWithoutMemoryIsAnError) {
 }
 
 TEST(Tree, Tables) {
+    for (u32 element = 1; element < html_element_count; element++) {
+        const char* name = html_element_names[element];
+        EXPECT_EQ(html_element_lookup((const u8*)name, strlen(name)), element) << name;
+        EXPECT_EQ(html_element_name_lengths[element], strlen(name)) << name;
+    }
+    for (u32 attribute = 1; attribute < html_attribute_name_count; attribute++) {
+        const char* name = html_attribute_names[attribute];
+        EXPECT_EQ(html_attribute_lookup((const u8*)name, strlen(name)), attribute) << name;
+        EXPECT_EQ(html_attribute_name_lengths[attribute], strlen(name)) << name;
+    }
+    EXPECT_EQ(html_element_lookup(nullptr, 0), html_element_invalid);
+    EXPECT_EQ(html_element_lookup((const u8*)"invalid", 7), html_element_invalid);
+    EXPECT_EQ(html_element_lookup((const u8*)"bb", 2), html_element_invalid);
     EXPECT_EQ(html_element_lookup((const u8*)"canvas", 6), html_element_canvas);
     EXPECT_EQ(html_element_canvas, 113);
     EXPECT_EQ(html_attribute_defer, 192);
