@@ -121,9 +121,8 @@ struct median_reporter_t : benchmark::ConsoleReporter {
 
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
-    char folder[] = "/tmp/newsloom_bench_XXXXXX";
-    if (!mkdtemp(folder)) return 1;
-    bench_folder = folder;
+    bench_folder = temporary_folder("newsloom_bench_update_");
+    if (bench_folder.empty()) return 1;
     if (!bench_server.start(NEWSLOOM_TEST_DATA "/feeds", false)) return 1;
 
     std::vector<std::string> names;

@@ -11,6 +11,7 @@
 #include <netinet/in.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <string>
 
 struct feed_server_t {
@@ -74,4 +75,10 @@ inline int closed_port() {
     getsockname(s, (sockaddr*)&address, &size);
     close(s);
     return ntohs(address.sin_port);
+}
+
+// A fresh folder in the system's temporary folder; empty when none could be made.
+inline std::string temporary_folder(const char* prefix) {
+    std::string pattern = (std::filesystem::temp_directory_path() / (std::string(prefix) + "XXXXXX")).string();
+    return mkdtemp(pattern.data()) ? pattern : std::string();
 }

@@ -43,9 +43,8 @@ static std::string store_files(const std::string& store) {
 
 TEST(ToolUpdate, UpdatesSavesAndRefusesADamagedStore) {
     ASSERT_TRUE(tool_server.start(NEWSLOOM_TEST_DATA "/feeds", false));
-    char temporary[] = "/tmp/newsloom_tool_XXXXXX";
-    ASSERT_NE(mkdtemp(temporary), nullptr);
-    std::string folder = temporary;
+    std::string folder = temporary_folder("newsloom_tool_");
+    ASSERT_FALSE(folder.empty());
     std::string store = folder + "/store";
     std::string atp = tool_server.address("/feed/atp.rss");
     std::string refused = "http://127.0.0.1:" + std::to_string(closed_port()) + "/x.rss";

@@ -56,9 +56,8 @@ protected:
         update_server.stop();
     }
     void SetUp() override {
-        char temporary[] = "/tmp/newsloom_update_XXXXXX";
-        ASSERT_NE(mkdtemp(temporary), nullptr);
-        folder = temporary;
+        folder = temporary_folder("newsloom_update_");
+        ASSERT_FALSE(folder.empty());
         for (query_t& q : update_table) q = query_t{};
         app.scratch = data_allocate(0xa00000);
         app.storage_path = data_make(app_path_capacity, 0, app.storage_path_buffer);
