@@ -14,6 +14,7 @@ Paths:
   /longer/N/M           announces N bytes and writes M
   /cut/N/M              announces N bytes, writes M < N and closes
   /agent                the request's User-Agent as the body
+  /requests             every request line received so far, one a line
   /status500            a 500 with a body
   /redirect/PATH        302 to /PATH
   /stall                reads the request and never answers
@@ -33,9 +34,18 @@ def pattern(n):
     return (block * (n // 256 + 1))[:n]
 
 
+requests_seen = []
+
+
 class Handler(http.server.BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
     feed_folder = "."
+
+    def do_HEAD(self):
+        requests_seen.append("HEAD " + self.path)
+        self.send_response(405)
+        self.send_header("Content-Length", "0")
+        self.end_headers()
 
     def log_message(self, format, *args):
         pass
@@ -66,7 +76,12 @@ class Handler(http.server.BaseHTTPRequestHandler):
     def do_GET(self):
         parts = self.path.lstrip("/").split("/")
         kind = parts[0]
-        if kind in ("feed", "feed-nolength", "copy"):
+        if kind != "requests":
+            requests_seen.append("GET " + self.path)
+        if kind == "requests":
+            body = "".join(line + "\n" for line in requests_seen).encode()
+            self.send_body(body, len(body))
+        elif kind in ("feed", "feed-nolength", "copy"):
             body = self.read_feed(parts[-1])
             if body is None:
                 self.send_body(b"not found", 9, status=404)

@@ -103,6 +103,24 @@ TEST_F(HttpFile, StatusCodesAreData) {
     EXPECT_EQ(std::string(result.bytes.begin(), result.bytes.end()), "newsloom");
 }
 
+TEST_F(HttpFile, OneRequestPerDownload) {
+    EXPECT_EQ(download(http_server.address("/redirect/bytes/321"), 0).error, http_error_none);
+    EXPECT_EQ(download(http_server.address("/bytes-nolength/3210"), 0).error, http_error_none);
+    download_t seen = download(http_server.address("/requests"), 0);
+    std::string requests(seen.bytes.begin(), seen.bytes.end());
+    auto count = [&](const std::string& line) {
+        u32 n = 0;
+        for (size_t at = requests.find(line + "\n"); at != std::string::npos; at = requests.find(line + "\n", at + 1)) {
+            n += at == 0 || requests[at - 1] == '\n';
+        }
+        return n;
+    };
+    EXPECT_EQ(count("GET /redirect/bytes/321"), 1u) << requests;
+    EXPECT_EQ(count("GET /bytes/321"), 1u) << requests;
+    EXPECT_EQ(count("GET /bytes-nolength/3210"), 1u) << requests;
+    EXPECT_EQ(requests.find("HEAD "), std::string::npos) << requests;
+}
+
 TEST_F(HttpFile, ConnectionsThatFail) {
     std::string refused = "http://127.0.0.1:" + std::to_string(closed_port()) + "/feed";
     // 192.0.2.0/24 is reserved for documentation: nothing answers there, so only the
