@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "app/panel.h"
+#include "app/queries_drain.h"
 #include "base/file.h"
 #include "base/format.h"
 #include "base/log.h"
@@ -199,7 +200,7 @@ void frame_loop_run(frame_loop_t* loop) {
             u32 codepoint_count_before = loop->codepoints->count;
             {
                 PROFILE_ZONE(queries_check);
-                // The drain of finished downloads joins here.
+                queries_drain(app, loop->reader);
             }
             // Queued links are opened here when the window is closing.
             {
