@@ -158,6 +158,28 @@ TEST(LayoutText, KerningJoinsAdjoiningItemsAcrossColourChanges) {
     EXPECT_NEAR(apart->layout.pen_x - whole->layout.pen_x, -(f32)kern * font->scale, 0.001f);
 }
 
+TEST(LayoutText, BreakAnywhereAndPartlyVisibleGlyphs) {
+    // break_anywhere cuts inside words at the edge instead of moving them down.
+    f32 wrap = width_of("abc ab") + 0.5f;
+    auto t = layout_make(1000, 1000, wrap, layout_flag_keep_lines);
+    t->layout.break_anywhere = 1;
+    layout_item_t* item = text_push(t, "abc abcdef");
+    layout_text(&t->layout, item, 1);
+    std::vector<std::string> lines = lines_of(item);
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0], "abc ab");
+
+    // A glyph cut by the view's edge is in a run only with flag 1.
+    f32 cut_at = width_of("abc") + 2;
+    for (u32 flags : {0u, (u32)layout_flag_partly_visible}) {
+        auto v = layout_make(cut_at, 100, layout_no_wrap, flags);
+        layout_item_t* line = text_push(v, "abcdef");
+        layout_text(&v->layout, line, 1);
+        ASSERT_EQ(line->text.run_count, 1u);
+        EXPECT_EQ(line->text.runs[0].bytes, flags ? 4u : 3u) << flags;
+    }
+}
+
 TEST(LayoutText, RunsHoldOnlyTheVisibleLines) {
     std::string text;
     for (int i = 0; i < 200; i++) text += "line " + std::to_string(i) + "\n";

@@ -151,4 +151,21 @@ TEST_F(GlTest, WakeUpFromAnotherThreadEndsTheWait) {
     }
 }
 
+TEST_F(GlTest, ClipboardCarriesTextBothWays) {
+    ASSERT_EQ(window.running, 1u);
+    data_t text = data_literal("Newsloom \xE2\x80\xA6 clipboard");
+    EXPECT_EQ(clipboard_copy(text), 1u);
+    u8 buffer[64] = {'x'};
+    data_t target = data_make(sizeof(buffer), 1, buffer);
+    data_t pasted = clipboard_paste(&target, true);
+    EXPECT_EQ(std::string((const char*)pasted.bytes, pasted.used), "Newsloom \xE2\x80\xA6 clipboard");
+    EXPECT_EQ(pasted.bytes, buffer + 1);
+    EXPECT_EQ(buffer[1 + pasted.used], 0);
+    // A target too small takes what fits, cut at a whole character.
+    u8 small[11];
+    data_t short_target = data_make(sizeof(small), 0, small);
+    data_t cut = clipboard_paste(&short_target, false);
+    EXPECT_EQ(std::string((const char*)cut.bytes, cut.used), "Newsloom ");
+}
+
 }  // namespace
