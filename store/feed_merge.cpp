@@ -54,7 +54,7 @@ static u32 reader_find_category_by_term(reader_t* reader, data_t term) {
         category_t* category = READER_SLOT(category_t, reader->categories, i);
         if (!category->id) continue;
         seen++;
-        if (data_equal(category->term, term)) id = category->id;
+        if (reader_text_equal(category->term, term)) id = category->id;
     }
     return id;
 }
@@ -66,7 +66,7 @@ static u32 reader_find_person_by_name(reader_t* reader, data_t name) {
         person_t* person = READER_SLOT(person_t, reader->persons, i);
         if (!person->id) continue;
         seen++;
-        if (data_equal(person->name, name)) id = person->id;
+        if (reader_text_equal(person->name, name)) id = person->id;
     }
     return id;
 }

@@ -157,11 +157,7 @@ entry_t* reader_find_entry_by_unique_id_beside(reader_t* reader, u32 feed_id, da
         seen++;
         if (entry->feed_id != feed_id) continue;
         data_t id = entry_kind(entry) == record_kind_rss ? entry->rss.guid : entry->atom.atom_id;
-        // Identities of one feed tend to share their start and differ at the end.
-        if (id.used != unique_id.used || id.used == 0 || id.bytes[id.used - 1] != unique_id.bytes[id.used - 1]) {
-            continue;
-        }
-        if (bytes_equal(id.bytes, id.used, unique_id.bytes, unique_id.used)) return entry;
+        if (id.used != 0 && reader_text_equal(id, unique_id)) return entry;
     }
     return nullptr;
 }

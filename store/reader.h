@@ -208,6 +208,16 @@ void reader_init(reader_t* reader);
 // Gives back the pools and both string regions.
 void reader_release(reader_t* reader);
 
+// Byte equality, compared from the end: identities, terms and names of one feed
+// tend to share their start and differ at the end.
+inline bool reader_text_equal(data_t a, data_t b) {
+    if (a.used != b.used) return false;
+    for (u64 i = a.used; i > 0; i--) {
+        if (a.bytes[i - 1] != b.bytes[i - 1]) return false;
+    }
+    return true;
+}
+
 inline u32 feed_kind(const feed_t* feed) { return feed->kind & 0x7FFFFFFFu; }
 inline u32 entry_kind(const entry_t* entry) { return entry->kind & 0x7FFFFFFFu; }
 bool feed_is_alive(void* record);
