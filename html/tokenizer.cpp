@@ -164,8 +164,12 @@ void hp_read_attribute(hp_t* hp, data_t* text_block, data_t* name, data_t* value
 
     u32 quote = c;
     c = hp_consume(hp, error);
-    // The report of an unclosed value points to its start.
-    hp_t value_start = *hp;
+    // The report of an unclosed value points to its start. Only the positions
+    // change while a value is read, so they are all that the copy keeps.
+    html_stream_t start_input = hp->input;
+    html_stream_t start_saved = hp->saved;
+    html_stream_t start_look_ahead = hp->look_ahead;
+    u32 start_can_unconsume = hp->can_unconsume;
     while (!*error) {
         if (c == '&') {
             u32 first, second, ambiguous;
@@ -186,7 +190,10 @@ void hp_read_attribute(hp_t* hp, data_t* text_block, data_t* name, data_t* value
         c = hp_consume(hp, error);
     }
     if (*error == html_tokenizer_error_eof) {
-        *hp = value_start;
+        hp->input = start_input;
+        hp->saved = start_saved;
+        hp->look_ahead = start_look_ahead;
+        hp->can_unconsume = start_can_unconsume;
         *error = html_tokenizer_error_eof_quoted_attribute_value;
         return;
     }
