@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 
 static std::string run_html_tool(const std::string& arguments, int* status) {
@@ -20,18 +21,23 @@ static std::string run_html_tool(const std::string& arguments, int* status) {
     return output;
 }
 
+// A new empty folder in the system's temporary folder.
 struct html_tool_folder_t {
-    char path[64] = "/tmp/newsloom_html_XXXXXX";
-    html_tool_folder_t() { EXPECT_NE(mkdtemp(path), nullptr); }
+    std::string path;
+    html_tool_folder_t() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "newsloom_html_XXXXXX").string();
+        EXPECT_NE(mkdtemp(pattern.data()), nullptr);
+        path = pattern;
+    }
     std::string write(const char* name, const std::string& bytes) {
-        std::string file = std::string(path) + "/" + name;
+        std::string file = path + "/" + name;
         FILE* f = fopen(file.c_str(), "wb");
         fwrite(bytes.data(), 1, bytes.size(), f);
         fclose(f);
         return file;
     }
     ~html_tool_folder_t() {
-        std::string command = std::string("rm -rf ") + path;
+        std::string command = "rm -rf '" + path + "'";
         EXPECT_EQ(system(command.c_str()), 0);
     }
 };
@@ -70,6 +76,6 @@ TEST(ToolHtml, TokensTreeAndReport) {
     std::string big5 = folder.write("big5.html", "<meta charset=big5>\xa4\x40");
     EXPECT_EQ(run_html_tool(big5, &status), "<meta self_closing=false charset=\"big5\"\ntext: \xe4\xb8\x80\n");
 
-    run_html_tool(std::string(folder.path) + "/missing.html 2>/dev/null", &status);
+    run_html_tool(folder.path + "/missing.html 2>/dev/null", &status);
     EXPECT_NE(status, 0);
 }
