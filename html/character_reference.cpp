@@ -5,32 +5,40 @@
 #include "html/named_references.h"
 #include "profiler/profiler.h"
 
-// The table is in order of name ignoring case, so the names that begin with one
-// letter, in either case, stand together: a binary search on the first letter
-// finds them, and the walk over them keeps the table's rule that the first exact
-// match wins.
-u32 hp_named_reference_lookup(const u8* name, u32 length, u32* first, u32* second) {
-    *first = codepoint_invalid;
-    *second = codepoint_invalid;
-    if (length == 0) return 0;
-    u32 letter = char_to_lower(name[0]);
+// The first row at or after which every name begins with a letter above `letter`,
+// ignoring case, or with `letter` itself when `or_equal`.
+static u32 hp_named_reference_bound(u32 letter, bool or_equal) {
     u32 low = 0;
     u32 high = named_reference_row_count;
     while (low < high) {
         u32 middle = low + (high - low) / 2;
         u32 row = middle;
         while (!named_reference_names[row]) row--;  // the second row of a pair follows its first
-        if (char_to_lower((u8)named_reference_names[row][0]) < letter) {
+        u32 first = char_to_lower((u8)named_reference_names[row][0]);
+        if (first < letter || (!or_equal && first == letter)) {
             low = middle + 1;
         } else {
             high = middle;
         }
     }
-    for (u32 row = low; row < named_reference_row_count; row++) {
+    return low;
+}
+
+// The table is in order of name ignoring case, so the names that begin with one
+// letter, in either case, stand together: two binary searches on the first letter
+// find them, and the walk over them keeps the table's rule that the first exact
+// match wins.
+u32 hp_named_reference_lookup(const u8* name, u32 length, u32* first, u32* second) {
+    *first = codepoint_invalid;
+    *second = codepoint_invalid;
+    if (length == 0) return 0;
+    u32 letter = char_to_lower(name[0]);
+    u32 end = hp_named_reference_bound(letter, false);
+    for (u32 row = hp_named_reference_bound(letter, true); row < end; row++) {
+        // Lengths first: they sit together, and most rows differ there.
+        if (named_reference_lengths[row] != length) continue;
         const char* candidate = named_reference_names[row];
-        if (!candidate) continue;
-        if (char_to_lower((u8)candidate[0]) != letter) break;
-        if (named_reference_lengths[row] != length || !bytes_equal(candidate, length, name, length)) continue;
+        if (!candidate || !bytes_equal(candidate, length, name, length)) continue;
         *first = named_reference_codepoints[row];
         if (row + 1 < named_reference_row_count && !named_reference_names[row + 1]) {
             *second = named_reference_codepoints[row + 1];
