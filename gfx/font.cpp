@@ -209,9 +209,7 @@ void font_set_codepoints(font_set_t* set, u32* codepoints, u32 count) {
     font_build(set);
 }
 
-u32 font_glyph_index(const font_t* font, u32 codepoint) {
-    u32 offset = codepoint - font->first_codepoint;
-    if (offset < 256) return font->direct[offset];
+u32 font_glyph_search(const font_t* font, u32 codepoint) {
     u32 low = font->first_indirect;
     u32 high = font->codepoint_count;
     while (low < high) {
@@ -229,7 +227,7 @@ u32 font_glyph_index(const font_t* font, u32 codepoint) {
 
 // A glyph's pairs were made in the order of the sorted code point list, so they are
 // sorted by their second code point and a binary search finds one.
-i32 font_kerning(const font_t* font, const glyph_t* glyph, u32 second_codepoint) {
+i32 font_kerning_search(const font_t* font, const glyph_t* glyph, u32 second_codepoint) {
     const kerning_pair_t* pair = font->kerning + glyph->kerning_offset;
     u32 low = 0, high = glyph->kerning_count;
     while (low < high) {

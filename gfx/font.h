@@ -62,11 +62,21 @@ void font_build(font_set_t* set);
 // faces are baked again for the new list.
 void font_set_codepoints(font_set_t* set, u32* codepoints, u32 count);
 
-u32 font_glyph_index(const font_t* font, u32 codepoint);
+u32 font_glyph_search(const font_t* font, u32 codepoint);
+// The direct table for the 256 code points from the first one (absent ones give
+// glyph 0), a binary search for the rest, the U+FFFD glyph when not found.
+inline u32 font_glyph_index(const font_t* font, u32 codepoint) {
+    u32 offset = codepoint - font->first_codepoint;
+    return offset < 256 ? font->direct[offset] : font_glyph_search(font, codepoint);
+}
 inline const glyph_t* font_glyph(const font_t* font, u32 codepoint) {
     return &font->glyphs[font_glyph_index(font, codepoint)];
 }
-// Font units; callers multiply by `scale`.
-i32 font_kerning(const font_t* font, const glyph_t* glyph, u32 second_codepoint);
+// Font units; callers multiply by `scale`. Most glyphs kern with nothing, so that
+// case stays out of the call.
+i32 font_kerning_search(const font_t* font, const glyph_t* glyph, u32 second_codepoint);
+inline i32 font_kerning(const font_t* font, const glyph_t* glyph, u32 second_codepoint) {
+    return glyph->kerning_count ? font_kerning_search(font, glyph, second_codepoint) : 0;
+}
 f32 font_line_height(const font_t* font, u32 with_gap);
 f32 font_baseline(const font_t* font);

@@ -163,6 +163,7 @@ void layout_text(layout_t* layout, layout_item_t* item, u32 record) {
     }
 
     u32 previous = previous_item_codepoint(layout, item);
+    const glyph_t* previous_glyph = nullptr;  // the glyph of `previous`, once looked up
     const u8* first = body->text;
     const u8* end = first + body->length;
     const u8* p = first;
@@ -199,7 +200,8 @@ void layout_text(layout_t* layout, layout_item_t* item, u32 record) {
         const glyph_t* glyph = font_glyph(font, codepoint);
         f32 kern = 0;
         if (previous != codepoint_invalid) {
-            kern = (f32)font_kerning(font, font_glyph(font, previous), codepoint) * font->scale;
+            if (!previous_glyph) previous_glyph = font_glyph(font, previous);
+            kern = (f32)font_kerning(font, previous_glyph, codepoint) * font->scale;
             if (p == first) {
                 layout->pen_x += kern;
                 s.bounds.x0 += kern;
@@ -259,6 +261,7 @@ void layout_text(layout_t* layout, layout_item_t* item, u32 record) {
             }
             layout->pen_x += advance;
             previous = codepoint;
+            previous_glyph = glyph;
             ASSERT(size != 0);
             p += size;
             continue;
