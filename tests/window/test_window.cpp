@@ -171,6 +171,31 @@ TEST_F(WindowTest, ContextFailuresEndCleanlyWithTheirMessage) {
     }
 }
 
+TEST_F(WindowTest, NoFontsAtAllIsAWindowWithoutText) {
+    std::string config = folder + "/fonts.conf";
+    FILE* f = fopen(config.c_str(), "w");
+    ASSERT_NE(f, nullptr);
+    fputs("<?xml version=\"1.0\"?>\n<fontconfig></fontconfig>\n", f);
+    fclose(f);
+    std::string png = folder + "/first.png";
+    program_t program = program_start(folder, {"-path", folder + "/store", "-log", "-first_frame_png", png},
+                                      {"FONTCONFIG_FILE=" + config});
+    ASSERT_TRUE(file_wait(png, 60)) << file_text(folder + "/stderr.txt");
+    Window window = window_wait();
+    ASSERT_NE(window, 0u);
+    int width = 0, height = 0, channels = 0;
+    unsigned char* pixels = stbi_load(png.c_str(), &width, &height, &channels, 4);
+    ASSERT_NE(pixels, nullptr);
+    EXPECT_TRUE(ink_bands(pixels, width, height).empty());
+    stbi_image_free(pixels);
+    ASSERT_TRUE(window_send_close(window));
+    ASSERT_TRUE(program_wait(&program, 30));
+    program_kill(&program);
+    ASSERT_TRUE(WIFEXITED(program.status));
+    EXPECT_EQ(WEXITSTATUS(program.status), 0) << file_text(folder + "/stderr.txt");
+    EXPECT_NE(file_text(folder + "/log.txt").find("No font file for Verdana\n"), std::string::npos);
+}
+
 TEST_F(WindowTest, DamagedStoreStopsTheStartAndStaysAsItIs) {
     std::string store = folder + "/store";
     ASSERT_EQ(mkdir(store.c_str(), 0755), 0);
