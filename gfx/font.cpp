@@ -52,7 +52,7 @@ static void codepoints_sort(u32* values, u32 count) {
     }
 }
 
-static void font_tables_build(font_set_t* set, font_t* font) {
+static void font_tables_build(font_set_t* set, font_t* font, const font_t* same_face) {
     u32 count = font->codepoint_count;
     u32* codepoints = font->codepoints;
     font->glyphs = (glyph_t*)data_push(&set->memory, sizeof(glyph_t) * count, 4);
@@ -73,6 +73,19 @@ static void font_tables_build(font_set_t* set, font_t* font) {
 
     // Glyph indices once, then every ordered pair; the list is small enough for
     // the quadratic walk and the lookups of a frame stay linear in a glyph's pairs.
+    // Kerning is in font units: sizes of one face share the pairs of the first.
+    if (same_face) {
+        font->kerning = same_face->kerning;
+        font->kerning_count = same_face->kerning_count;
+        for (u32 i = 0; i < count; i++) {
+            glyph_t* glyph = &font->glyphs[i];
+            *glyph = glyph_t{};
+            glyph->kerning_offset = same_face->glyphs[i].kerning_offset;
+            glyph->kerning_count = same_face->glyphs[i].kerning_count;
+        }
+        font->fallback = same_face->fallback;
+        return;
+    }
     int* glyph_ids = nullptr;
     if (!font->empty) {
         glyph_ids = (int*)data_push(&set->memory, sizeof(int) * count, 4);
@@ -151,7 +164,18 @@ void font_build(font_set_t* set) {
     u32 count = set->fonts[0].codepoint_count;
     codepoints_sort(set->fonts[0].codepoints, count);
     u64 mark = set->memory.used;
-    for (u32 f = 0; f < set->font_count; f++) font_tables_build(set, &set->fonts[f]);
+    for (u32 f = 0; f < set->font_count; f++) {
+        font_t* font = &set->fonts[f];
+        const font_t* same_face = nullptr;
+        for (u32 g = 0; g < f && !font->empty; g++) {
+            if (!set->fonts[g].empty && set->fonts[g].info.data == font->info.data &&
+                set->fonts[g].info.fontstart == font->info.fontstart) {
+                same_face = &set->fonts[g];
+                break;
+            }
+        }
+        font_tables_build(set, font, same_face);
+    }
     (void)mark;
 
     bool too_many = false;
