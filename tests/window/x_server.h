@@ -5,6 +5,7 @@
 #include <X11/Xlib.h>
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -27,6 +28,8 @@ inline bool x_server_start(x_server_t* server) {
     if (pipe(fds) != 0) return false;
     pid_t pid = fork();
     if (pid == 0) {
+        // The server leaves with the test, even one that stops on an assertion.
+        prctl(PR_SET_PDEATHSIG, SIGTERM);
         close(fds[0]);
         int null = open("/dev/null", O_WRONLY);
         dup2(null, 1);
