@@ -5,9 +5,7 @@
 static u64 profiler_empty(u32 zone, u32 kind) { return 0; }
 
 static profiler_calls_t profiler_empty_calls = {profiler_empty, profiler_empty, profiler_empty, profiler_empty};
-static thread_local profiler_calls_t* profiler_current = &profiler_empty_calls;
-
-profiler_calls_t* profiler_thread_calls() { return profiler_current; }
+__thread profiler_calls_t* profiler_current = &profiler_empty_calls;
 
 void profiler_start(u32 thread_kind, u64 capacity, u32* error) { profiler_thread_register(thread_kind, capacity, error); }
 
