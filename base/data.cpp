@@ -60,6 +60,8 @@ void data_decommit(data_t* block, u64 size) {
     ASSERT(released);
 }
 
+void data_advise_large_pages(data_t* block) { os_advise_large_pages(block->bytes, block->reserved); }
+
 void data_free(data_t* block) {
     if (!block->bytes) return;
     os_release(block->bytes, block->reserved);

@@ -33,6 +33,8 @@ data_t data_allocate(u64 size, void* address = nullptr);
 data_t data_reserve(u64 size, void* address = nullptr);
 u8* data_commit(data_t* block, u64 size);
 void data_decommit(data_t* block, u64 size);
+// For a reservation that is committed, filled and decommitted in bulk.
+void data_advise_large_pages(data_t* block);
 void data_free(data_t* block);
 
 data_t data_sub_block(data_t* parent, u64 size, u64 alignment);

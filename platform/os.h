@@ -11,6 +11,9 @@ void* os_reserve_and_commit(u64 size, void* address);
 bool os_commit(void* address, u64 size);
 bool os_decommit(void* address, u64 size);
 void os_release(void* address, u64 size);
+// A hint that pages committed later in this reservation may come as large pages:
+// a region filled and emptied wholesale then costs a few faults, not one a page.
+void os_advise_large_pages(void* address, u64 size);
 u32 os_page_size();
 u32 os_allocation_granularity();
 // The lowest and highest addresses a program's mappings can take.

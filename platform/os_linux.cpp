@@ -46,6 +46,11 @@ bool os_decommit(void* address, u64 size) {
 
 void os_release(void* address, u64 size) { munmap(address, size); }
 
+void os_advise_large_pages(void* address, u64 size) {
+    // Only a hint: without transparent huge pages the region keeps ordinary pages.
+    madvise(address, size, MADV_HUGEPAGE);
+}
+
 u32 os_page_size() { return (u32)sysconf(_SC_PAGESIZE); }
 
 // Linux maps at page granularity; 64 KiB keeps reservations the size they are
