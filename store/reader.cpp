@@ -41,6 +41,10 @@ void reader_init(reader_t* reader) {
     }
     reader->string_region = data_reserve(reader_string_region_size);
     reader->string_region_spare = data_reserve(reader_string_region_size);
+    // Each save commits the spare region and copies the whole text there; with
+    // small pages that copy spends most of its time faulting pages in.
+    data_advise_large_pages(&reader->string_region);
+    data_advise_large_pages(&reader->string_region_spare);
     ASSERT(data_commit(&reader->string_region, reader_string_commit_step));
     reader->strings = data_make(reader->string_region.used, 0, reader->string_region.bytes);
     reader->last_feed_id = 0;

@@ -174,63 +174,83 @@ static void reader_renumber_ids(reader_t* reader, data_t* arena) {
     reader->last_person_id = reader->persons.entry_count;
 }
 
+// Sixteen bytes at a time; the compare gives 0xFF in each byte below 0x20, above
+// 0x7E (signed, so 0x80 and up count as below) or equal to DEL.
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the bitmap is read a word at a time");
+typedef signed char codepoint_scan_lanes_t __attribute__((vector_size(16)));
+
+// The offset of the first byte of `p[0..16)` that is not printable ASCII, or 16.
+static u32 codepoint_scan_first_special(const u8* p) {
+    codepoint_scan_lanes_t lanes;
+    __builtin_memcpy(&lanes, p, 16);
+    codepoint_scan_lanes_t special = (lanes < (signed char)0x20) | (lanes == (signed char)0x7F);
+    u64 halves[2];
+    __builtin_memcpy(halves, &special, 16);
+    if (halves[0]) return (u32)__builtin_ctzll(halves[0]) / 8;
+    if (halves[1]) return 8 + (u32)__builtin_ctzll(halves[1]) / 8;
+    return 16;
+}
+
 static void reader_rebuild_codepoints(reader_t* reader) {
     codepoint_set_t* set = reader->codepoints;
     ASSERT(set->capacity == codepoint_set_capacity);
-    u32* values = set->values;
-    bytes_zero(values, (u64)set->capacity * 4);
-    for (u32 c : codepoint_defaults.values) values[c] = c;
-    set->count = codepoint_default_count;
-    u32 highest = 0;
-    for (u32 c : codepoint_defaults.values) highest = c > highest ? c : highest;
+    // The set's own bitmap collects the code points, so that only it is cleared
+    // and walked rather than a word for every code point there is; the walk then
+    // gives them in ascending order.
+    const u64 bitmap_words = ((u64)codepoint_set_capacity + 1) / 64;
+    u64* bits = (u64*)set->present;
+    bytes_zero(bits, bitmap_words * 8);
+    for (u32 c : codepoint_defaults.values) bits[c >> 6] |= 1ull << (c & 63);
     const u8* p = reader->strings.bytes;
     const u8* end = p + reader->strings.used;
     while (p < end) {
-        // Printable ASCII is in the defaults: most of the store is skipped here,
-        // eight bytes a word while none is a control byte, DEL or above 0x7F.
-        const u64 ones = 0x0101010101010101ull, highs = 0x8080808080808080ull;
-        while (end - p >= 8) {
-            u64 w;
-            __builtin_memcpy(&w, p, 8);
-            u64 del = w ^ (ones * 0x7F);
-            u64 special = (w & highs) | ((w - ones * 0x20) & ~w & highs) | ((del - ones) & ~del & highs);
-            if (special) break;
-            p += 8;
+        // Printable ASCII is in the defaults: most of the store is skipped here.
+        while (end - p >= 16) {
+            u32 skip = codepoint_scan_first_special(p);
+            p += skip;
+            if (skip < 16) break;
         }
         while (p < end && (u8)(*p - 0x20) < 0x5F) p++;
         if (p >= end) break;
         u32 c = codepoint_invalid;
-        u32 length = 0;
-        utf_error_t error = 0;
-        if (*p < 0x80) {
-            c = *p;
-            length = 1;
-        } else {
-            utf8_decode(p, end, &c, &length, &error);
-        }
-        if (error || length == 0) {
+        u8 lead = *p;
+        if (lead < 0x80) {
+            c = lead;
             p += 1;
-            continue;
+        } else if (lead >= 0xC2 && lead <= 0xDF && end - p >= 2 && (p[1] & 0xC0) == 0x80) {
+            c = ((u32)(lead & 0x1F) << 6) | (p[1] & 0x3F);
+            p += 2;
+        } else if (lead >= 0xE1 && lead <= 0xEF && lead != 0xED && end - p >= 3 && (p[1] & 0xC0) == 0x80 &&
+                   (p[2] & 0xC0) == 0x80) {
+            c = ((u32)(lead & 0x0F) << 12) | ((u32)(p[1] & 0x3F) << 6) | (p[2] & 0x3F);
+            p += 3;
+        } else {
+            // The rare forms, and every fault, as the decoder sees them.
+            u32 length = 0;
+            utf_error_t error = 0;
+            utf8_decode(p, end, &c, &length, &error);
+            if (error || length == 0) {
+                p += 1;
+                continue;
+            }
+            p += length;
         }
-        p += length;
         // U+0000 would mark its own slot as empty, and the table ends below U+10FFFF.
         if (c == 0 || c >= set->capacity) continue;
-        if (values[c] == 0) {
-            values[c] = c;
-            set->count += 1;
-            if (c > highest) highest = c;
+        bits[c >> 6] |= 1ull << (c & 63);
+    }
+    u32 count = 0;
+    set->replacement_position = 0;
+    for (u64 w = 0; w < bitmap_words; w++) {
+        u64 word = bits[w];
+        while (word) {
+            u32 c = (u32)(w * 64 + (u64)__builtin_ctzll(word));
+            word &= word - 1;
+            if (c == codepoint_replacement) set->replacement_position = count;
+            set->values[count++] = c;
         }
     }
-    // Above the highest code point the table is all zero already.
-    u32 packed = 0;
-    for (u32 c = 1; c <= highest; c++) {
-        if (!values[c]) continue;
-        values[packed] = values[c];
-        if (c != packed) values[c] = 0;
-        packed++;
-    }
-    ASSERT(packed == set->count);
-    codepoint_set_rebuild_index(set);
+    set->count = count;
 }
 
 void reader_file_write(reader_t* reader, data_t* scratch, data_t path, file_error_t* error) {

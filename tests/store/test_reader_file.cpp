@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "base/text.h"
 #include "net/block_storage.h"
 #include "store/reader_file.h"
 #include "store_support.h"
@@ -299,6 +300,67 @@ TEST(ReaderFile, LinkTargetStringsLeaveBlockStorageAtASave) {
     EXPECT_FALSE(block_storage_contains(&block_storage, executable.bytes));
     EXPECT_GE(executable.bytes, store.reader.strings.bytes);
     EXPECT_LT(executable.bytes, store.reader.strings.bytes + store.reader.strings.used);
+}
+
+// The save rebuilds the code point set from the text alone. Whatever the text
+// holds, well-formed or not and wherever it falls against a word boundary, the set
+// must be what a decode one character at a time finds, plus the defaults.
+TEST(ReaderFile, SaveRebuildsCodepointsAsAPlainDecodeFindsThem) {
+    temp_folder_t folder;
+    store_fixture_t store;
+    use_folder(store.app, folder.path);
+    merge_corpus(&store, "kc0011.rss");
+    const std::string pieces[] = {
+        "plain text\twith a tab\nand a line",
+        "\x7F" "del, \x01, caf\xC3\xA9, \xCE\xB1\xCE\xB2, \xE2\x82\xAC, \xE4\xB8\xAD\xE6\x96\x87",
+        "four bytes \xF0\x9F\x98\x80 and \xF4\x8F\xBF\xBD, the last one allowed",
+        "overlong \xC0\xAF \xE0\x80\xAF \xF0\x80\x80\xAF, surrogate \xED\xA0\x80, too high \xF4\x90\x80\x80",
+        "edges \xE0\xA0\x80 \xED\x9F\xBF \xF0\x90\x80\x80 \xEF\xBF\xBD \xEF\xBF\xBF",
+        "loose \x80\xBF continuation, bad second \xC3\x28 \xE2\x82\x28 \xF0\x9F\x98",
+        std::string("nul \0 inside", 12),
+        "cut at the end \xE2\x82",
+    };
+    // Each piece at every offset against the sixteen-byte scan in turn.
+    std::vector<std::string> texts;
+    for (u32 shift = 0; shift < 16; shift++) {
+        for (const std::string& piece : pieces) texts.push_back(std::string(shift, 'x') + piece);
+    }
+    // Thirty link target strings hold them all; the store lays them end to end.
+    std::string buckets[reader_link_target_count * 3];
+    for (u32 i = 0; i < texts.size(); i++) buckets[i % (reader_link_target_count * 3)] += texts[i];
+    for (u32 i = 0; i < reader_link_target_count * 3; i++) {
+        link_target_t* target = &store.reader.link_targets[i / 3];
+        data_t* strings[3] = {&target->name, &target->executable, &target->queue};
+        *strings[i % 3] = reader_store_string(&store.reader, data_from_size(buckets[i].size(), buckets[i].data()));
+    }
+    ASSERT_TRUE(reader_save(store.app, &store.reader));
+
+    std::vector<bool> expected(0x110000, false);
+    for (u32 c : codepoint_defaults.values) expected[c] = true;
+    const u8* p = store.reader.strings.bytes;
+    const u8* end = p + store.reader.strings.used;
+    while (p < end) {
+        u32 c = 0, length = 0;
+        utf_error_t error = 0;
+        utf8_decode(p, end, &c, &length, &error);
+        if (error || length == 0) {
+            p++;
+            continue;
+        }
+        p += length;
+        if (c != 0 && c < codepoint_set_capacity) expected[c] = true;
+    }
+    std::vector<u32> want;
+    for (u32 c = 0; c < expected.size(); c++) {
+        if (expected[c]) want.push_back(c);
+    }
+    const codepoint_set_t* set = &store.codepoints;
+    std::vector<u32> got(set->values, set->values + set->count);
+    EXPECT_EQ(got, want);
+    for (u32 c = 0; c < 0x110000; c++) {
+        ASSERT_EQ(codepoint_set_contains(set, c), (bool)expected[c]) << c;
+    }
+    EXPECT_EQ(set->values[set->replacement_position], 0xFFFDu);
 }
 
 TEST(ReaderFile, FileDateOfNames) {
