@@ -5,40 +5,55 @@
 #include "html/named_references.h"
 #include "profiler/profiler.h"
 
-// The first row at or after which every name begins with a letter above `letter`,
-// ignoring case, or with `letter` itself when `or_equal`.
-static u32 hp_named_reference_bound(u32 letter, bool or_equal) {
-    u32 low = 0;
-    u32 high = named_reference_row_count;
-    while (low < high) {
-        u32 middle = low + (high - low) / 2;
-        u32 row = middle;
-        while (!named_reference_names[row]) row--;  // the second row of a pair follows its first
-        u32 first = char_to_lower((u8)named_reference_names[row][0]);
-        if (first < letter || (!or_equal && first == letter)) {
-            low = middle + 1;
-        } else {
-            high = middle;
-        }
-    }
-    return low;
+// Rows by first letter ignoring case and by length, each bucket in table order:
+// the walk over one bucket keeps the table's rule that the first exact match wins
+// and compares the bytes of only the names that could match.
+constexpr u32 hp_reference_letters = 26;
+constexpr u32 hp_reference_lengths = named_reference_name_capacity + 1;
+constexpr u32 hp_reference_buckets = hp_reference_letters * hp_reference_lengths;
+
+struct hp_reference_index_t {
+    u16 starts[hp_reference_buckets + 1];
+    u16 rows[named_reference_name_count];
+};
+
+static u32 hp_reference_bucket(u8 first_byte, u32 length) {
+    return (u32)(char_to_lower(first_byte) - 'a') * hp_reference_lengths + length;
 }
 
-// The table is in order of name ignoring case, so the names that begin with one
-// letter, in either case, stand together: two binary searches on the first letter
-// find them, and the walk over them keeps the table's rule that the first exact
-// match wins.
+static hp_reference_index_t hp_reference_index_make() {
+    hp_reference_index_t index = {};
+    u32 counts[hp_reference_buckets + 1] = {};
+    for (u32 row = 0; row < named_reference_row_count; row++) {
+        const char* name = named_reference_names[row];
+        if (!name) continue;
+        ASSERT(char_is_alpha((u8)name[0]));
+        counts[hp_reference_bucket((u8)name[0], named_reference_lengths[row])]++;
+    }
+    u32 total = 0;
+    for (u32 bucket = 0; bucket < hp_reference_buckets; bucket++) {
+        index.starts[bucket] = (u16)total;
+        total += counts[bucket];
+        counts[bucket] = index.starts[bucket];
+    }
+    index.starts[hp_reference_buckets] = (u16)total;
+    for (u32 row = 0; row < named_reference_row_count; row++) {
+        const char* name = named_reference_names[row];
+        if (!name) continue;
+        index.rows[counts[hp_reference_bucket((u8)name[0], named_reference_lengths[row])]++] = (u16)row;
+    }
+    return index;
+}
+
 u32 hp_named_reference_lookup(const u8* name, u32 length, u32* first, u32* second) {
     *first = codepoint_invalid;
     *second = codepoint_invalid;
-    if (length == 0) return 0;
-    u32 letter = char_to_lower(name[0]);
-    u32 end = hp_named_reference_bound(letter, false);
-    for (u32 row = hp_named_reference_bound(letter, true); row < end; row++) {
-        // Lengths first: they sit together, and most rows differ there.
-        if (named_reference_lengths[row] != length) continue;
-        const char* candidate = named_reference_names[row];
-        if (!candidate || !bytes_equal(candidate, length, name, length)) continue;
+    if (length == 0 || length > named_reference_name_capacity || !char_is_alpha(name[0])) return 0;
+    static const hp_reference_index_t index = hp_reference_index_make();
+    u32 bucket = hp_reference_bucket(name[0], length);
+    for (u32 i = index.starts[bucket]; i < index.starts[bucket + 1]; i++) {
+        u32 row = index.rows[i];
+        if (!bytes_equal(named_reference_names[row], length, name, length)) continue;
         *first = named_reference_codepoints[row];
         if (row + 1 < named_reference_row_count && !named_reference_names[row + 1]) {
             *second = named_reference_codepoints[row + 1];
