@@ -77,6 +77,16 @@ u32 hp_consume(hp_t* hp, html_parser_error_t* error) {
     if (*error) return 0;
     hp->saved = hp->input;
     hp->can_unconsume = 1;
+    // The ASCII branch of hp_decode_codepoint without the call: tags and
+    // attributes are consumed a character at a time.
+    html_stream_t* stream = &hp->input;
+    if (hp->encoding == encoding_utf_8 && stream->position < stream->end && *stream->position < 0x80 &&
+        !(hp->flags & hp_flag_per_character)) {
+        PROFILE_ZONE(hp_decode_codepoint);
+        u32 codepoint = *stream->position++;
+        hp_track_line(stream, codepoint);
+        return codepoint;
+    }
     u32 codepoint = hp_decode_codepoint(&hp->input, hp->encoding, error);
     if (*error) return 0;
     hp_track_line(&hp->input, codepoint);
