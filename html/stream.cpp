@@ -147,6 +147,13 @@ u32 hp_utf8_encode(u32 codepoint, u8* bytes) {
 void hp_push_codepoint(data_t* text_block, data_t* string, u32 codepoint) {
     PROFILE_ZONE(hp_push_codepoint);
     if (!string->bytes) string->bytes = data_end(*text_block);
+    // Tag names and markup are ASCII: one byte, no encode.
+    if (codepoint < 0x80 && text_block->used < text_block->reserved) {
+        text_block->bytes[text_block->used++] = (u8)codepoint;
+        string->used++;
+        string->reserved = string->used;
+        return;
+    }
     u8 bytes[4];
     u32 length = hp_utf8_encode(codepoint, bytes);
     // The push of data_push at alignment 1, without a call per character; a full
