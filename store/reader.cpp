@@ -667,7 +667,8 @@ static date_t entry_sort_date(const entry_t* entry) {
 static i32 entry_earlier_than(void* a, void* b) {
     entry_t* first = (entry_t*)a;
     entry_t* second = (entry_t*)b;
-    ASSERT(first->kind == second->kind && first->feed_id == second->feed_id);
+    // A deleted entry sorts among the live ones of its feed: the flag isn't its kind.
+    ASSERT(entry_kind(first) == entry_kind(second) && first->feed_id == second->feed_id);
     return date_is_before(entry_sort_date(first), entry_sort_date(second)) ? 1 : 0;
 }
 

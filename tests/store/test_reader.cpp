@@ -177,6 +177,14 @@ TEST(Reader, SortKeepsEqualDatesAndFollowsTheFlag) {
     std::vector<u32> before = feed_entry_ids(reader, pair);
     reader_sort_feed(reader, pair);
     EXPECT_EQ(feed_entry_ids(reader, pair), before);
+
+    // A deleted entry beside live ones takes its place by date like any other.
+    entry_t* deleted = add_entry(reader, pair, 0, day(7));
+    u32 deleted_id = deleted->id;
+    entry_mark_deleted(deleted);
+    reader_sort_feed(reader, pair);
+    EXPECT_EQ(feed_entry_ids(reader, pair)[0], deleted_id);
+    EXPECT_TRUE(entry_is_deleted(reader_find_entry_by_id(reader, pair->id, deleted_id)));
 }
 
 TEST(Reader, GenerationWalks) {
