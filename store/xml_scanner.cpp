@@ -400,6 +400,26 @@ static bool entity_lookup(const u8* name, u64 length, u32* codepoint) {
     return false;
 }
 
+// The value of the digits in base 10 or 16 that start at `at`, up to the first
+// other byte; 0 without a digit. Anything past the last code point is held there,
+// so that a long number can't wrap round to a small one.
+static u64 xml_reference_number(const u8* at, const u8* end, u32 base) {
+    u64 value = 0;
+    for (; at < end; at++) {
+        u32 digit;
+        u8 c = *at;
+        if (c >= '0' && c <= '9') {
+            digit = c - '0';
+        } else if (base == 16 && char_to_lower(c) >= 'a' && char_to_lower(c) <= 'f') {
+            digit = char_to_lower(c) - 'a' + 10;
+        } else {
+            break;
+        }
+        value = min_of<u64>(value * base + digit, 0x110000);
+    }
+    return value;
+}
+
 void xml_parse_entity(u8* text, u64 length, u32* result) {
     if (length < 2) return;
     if (text[1] != '#') {
@@ -407,41 +427,36 @@ void xml_parse_entity(u8* text, u64 length, u32* result) {
         if (entity_lookup(text + 1, length - 1, &first)) *result = first;
         return;
     }
-    if (length > 2 && text[2] == 'x') {
-        // The number parser knows base 16 by a "0x" prefix: lend it one in place.
-        text[1] = '0';
-        *result = (u32)parse_u64(text + 1, length - 1);
-        text[1] = '#';
-        return;
-    }
-    *result = (u32)parse_u64(text + 2, length - 2);
+    // Only a lower-case 'x' marks base 16. A number that is no scalar value (past
+    // U+10FFFF, or a surrogate) stands for the replacement character.
+    bool hex = length > 2 && text[2] == 'x';
+    u64 value = xml_reference_number(text + (hex ? 3 : 2), text + length, hex ? 16 : 10);
+    if (value == 0) return;
+    *result = codepoint_is_valid((u32)value) && value <= 0x10FFFF ? (u32)value : codepoint_replacement;
 }
 
-// The encoder of the foundation's UTF-8 routines, with their bounds.
+// UTF-8 of one scalar value; the caller has made sure that it is one.
 static inline u32 xml_utf8_put(u8* out, u32 c) {
     if (c <= 0x7F) {
         out[0] = (u8)c;
         return 1;
     }
-    if (c < 0x7FF) {
+    if (c <= 0x7FF) {
         out[0] = (u8)(0xC0 | (c >> 6));
         out[1] = (u8)(0x80 | (c & 0x3F));
         return 2;
     }
-    if (c < 0xFFFF) {
+    if (c <= 0xFFFF) {
         out[0] = (u8)(0xE0 | (c >> 12));
         out[1] = (u8)(0x80 | ((c >> 6) & 0x3F));
         out[2] = (u8)(0x80 | (c & 0x3F));
         return 3;
     }
-    if (c < 0x10FFFF) {
-        out[0] = (u8)(0xF0 | (c >> 18));
-        out[1] = (u8)(0x80 | ((c >> 12) & 0x3F));
-        out[2] = (u8)(0x80 | ((c >> 6) & 0x3F));
-        out[3] = (u8)(0x80 | (c & 0x3F));
-        return 4;
-    }
-    return 0;
+    out[0] = (u8)(0xF0 | (c >> 18));
+    out[1] = (u8)(0x80 | ((c >> 12) & 0x3F));
+    out[2] = (u8)(0x80 | ((c >> 6) & 0x3F));
+    out[3] = (u8)(0x80 | (c & 0x3F));
+    return 4;
 }
 
 // The end of the run of printable ASCII other than '&' that starts at p, eight
@@ -510,7 +525,7 @@ bool reader_store_text(reader_t* reader, data_t source, data_t* destination, cod
             reader_decode(encoding, p, end, &c, &length, decoder_state);
         }
         if (c != '&') {
-            if (c == codepoint_invalid) c = codepoint_replacement;
+            if (!codepoint_is_valid(c)) c = codepoint_replacement;
             if (c < 0x20 || c >= 0x7F) xml_note_codepoint(codepoints, c);
             out += xml_utf8_put(out, c);
             p += length;
@@ -533,7 +548,6 @@ bool reader_store_text(reader_t* reader, data_t source, data_t* destination, cod
             p += length;
             continue;
         }
-        if (!codepoint_is_valid(result)) result = codepoint_replacement;
         out += xml_utf8_put(out, result);
         p = semicolon + 1;
         xml_note_codepoint(codepoints, result);

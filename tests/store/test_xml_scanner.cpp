@@ -198,6 +198,13 @@ TEST(XmlScanner, StoredTextDecodesEntities) {
         {"a &lt;b&gt; &amp; c;", "a <b> & c;"},
         {"&agrave;&Agrave;", "\xc3\xa0\xc3\x80"},
         {"&#0;x", "&#0;x"},
+        // Every scalar value in its shortest form, the rest as U+FFFD.
+        {"&#x7F;&#x80;&#x7FF;&#x800;", "\x7f\xc2\x80\xdf\xbf\xe0\xa0\x80"},
+        {"&#xFFFF;&#x10000;&#x10FFFF;", "\xef\xbf\xbf\xf0\x90\x80\x80\xf4\x8f\xbf\xbf"},
+        {"&#x110000;|&#xD800;|&#57343;", "\xef\xbf\xbd|\xef\xbf\xbd|\xef\xbf\xbd"},
+        {"&#x100000041;&#4294967361;", "\xef\xbf\xbd\xef\xbf\xbd"},
+        {"&#99999999999999999999999999;", "\xef\xbf\xbd"},
+        {"&#x;&#;", "&#x;&#;"},
         {"caf\xc3\xa9", "caf\xc3\xa9"},
         {"bad \xff byte", "bad \xef\xbf\xbd byte"},
         {"", ""},
