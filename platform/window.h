@@ -100,6 +100,21 @@ struct window_t {
     u32 swap_paced;
 };
 
+// What the widgets read of one frame: a copy of the input state taken after the
+// drain, with the client size and the clock. The UI never reads window_t itself, and
+// tests write these records frame after frame.
+struct input_frame_t {
+    i32 width, height;     // client size
+    i32 mouse_x, mouse_y;  // y up
+    f32 wheel;
+    u64 ticks;  // os_ticks() when the record was taken
+    u8 keys[key_count];
+    u32 text_count;
+    u8 text_sizes[input_text_capacity];
+    u8 text_bytes[input_text_bytes_capacity];
+    u8 text_bytes_used;
+};
+
 // window_create flags.
 enum : u32 {
     window_flag_popup = 1,
@@ -128,6 +143,11 @@ void window_set_swap_interval(i32 interval);
 // Ends a blocking wait of the main thread; callable from any thread.
 void window_wake();
 
+// The frame's input record of `window`, its clock read now.
+void window_input_frame(const window_t* window, input_frame_t* input);
+// Shows cursor `kind` (window_cursor_*) while the mouse is over the client area.
+void window_apply_cursor(window_t* window, u32 kind);
+
 // The clipboard. paste converts into the free end of `text` as far as it fits and
 // returns a view of the new bytes, empty on any failure; copy returns 1 on success.
 data_t clipboard_paste(data_t* text, bool zero_terminate);
@@ -144,6 +164,19 @@ inline bool input_released(const window_t* window, u32 key) {
 }
 inline bool input_pressed_or_repeated(const window_t* window, u32 key) {
     return input_pressed(window, key) || (window->keys[key] & key_bit_repeat);
+}
+
+// The same queries on a frame's record.
+inline bool input_down(const input_frame_t* input, u32 key) { return input->keys[key] & key_bit_down; }
+inline u32 input_transitions(const input_frame_t* input, u32 key) { return input->keys[key] >> 2; }
+inline bool input_pressed(const input_frame_t* input, u32 key) {
+    return input_down(input, key) && input_transitions(input, key) > 0;
+}
+inline bool input_released(const input_frame_t* input, u32 key) {
+    return !input_down(input, key) && input_transitions(input, key) > 0;
+}
+inline bool input_pressed_or_repeated(const input_frame_t* input, u32 key) {
+    return input_pressed(input, key) || (input->keys[key] & key_bit_repeat);
 }
 
 // The input state machine, fed by the backend (and by tests through the stub).

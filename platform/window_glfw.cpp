@@ -306,6 +306,9 @@ void window_create_stub(window_t* window, i32 width, i32 height) {
     window->swap_paced = 1;
     window->running = 1;
     window->handle = nullptr;
+    // Stand-ins that only need to differ, so that tests can tell the cursor shown.
+    for (u32 i = 0; i < window_cursor_count; i++) window->cursors[i] = (void*)(uintptr_t)(i + 1);
+    window->cursor_current = window->cursors[window_cursor_arrow];
 }
 
 void window_destroy(window_t* window) {
@@ -352,6 +355,11 @@ void window_set_cursor(window_t* window, void* cursor) {
     if (cursor == window->cursor_current) return;
     if (window->handle) glfwSetCursor((GLFWwindow*)window->handle, (GLFWcursor*)cursor);
     window->cursor_current = cursor;
+}
+
+void window_apply_cursor(window_t* window, u32 kind) {
+    ASSERT(kind < window_cursor_count);
+    window_set_cursor(window, window->cursors[kind]);
 }
 
 void window_set_swap_interval(i32 interval) {

@@ -1,8 +1,11 @@
 // The input state machine behind window_t: key bytes with their transition counts,
-// typed text, mouse buttons and the event list. Backends and tests feed it; it
-// touches no system call.
+// typed text, mouse buttons and the event list, and the per-frame record that the
+// widgets read. Backends and tests feed it; it touches no system call but the clock.
+#include <cstring>
+
 #include "base/log.h"
 #include "base/text.h"
+#include "platform/os.h"
 #include "platform/window.h"
 #include "profiler/profiler.h"
 
@@ -146,4 +149,18 @@ void input_reset(window_t* window) {
     for (u32 i = 0; i < 256; i++) window->scan_keys[i] = (u8)((window->scan_keys[i] & key_bit_down) * 4);
     window->text_count = 0;
     window->text_bytes_used = 0;
+}
+
+void window_input_frame(const window_t* window, input_frame_t* input) {
+    input->width = window->width;
+    input->height = window->height;
+    input->mouse_x = window->mouse_x;
+    input->mouse_y = window->mouse_y;
+    input->wheel = window->wheel;
+    input->ticks = os_ticks();
+    memcpy(input->keys, window->keys, sizeof(input->keys));
+    input->text_count = window->text_count;
+    memcpy(input->text_sizes, window->text_sizes, sizeof(input->text_sizes));
+    memcpy(input->text_bytes, window->text_bytes, window->text_bytes_used);
+    input->text_bytes_used = window->text_bytes_used;
 }

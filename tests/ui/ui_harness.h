@@ -1,0 +1,119 @@
+// Drives the UI headless, frame after frame: a stub window that takes synthetic
+// input, a renderer that only queues, the test fonts, and a clock the test sets.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "gfx/renderer.h"
+#include "layout/test_fonts.h"
+#include "platform/window.h"
+#include "ui/ui_core.h"
+
+struct ui_harness_t {
+    window_t window = {};
+    renderer_t render = {};
+    ui_t ui = {};
+    data_t widget_memory = {};
+    input_frame_t input = {};
+    u64 clock = 1000000;  // ticks; ui.counter_frequency of them make a second
+    u32 rectangles = 0, text = 0, icons = 0, overlay_rectangles = 0, overlay_text = 0, overlay_icons = 0;
+    u32 time = 0;
+
+    explicit ui_harness_t(i32 width = 640, i32 height = 480, u64 widget_memory_size = ui_widget_memory_size) {
+        window_create_stub(&window, width, height);
+        gl_renderer_create(&render, width, height, renderer_alpha_blending, false);
+        font_set_t* fonts = &test_fonts()->set;
+        u8 colour_only = gl_format(2, 1, 0, 2);
+        u8 textured = gl_format(2, 1, 1, 2);
+        u8 text_format = gl_format(2, 1, 1, 4);
+        rectangles = gl_batch_create(&render, batch_type_quads, colour_only, 1000, 1000, nullptr, 0);
+        text = gl_batch_create(&render, batch_type_text, text_format, 20000, 1000, fonts, 0);
+        icons = gl_batch_create(&render, batch_type_quads, textured, 100, 100, nullptr, 0);
+        overlay_rectangles = gl_batch_create(&render, batch_type_quads, colour_only, 1000, 1000, nullptr, 0);
+        overlay_text = gl_batch_create(&render, batch_type_text, text_format, 20000, 1000, fonts, 0);
+        overlay_icons = gl_batch_create(&render, batch_type_quads, textured, 100, 100, nullptr, 0);
+        widget_memory = data_allocate(widget_memory_size);
+        ui_create(&ui, widget_memory, &window);
+        ui.counter_frequency = 1000000;
+        ui_bind_batches(&ui, &render, rectangles, text, icons, overlay_rectangles, overlay_text, overlay_icons);
+    }
+    ~ui_harness_t() {
+        data_free(&widget_memory);
+        data_free(&ui.frame_memory);
+    }
+
+    // One frame: the input gathered since the last one, then `content`, then the
+    // cursor; the transitions are spent afterwards.
+    void frame(const std::function<void()>& content = [] {}) {
+        window_input_frame(&window, &input);
+        input.ticks = clock;
+        gl_frame_begin(&render);
+        ui_frame_begin(&ui, &input);
+        content();
+        ui_apply_cursor(&ui);
+        input_frame_begin(&window);
+    }
+
+    void move(f32 x, f32 y) {
+        window.mouse_x = (i32)x;
+        window.mouse_y = (i32)y;
+    }
+    void press(u32 button = key_mouse_left) {
+        input_button(&window, button, true, window.mouse_x, window.mouse_y, 0, time++);
+    }
+    void release(u32 button = key_mouse_left) {
+        input_button(&window, button, false, window.mouse_x, window.mouse_y, 0, time++);
+    }
+    void key(u32 key, bool down) { input_key(&window, key, down, 0, 0, time++); }
+    void tap(u32 key) {
+        input_key(&window, key, true, 0, 0, time++);
+        input_key(&window, key, false, 0, 0, time++);
+    }
+    void type(const char* utf8) {
+        const u8* p = (const u8*)utf8;
+        while (*p) {
+            u32 c = *p, size = 1;
+            if (c >= 0xF0) c &= 0x07, size = 4;
+            else if (c >= 0xE0) c &= 0x0F, size = 3;
+            else if (c >= 0xC0) c &= 0x1F, size = 2;
+            for (u32 i = 1; i < size; i++) c = (c << 6) | (p[i] & 0x3F);
+            input_text(&window, c);
+            p += size;
+        }
+    }
+    void seconds(f64 s) { clock += (u64)(s * 1000000.0); }
+
+    batch_t* batch(u32 handle) { return gl_batch(&render, handle); }
+    u32 commands(u32 handle) { return batch(handle)->command_count; }
+    // The colour of the i-th command of a quad batch, as packed for its vertices.
+    u32 quad_colour(u32 handle, u32 i) {
+        batch_t* b = batch(handle);
+        u32 index = b->commands[i].first_index;
+        u32 vertex = b->index_size == 2 ? ((u16*)b->indices)[index] : ((u32*)b->indices)[index];
+        return *(u32*)(b->vertices + (u64)vertex * b->vertex_size + 8);
+    }
+    // The text of the i-th text command of a batch.
+    std::string text_of(u32 handle, u32 i) {
+        batch_t* b = batch(handle);
+        u32 seen = 0;
+        for (u32 c = 0; c < b->command_count; c++) {
+            if (b->commands[c].kind != batch_type_text) continue;
+            if (seen++ == i) return std::string((char*)b->text.bytes + b->commands[c].text_offset, b->commands[c].text_length);
+        }
+        return std::string();
+    }
+    std::string all_text(u32 handle) {
+        std::string all;
+        batch_t* b = batch(handle);
+        for (u32 c = 0; c < b->command_count; c++) {
+            if (b->commands[c].kind != batch_type_text) continue;
+            if (!all.empty()) all += '|';
+            all += std::string((char*)b->text.bytes + b->commands[c].text_offset, b->commands[c].text_length);
+        }
+        return all;
+    }
+};
+
+inline u32 packed(const f32* colour) { return color_pack(colour); }
