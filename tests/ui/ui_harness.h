@@ -38,6 +38,17 @@ struct ui_harness_t {
         ui_create(&ui, widget_memory, &window);
         ui.counter_frequency = 1000000;
         ui_bind_batches(&ui, &render, rectangles, text, icons, overlay_rectangles, overlay_text, overlay_icons);
+        if (!ui.icon_atlas.ready) icons_fake();
+    }
+
+    // Sizes as the atlas has them, for tests that only look at where icons go.
+    void icons_fake() {
+        static const u32 sizes[ui_icon_count] = {12, 10, 16, 14, 10, 14, 10};
+        for (u32 i = 0; i < ui_icon_count; i++) {
+            ui.icon_atlas.sizes[i][0] = ui.icon_atlas.sizes[i][1] = sizes[i];
+            ui.icon_atlas.uv[i][2] = ui.icon_atlas.uv[i][3] = 1;
+        }
+        ui.icon_atlas.ready = 1;
     }
     ~ui_harness_t() {
         data_free(&widget_memory);
@@ -87,12 +98,26 @@ struct ui_harness_t {
 
     batch_t* batch(u32 handle) { return gl_batch(&render, handle); }
     u32 commands(u32 handle) { return batch(handle)->command_count; }
+    u32 quads(u32 handle) {
+        u32 count = 0;
+        for (u32 i = 0; i < batch(handle)->command_count; i++) count += batch(handle)->commands[i].kind == batch_type_quads;
+        return count;
+    }
     // The colour of the i-th command of a quad batch, as packed for its vertices.
     u32 quad_colour(u32 handle, u32 i) {
         batch_t* b = batch(handle);
         u32 index = b->commands[i].first_index;
         u32 vertex = b->index_size == 2 ? ((u16*)b->indices)[index] : ((u32*)b->indices)[index];
         return *(u32*)(b->vertices + (u64)vertex * b->vertex_size + 8);
+    }
+    rect_t quad_rect(u32 handle, u32 i) {
+        batch_t* b = batch(handle);
+        u32 index = b->commands[i].first_index;
+        u32 vertex = b->index_size == 2 ? ((u16*)b->indices)[index] : ((u32*)b->indices)[index];
+        // The strip's first two corners are x0y1 and x0y0, its last x1y0.
+        f32* first = (f32*)(b->vertices + (u64)vertex * b->vertex_size);
+        f32* last = (f32*)(b->vertices + (u64)(vertex + 3) * b->vertex_size);
+        return rect_t{first[0], last[1], last[0], first[1]};
     }
     // The text of the i-th text command of a batch.
     std::string text_of(u32 handle, u32 i) {
