@@ -402,3 +402,12 @@ void ui_text_scissor(ui_layer_t layer, rect_t rect) {
     if (!layer.text) return;
     gl_scissor(layer.text, true, (i32)rect.x0, (i32)rect.y0, (i32)rect_width(rect), (i32)rect_height(rect));
 }
+
+void ui_text_scissor_restore(const ui_t* ui, ui_layer_t layer) {
+    if (!layer.text) return;
+    if (layer.text == ui->overlay_text) {
+        gl_scissor(layer.text, false, 0, 0, 0, 0);
+    } else {
+        ui_text_scissor(layer, ui->clip);
+    }
+}

@@ -285,6 +285,8 @@ const font_t* ui_font(const ui_t* ui, u32 font);
 // Text cut to `width` with an ellipsis, in the frame's memory.
 data_t ui_fit_text(ui_t* ui, const font_t* font, data_t text, f32 width, f32* fitted_width);
 void ui_text_scissor(ui_layer_t layer, rect_t rect);
+// Back to the layer's own: the clip on the normal layer, none on the overlay.
+void ui_text_scissor_restore(const ui_t* ui, ui_layer_t layer);
 
 // Half away from zero.
 inline f32 round_half_away(f32 value) { return value < 0 ? -__builtin_floorf(-value + 0.5f) : __builtin_floorf(value + 0.5f); }
