@@ -69,6 +69,14 @@ static void glfw_key(GLFWwindow* handle, int glfw_key, int scancode, int action,
     u32 evdev = scancode >= 8 ? (u32)scancode - 8 : 0;
     u32 scan = evdev < 128 ? key_scan_from_evdev[evdev] : 0;
     input_key(window, key, down, scan, glfw_modifiers(window), glfw_time_ms());
+    // The characters that a key message brings on Windows and GLFW doesn't: the text
+    // box returns Return, Escape and Tab to its caller.
+    if (down) {
+        if (key == key_return) input_text(window, 13);
+        if (key == key_escape) input_text(window, 27);
+        if (key == key_tab) input_text(window, 9);
+        if (key == key_backspace) input_text(window, 8);
+    }
     if (key == key_f4 && down && (mods & GLFW_MOD_ALT)) window->quit_requested = 1;
 }
 
@@ -371,10 +379,13 @@ void window_wake() {
     if (glfw_started) glfwPostEmptyEvent();
 }
 
+// Without a window (the stub) the clipboard is this buffer, so that tests can copy
+// and paste headless.
+static char stub_clipboard[0x10000];
+
 data_t clipboard_paste(data_t* text, bool zero_terminate) {
     data_t result = {};
-    if (!glfw_handle) return result;
-    const char* clip = glfwGetClipboardString(glfw_handle);
+    const char* clip = glfw_handle ? glfwGetClipboardString(glfw_handle) : stub_clipboard;
     if (!clip) return result;
     u64 size = strlen(clip);
     u64 room = text->reserved - text->used;
@@ -396,7 +407,12 @@ data_t clipboard_paste(data_t* text, bool zero_terminate) {
 }
 
 u32 clipboard_copy(data_t text) {
-    if (!glfw_handle) return 0;
+    if (!glfw_handle) {
+        if (text.used >= sizeof(stub_clipboard)) return 0;
+        memcpy(stub_clipboard, text.bytes, text.used);
+        stub_clipboard[text.used] = 0;
+        return 1;
+    }
     char* copy = (char*)malloc(text.used + 1);
     if (!copy) return 0;
     memcpy(copy, text.bytes, text.used);

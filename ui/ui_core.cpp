@@ -119,6 +119,7 @@ void ui_frame_begin(ui_t* ui, const input_frame_t* input) {
     ui->mode = ui_mode_both;
     ui->hot = pair_t{};
     ui->previous_active = ui->active;
+    ui->previous_active_kind = ui->active_kind;
     if (ui->overlay_rectangles) {
         gl_scissor(ui->overlay_rectangles, false, 0, 0, 0, 0);
         gl_scissor(ui->overlay_text, false, 0, 0, 0, 0);
@@ -213,9 +214,17 @@ static bool claim_is_free(const ui_t* ui, pair_t id, claim_form_t form) {
     return false;
 }
 
+// A weak holder lets others claim over it, also in the frame in which it let go
+// because of the very press that another widget takes: a click on a button right
+// after typing works whichever of the two is called first.
+static bool active_is_weak(const ui_t* ui) {
+    if (ui_kind_is_weak(ui->active_kind)) return true;
+    return pair_is_empty(ui->active) && ui_kind_is_weak(ui->previous_active_kind);
+}
+
 static u32 hot_take(ui_t* ui, pair_t id, claim_form_t form) {
     ASSERT(!pair_is_empty(id));
-    bool weak = ui_kind_is_weak(ui->active_kind);
+    bool weak = active_is_weak(ui);
     // Nothing changed hands this frame: no widget claims hot in the frame in which
     // active was released.
     bool steady = pair_is_empty(ui->previous_active) || pair_equal(ui->previous_active, ui->active);
@@ -235,7 +244,7 @@ static u32 active_take(ui_t* ui, pair_t id, u32 kind, claim_form_t form) {
     if (!pair_equal(ui->hot, id)) return 0;
     // Hot was earned against the same `active`, so a claim that isn't free here is a
     // fault of the calling widget.
-    ASSERT(ui_kind_is_weak(ui->active_kind) || claim_is_free(ui, id, form));
+    ASSERT(active_is_weak(ui) || claim_is_free(ui, id, form));
     ui->active = id;
     ui->active_kind = kind;
     return 1;

@@ -197,6 +197,7 @@ struct ui_t {
     f32 repeat_delay;     // seconds before an arrow held down repeats
     f32 repeat_interval;  // seconds between repeats
 
+    u32 previous_active_kind;
     input_frame_t input;  // this frame's input
     font_set_t* fonts;
     data_t frame_memory;
