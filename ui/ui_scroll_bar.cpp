@@ -51,11 +51,14 @@ bar_t bar_make(pair_t id, rect_t rect, bool vertical, f64 view, f64 content, f64
     return bar;
 }
 
-// The rectangle of [a0, a1) along the bar.
+// The rectangle of [a0, a1) along the bar, never outside it: a bar shorter than its
+// two arrows and a thumb still has its parts inside (a list's bar in the modal
+// region must).
 rect_t bar_span(const bar_t* bar, f64 a0, f64 a1) {
     const rect_t& r = bar->rect;
-    if (bar->vertical) return rect_t{r.x0, (f32)(r.y1 - a1), r.x1, (f32)(r.y1 - a0)};
-    return rect_t{(f32)(r.x0 + a0), r.y0, (f32)(r.x0 + a1), r.y1};
+    rect_t span = bar->vertical ? rect_t{r.x0, (f32)(r.y1 - a1), r.x1, (f32)(r.y1 - a0)}
+                                : rect_t{(f32)(r.x0 + a0), r.y0, (f32)(r.x0 + a1), r.y1};
+    return rect_intersect(span, r);
 }
 
 f64 bar_along(const bar_t* bar, const f32* mouse) {

@@ -260,3 +260,25 @@ TEST(UiDropDown, WithoutARecordItDrawsItsFrameAndDoesNothing) {
 }
 
 }  // namespace
+
+namespace {
+
+// A window so low that the open list is cut to a sliver: its bar's parts stay inside
+// the modal region, and nothing stops.
+TEST(UiDropDown, AListCutToASliverStillWorks) {
+    for (i32 height : {60, 64, 70, 80}) {
+        list_fixture_t f(40, height);
+        f32 middle = (f32)(height / 2);
+        f.field = rect_t{100, middle - 10, 250, middle + 10};
+        f.h.move(175, (f32)height / 2);
+        f.click();
+        for (f32 y = 0; y < (f32)height; y += 3) {
+            f.h.move(245, y);
+            f.click();
+            f.h.window.wheel = -1;
+            f.frame();
+        }
+    }
+}
+
+}  // namespace
