@@ -153,29 +153,21 @@ void window_apply_cursor(window_t* window, u32 kind);
 data_t clipboard_paste(data_t* text, bool zero_terminate);
 u32 clipboard_copy(data_t text);
 
-// Input state queries.
-inline bool input_down(const window_t* window, u32 key) { return window->keys[key] & key_bit_down; }
-inline u32 input_transitions(const window_t* window, u32 key) { return window->keys[key] >> 2; }
-inline bool input_pressed(const window_t* window, u32 key) {
-    return input_down(window, key) && input_transitions(window, key) > 0;
+// Input state queries, on a window_t or on a frame's record: both keep the key
+// bytes in `keys`.
+template <typename input_t> inline bool input_down(const input_t* input, u32 key) {
+    return input->keys[key] & key_bit_down;
 }
-inline bool input_released(const window_t* window, u32 key) {
-    return !input_down(window, key) && input_transitions(window, key) > 0;
+template <typename input_t> inline u32 input_transitions(const input_t* input, u32 key) {
+    return input->keys[key] >> 2;
 }
-inline bool input_pressed_or_repeated(const window_t* window, u32 key) {
-    return input_pressed(window, key) || (window->keys[key] & key_bit_repeat);
-}
-
-// The same queries on a frame's record.
-inline bool input_down(const input_frame_t* input, u32 key) { return input->keys[key] & key_bit_down; }
-inline u32 input_transitions(const input_frame_t* input, u32 key) { return input->keys[key] >> 2; }
-inline bool input_pressed(const input_frame_t* input, u32 key) {
+template <typename input_t> inline bool input_pressed(const input_t* input, u32 key) {
     return input_down(input, key) && input_transitions(input, key) > 0;
 }
-inline bool input_released(const input_frame_t* input, u32 key) {
+template <typename input_t> inline bool input_released(const input_t* input, u32 key) {
     return !input_down(input, key) && input_transitions(input, key) > 0;
 }
-inline bool input_pressed_or_repeated(const input_frame_t* input, u32 key) {
+template <typename input_t> inline bool input_pressed_or_repeated(const input_t* input, u32 key) {
     return input_pressed(input, key) || (input->keys[key] & key_bit_repeat);
 }
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "window/x_server.h"
+#include "window/x_server_test.h"
 
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wall"
@@ -22,31 +22,8 @@
 
 namespace {
 
-class WindowTest : public testing::Test {
-protected:
-    static x_server_t server;
-    std::string folder;
-
-    static void SetUpTestSuite() { ASSERT_TRUE(x_server_start(&server)); }
-    static void TearDownTestSuite() { x_server_stop(&server); }
-    void SetUp() override {
-        ASSERT_GT(server.pid, 0);
-        char pattern[] = "/tmp/newsloom_window_XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        folder = pattern;
-    }
-    void TearDown() override { ASSERT_EQ(system(("rm -rf '" + folder + "'").c_str()), 0); }
-
-    Window window_wait() {
-        for (int i = 0; i < 500; i++) {
-            Window window = window_find("Newsloom - 0.3");
-            if (window) return window;
-            usleep(20000);
-        }
-        return 0;
-    }
-};
-x_server_t WindowTest::server;
+// Each test suite has its own X server; the window tests share one.
+class WindowTest : public x_server_test_t {};
 
 // Rows of the image (top-down) holding text pixels: clearly brighter than the
 // background, grouped into bands.

@@ -1,0 +1,34 @@
+// The fixture of the tests that run the program under their own X server.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include "window/x_server.h"
+
+// A test suite with its own X server, a fresh folder per test, and a wait for the
+// program's window.
+class x_server_test_t : public testing::Test {
+protected:
+    static inline x_server_t server;
+    std::string folder;
+
+    static void SetUpTestSuite() { ASSERT_TRUE(x_server_start(&server)); }
+    static void TearDownTestSuite() { x_server_stop(&server); }
+    void SetUp() override {
+        ASSERT_GT(server.pid, 0);
+        char pattern[] = "/tmp/newsloom_window_XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        folder = pattern;
+    }
+    void TearDown() override { ASSERT_EQ(system(("rm -rf '" + folder + "'").c_str()), 0); }
+
+    Window window_wait() {
+        for (int i = 0; i < 500; i++) {
+            Window window = window_find("Newsloom - 0.3");
+            if (window) return window;
+            usleep(20000);
+        }
+        return 0;
+    }
+};
