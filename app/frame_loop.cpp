@@ -148,78 +148,85 @@ static void first_frame_write(frame_loop_t* loop) {
     data_free(&pixels);
 }
 
-void frame_loop_run(frame_loop_t* loop) {
+void frame_loop_start(frame_loop_t* loop) {
+    window_t* window = loop->window;
+    // A window that failed to open has said so; no frame runs.
+    if (!window->running) return;
+    // Pacing by hand is only for a display where the swap doesn't wait.
+    loop->composition_enabled = window->swap_paced != 0;
+    ASSERT(window->refresh_rate != 0);
+    loop->frame_period_ms = 1000 / window->refresh_rate;
+    loop->timer_frequency = (f64)os_tick_frequency();
+    loop->work_start = 0;
+    loop->frame_end = 0;
+}
+
+void frame_run(frame_loop_t* loop) {
     window_t* window = loop->window;
     app_t* app = loop->app;
     renderer_t* render = loop->render;
 
-    // A window that failed to open has said so; shutdown follows at once.
-    if (!window->running) return;
-    // Pacing by hand is only for a display where the swap doesn't wait.
-    bool composition_enabled = window->swap_paced != 0;
-    ASSERT(window->refresh_rate != 0);
-    u64 frame_period_ms = 1000 / window->refresh_rate;
-    f64 timer_frequency = (f64)os_tick_frequency();
-    u64 frame_start = 0, messages_end = 0, work_start = 0, frame_end = 0;
+    PROFILE_ZONE(frame);
+    loop->frame_start = os_ticks();
+    log_write_c_string(log_main, "\nFrame start: ");
+    log_write_u64(log_main, frame_counter);
+    log_write_c_string(log_main, "\n");
 
-    while (window->running) {
-        PROFILE_ZONE(frame);
-        frame_start = os_ticks();
-        log_write_c_string(log_main, "\nFrame start: ");
-        log_write_u64(log_main, frame_counter);
-        log_write_c_string(log_main, "\n");
-
-        bool wait_for_message = true;
-        if (loop->panel && loop->panel->frame_requested) {
-            wait_for_message = false;
-            loop->panel->frame_requested = 0;
-        }
-        window_handle_messages(window, wait_for_message ? (u32)window_messages_wait : 0u);
-        messages_end = os_ticks();
-
-        if (!composition_enabled) {
-            u64 work_ms = (u64)ceil((f64)(frame_end - work_start) * 1000.0 / timer_frequency);
-            u64 message_ms = (u64)ceil((f64)(messages_end - frame_start) * 1000.0 / timer_frequency);
-            u64 spent_ms = min_of(work_ms + message_ms, frame_period_ms);
-            PROFILE_ZONE(sleep);
-            os_sleep_ms(frame_period_ms - spent_ms);
-        }
-
-        work_start = os_ticks();
-        {
-            PROFILE_ZONE(not_messages);
-            if (window->quit_requested) window->running = 0;
-
-            gl_frame_begin(render);
-            if (window->resized && window->had_focus) gl_resize(render, 0, 0, window->width, window->height);
-            gl_renderer_scissor(render, false, 0, 0, 0, 0);
-            static const f32 black[4] = {0, 0, 0, 1};
-            gl_clear(render, black);
-
-            // Image queries marked for removal are dropped here once images exist.
-            u32 codepoint_count_before = loop->codepoints->count;
-            {
-                PROFILE_ZONE(queries_check);
-                queries_drain(app, loop->reader);
-            }
-            // Queued links are opened here when the window is closing.
-            {
-                PROFILE_ZONE(window_content);
-                if (!(window->width <= 0 && window->height == 0)) window_content_placeholder(loop);
-            }
-            if (loop->codepoints->count > codepoint_count_before) {
-                font_set_codepoints(loop->fonts, loop->codepoints->values, loop->codepoints->count);
-                gl_text_textures_reset(render);
-            }
-            {
-                PROFILE_ZONE(render);
-                gl_frame_end(render);
-            }
-            if (frame_counter == 0 && loop->first_frame_png.used) first_frame_write(loop);
-            window_swap_buffers(window);
-        }
-        frame_counter += 1;
-        data_clear(&app->scratch);
-        frame_end = os_ticks();
+    bool wait_for_message = true;
+    if (loop->panel && loop->panel->frame_requested) {
+        wait_for_message = false;
+        loop->panel->frame_requested = 0;
     }
+    window_handle_messages(window, wait_for_message ? (u32)window_messages_wait : 0u);
+    loop->messages_end = os_ticks();
+
+    if (!loop->composition_enabled) {
+        f64 frequency = loop->timer_frequency;
+        u64 work_ms = (u64)ceil((f64)(loop->frame_end - loop->work_start) * 1000.0 / frequency);
+        u64 message_ms = (u64)ceil((f64)(loop->messages_end - loop->frame_start) * 1000.0 / frequency);
+        u64 spent_ms = min_of(work_ms + message_ms, loop->frame_period_ms);
+        PROFILE_ZONE(sleep);
+        os_sleep_ms(loop->frame_period_ms - spent_ms);
+    }
+
+    loop->work_start = os_ticks();
+    {
+        PROFILE_ZONE(not_messages);
+        if (window->quit_requested) window->running = 0;
+
+        gl_frame_begin(render);
+        if (window->resized && window->had_focus) gl_resize(render, 0, 0, window->width, window->height);
+        gl_renderer_scissor(render, false, 0, 0, 0, 0);
+        static const f32 black[4] = {0, 0, 0, 1};
+        gl_clear(render, black);
+
+        // Image queries marked for removal are dropped here once images exist.
+        u32 codepoint_count_before = loop->codepoints->count;
+        {
+            PROFILE_ZONE(queries_check);
+            queries_drain(app, loop->reader);
+        }
+        // Queued links are opened here when the window is closing.
+        {
+            PROFILE_ZONE(window_content);
+            if (!(window->width <= 0 && window->height == 0)) window_content_placeholder(loop);
+        }
+        if (loop->codepoints->count > codepoint_count_before) {
+            font_set_codepoints(loop->fonts, loop->codepoints->values, loop->codepoints->count);
+            gl_text_textures_reset(render);
+        }
+        {
+            PROFILE_ZONE(render);
+            gl_frame_end(render);
+        }
+        if (frame_counter == 0 && loop->first_frame_png.used) first_frame_write(loop);
+        window_swap_buffers(window);
+    }
+    frame_counter += 1;
+    data_clear(&app->scratch);
+    loop->frame_end = os_ticks();
+}
+
+void frame_loop_run(frame_loop_t* loop) {
+    while (loop->window->running) frame_run(loop);
 }

@@ -1,5 +1,5 @@
 // The parts of start-up that build the window, the fonts and the renderer, and the
-// frame loop itself. The entry function calls them in its fixed order.
+// frame loop itself: one frame at a time, so that tests can drive it.
 #pragma once
 
 #include "app/app.h"
@@ -30,6 +30,12 @@ struct frame_loop_t {
     codepoint_set_t* codepoints;  // shared with the reader
     // A debug aid for the window tests: the first frame is written there as PNG.
     data_t first_frame_png;
+
+    // The loop's own state, set by frame_loop_start. Time stamps are in ticks.
+    u32 composition_enabled;
+    u64 frame_period_ms;
+    f64 timer_frequency;
+    u64 frame_start, messages_end, work_start, frame_end;
 };
 
 extern u64 frame_counter;
@@ -44,5 +50,10 @@ void frame_fonts_create(font_set_t* fonts, data_t font_memory, codepoint_set_t* 
 // screen. `icon_texture` is the icon atlas (0 until the UI makes it).
 void frame_render_create(renderer_t* render, frame_batches_t* batches, window_t* window, font_set_t* fonts,
                          u32 icon_texture);
+// Composition, frame period and timer: the last steps of start-up.
+void frame_loop_start(frame_loop_t* loop);
+// One whole frame: messages (a stub window has none; its input is whatever a test
+// wrote since its input_frame_begin), drain, content, bake, render, swap.
+void frame_run(frame_loop_t* loop);
 // Runs frames until the window closes.
 void frame_loop_run(frame_loop_t* loop);

@@ -133,7 +133,8 @@ enum : u32 {
 // stays 0.
 void window_create(window_t* window, data_t title, i32 width, i32 height, i32 x, i32 y, u32 flags);
 // A window_t without a window for tests: the sizes are set, running is 1, and input
-// comes only from the input_* functions below.
+// comes only from the input_* functions below, which the test calls between
+// frames, starting with input_frame_begin.
 void window_create_stub(window_t* window, i32 width, i32 height);
 void window_destroy(window_t* window);
 void window_handle_messages(window_t* window, u32 flags);

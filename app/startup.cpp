@@ -1,0 +1,139 @@
+// Start-up in its fixed order, each step using what the steps above it built, and
+// shutdown in its own order.
+#include "app/startup.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "app/arguments.h"
+#include "base/log.h"
+#include "net/block_storage.h"
+#include "net/work_queue.h"
+#include "profiler/profiler.h"
+#include "store/reader_file.h"
+
+bool program_start(program_t* program, i32 argc, char** argv, const program_options_t* options) {
+    app_t* app = &program->app;
+    reader_t* reader = &program->reader;
+
+    // 1. Arguments.
+    arguments_store(argc, argv);
+
+    // 2. The scratch block that link opening borrows, made once per process: tests
+    // start the program more than once.
+    if (!temp_memory.bytes) temp_memory_create(temp_memory_size);
+
+    // 3. Page size and allocation granularity, before anything is reserved.
+    memory_query_system(nullptr, nullptr, nullptr, nullptr);
+
+    // 4. Profiler: the empty functions unless -profile asks for zones.
+    program->profile = argument_find_text("-profile", 0) != 0;
+    if (!program->profile) profiler_install_empty(0);
+    program->profiler_error = 0;
+    profiler_start(1, 10000000, &program->profiler_error);
+
+    // 5. Internet session; a failure shows up on each later download.
+    program->http_error = 0;
+    http_session_open(data_literal("newsloom"), &program->http_error);
+
+    // 6. The reader.
+    *reader = reader_t{};
+    reader_init(reader);
+
+    // 7, 8. The window "Newsloom - 0.3" and swap interval 1. A failure leaves
+    // `running` 0: no frame runs and shutdown follows as usual.
+    program->window = window_t{};
+    if (options && options->headless) {
+        window_create_stub(&program->window, options->width, options->height);
+    } else {
+        frame_window_create(&program->window);
+    }
+    if (argument_find_text("-gfx_log", 0)) log_save(log_graphics, data_literal("win32_opengl.log"));
+
+    // 9. app_memory.
+    data_t app_memory = data_allocate(0x2000000);
+
+    // 10. The code points that have glyphs, shared with the reader, which adds the
+    // new ones of merged text.
+    codepoint_set_init(&program->codepoints, &app_memory);
+    reader->codepoints = &program->codepoints;
+
+    // 11. font_memory.
+    data_t font_memory = data_sub_block(&app_memory, 0x500000, 0);
+
+    // 12. The context record for the views, its frame scratch and its two paths.
+    *app = app_t{};
+    app->scratch = data_allocate(0xa00000);
+
+    // 13. Where the store files live, and the newest store file. A damaged one
+    // stops the start: a save would bury it under a newer, emptier file.
+    storage_path_resolve(app);
+    reader_load_status_t load_status = {};
+    if (!reader_load(app, reader, &load_status)) {
+        char message[2048];
+        u64 length = reader_load_message(&load_status, message, sizeof(message));
+        fwrite(message, 1, length, stderr);
+        if (argument_find_text("-log", 0)) log_save(log_main, data_literal("log.txt"));
+        return false;
+    }
+
+    // 14. The generation the run started with.
+    app->start_generation = reader->generation;
+
+    // 15, 16. The four faces, baked.
+    frame_fonts_create(&program->fonts, font_memory, &program->codepoints);
+
+    // 17-21. Sizes from the screen, the UI and its icon texture (to come), the
+    // renderer and its batches.
+    frame_render_create(&program->render, &program->batches, &program->window, &program->fonts, 0);
+
+    // 22. The panel.
+    panel_t* panel = &program->panel;
+    *panel = panel_t{};
+    panel->generation_min = app->start_generation;
+    panel->generation_max = app->start_generation;
+    panel->right_panel = panel_right_add_feed;
+    panel->log_auto_scroll = 1;
+
+    // 23-25. Workers, the query table, block storage (one per process, like
+    // temp_memory).
+    thread_queue_create(&thread_queue, 6);
+    memset(program->queries, 0, sizeof(program->queries));
+    if (!block_storage.memory.bytes) {
+        block_storage_create(&block_storage, block_storage_region_size, block_storage_commit_size,
+                             block_storage_block_size);
+    }
+
+    // 26. The rest of app_t.
+    app->window = &program->window;
+    app->panel = panel;
+    app->render = &program->render;
+    app->queries = program->queries;
+    app->query_count = query_table_size;
+
+    // 27-29. Composition, frame period, timer.
+    frame_loop_t* loop = &program->loop;
+    *loop = frame_loop_t{};
+    loop->app = app;
+    loop->window = &program->window;
+    loop->fonts = &program->fonts;
+    loop->render = &program->render;
+    loop->batches = &program->batches;
+    loop->panel = panel;
+    loop->reader = reader;
+    loop->codepoints = &program->codepoints;
+    loop->first_frame_png = argument_value_text("-first_frame_png", nullptr);
+    frame_loop_start(loop);
+    return true;
+}
+
+void program_shutdown(program_t* program) {
+    thread_terminate(&thread_queue);
+    reader_purge_deleted(&program->reader);
+    profiler_stop();
+    if (program->profile) profiler_write("profile.bin", true, &program->profiler_error);
+    reader_check(&program->reader);
+    reader_save(&program->app, &program->reader);
+    if (argument_find_text("-log", 0)) log_save(log_main, data_literal("log.txt"));
+    http_session_close(&program->http_error);
+}

@@ -1,0 +1,40 @@
+// program_t, everything long-lived that the program builds at start, and the one
+// start-up and shutdown that the entry function and the tests share.
+#pragma once
+
+#include "app/app.h"
+#include "app/frame_loop.h"
+#include "app/panel.h"
+#include "net/http_file.h"
+#include "net/queries.h"
+#include "store/reader.h"
+
+struct program_t {
+    app_t app;
+    reader_t reader;
+    window_t window;
+    codepoint_set_t codepoints;
+    panel_t panel;
+    query_t queries[query_table_size];
+    font_set_t fonts;
+    renderer_t render;
+    frame_batches_t batches;
+    frame_loop_t loop;
+    // What shutdown needs of the start.
+    http_error_t http_error;
+    u32 profiler_error;
+    u32 profile;
+};
+
+struct program_options_t {
+    // A stub window of this size and a renderer that only queues: no display, no GL.
+    u32 headless;
+    i32 width, height;
+};
+
+// Builds everything in its fixed order from the command line (`-path`, `-profile`
+// and the rest). False when the newest store file is damaged: the message is on
+// standard error and nothing was saved or started.
+bool program_start(program_t* program, i32 argc, char** argv, const program_options_t* options);
+// Workers stopped, the store checked and saved, the logs written on request.
+void program_shutdown(program_t* program);
