@@ -5,8 +5,8 @@
 
 #include <cmath>
 
-#include "app/panel.h"
-#include "app/queries_drain.h"
+#include "views/panel.h"
+#include "app/update.h"
 #include "base/file.h"
 #include "base/format.h"
 #include "base/log.h"

@@ -69,7 +69,7 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     // stops the start: a save would bury it under a newer, emptier file.
     storage_path_resolve(app);
     reader_load_status_t load_status = {};
-    if (!reader_load(app, reader, &load_status)) {
+    if (!reader_load(&app->scratch, app->storage_path, reader, &load_status)) {
         char message[2048];
         u64 length = reader_load_message(&load_status, message, sizeof(message));
         fwrite(message, 1, length, stderr);
@@ -133,7 +133,7 @@ void program_shutdown(program_t* program) {
     profiler_stop();
     if (program->profile) profiler_write("profile.bin", true, &program->profiler_error);
     reader_check(&program->reader);
-    reader_save(&program->app, &program->reader);
+    reader_save(&program->app.scratch, program->app.storage_path, &program->reader);
     if (argument_find_text("-log", 0)) log_save(log_main, data_literal("log.txt"));
     http_session_close(&program->http_error);
 }

@@ -4,7 +4,7 @@
 
 #include "app/app.h"
 #include "app/frame_loop.h"
-#include "app/panel.h"
+#include "views/panel.h"
 #include "net/http_file.h"
 #include "net/queries.h"
 #include "store/reader.h"

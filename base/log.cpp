@@ -110,3 +110,8 @@ u64 log_copy_since(u64 channel, u8* position, data_t* target) {
     data_push_string(target, start, log->text.used);
     return old_size + log->text.used;
 }
+
+void log_paragraph_start(u64 channel) {
+    log_channel_t* log = log_channel(channel);
+    if (log->text.used || log->overflowed) log_write(channel, data_literal("\n\n"));
+}

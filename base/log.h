@@ -42,3 +42,6 @@ void log_save(u64 channel, data_t path);
 // The text written to a channel since `position` (bytes + used taken before a
 // task), copied into `target` whether or not the ring wrapped in between.
 u64 log_copy_since(u64 channel, u8* position, data_t* target);
+// A new paragraph on a channel that the log panel shows: a blank line after any
+// text before it, also when that text is only in a ring that has wrapped.
+void log_paragraph_start(u64 channel);

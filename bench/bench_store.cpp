@@ -16,7 +16,6 @@
 #include <string>
 #include <vector>
 
-#include "app/app.h"
 #include "store/feed_merge.h"
 #include "store/reader.h"
 #include "store/reader_file.h"
@@ -29,7 +28,8 @@ static const char* const corpus_files[] = {
 };
 
 struct store_t {
-    app_t* app;
+    data_t scratch;
+    data_t folder;  // the storage folder
     data_t codepoint_block;
     codepoint_set_t codepoints;
     reader_t reader;
@@ -37,8 +37,7 @@ struct store_t {
 
 static store_t* store_create() {
     store_t* store = new store_t{};
-    store->app = (app_t*)data_allocate(sizeof(app_t)).bytes;
-    store->app->scratch = data_allocate(MIB(10));
+    store->scratch = data_allocate(MIB(10));
     store->codepoint_block = data_allocate(codepoint_set_size());
     codepoint_set_init(&store->codepoints, &store->codepoint_block);
     reader_init(&store->reader);
@@ -113,10 +112,10 @@ static void bench_merge(benchmark::State& state, const std::vector<document_t>* 
     for (auto _ : state) {
         for (std::string& bytes : copies) {
             data_t address = data_literal("https://example.com/feed");
-            feed_t* feed = reader_merge_document(store->app, &store->reader, data_from_size(bytes.size(), bytes.data()),
+            feed_t* feed = reader_merge_document(&store->scratch, &store->reader, data_from_size(bytes.size(), bytes.data()),
                                                  address, nullptr);
             benchmark::DoNotOptimize(feed);
-            data_clear(&store->app->scratch);
+            data_clear(&store->scratch);
             state.PauseTiming();
             store_empty(store);
             state.ResumeTiming();
@@ -147,19 +146,18 @@ static std::string store_folder;
 
 static void bench_save(benchmark::State& state) {
     for (auto _ : state) {
-        bool saved = reader_save(full_store->app, &full_store->reader);
+        bool saved = reader_save(&full_store->scratch, full_store->folder, &full_store->reader);
         if (!saved) state.SkipWithError("save failed");
-        data_clear(&full_store->app->scratch);
+        data_clear(&full_store->scratch);
     }
 }
 
 static void bench_load(benchmark::State& state) {
     store_t* store = store_create();
-    bytes_copy(store->app->storage_path_buffer, store_folder.data(), store_folder.size());
-    store->app->storage_path = data_make(app_path_capacity, store_folder.size(), store->app->storage_path_buffer);
+    store->folder = data_from_size(store_folder.size(), store_folder.data());
     for (auto _ : state) {
         reader_load_status_t status;
-        if (!reader_load(store->app, &store->reader, &status)) state.SkipWithError("load failed");
+        if (!reader_load(&store->scratch, store->folder, &store->reader, &status)) state.SkipWithError("load failed");
         state.PauseTiming();
         reader_release(&store->reader);
         store->reader = reader_t{};
@@ -181,11 +179,11 @@ static void bench_merge_known(benchmark::State& state) {
     feed_t* feed = reader_find_feed_by_id(&full_store->reader, 50);
     data_t address = feed->address;
     for (auto _ : state) {
-        feed_t* merged = reader_merge_document(full_store->app, &full_store->reader,
+        feed_t* merged = reader_merge_document(&full_store->scratch, &full_store->reader,
                                                data_from_size(known_document.size(), known_document.data()), address,
                                                feed);
         benchmark::DoNotOptimize(merged);
-        data_clear(&full_store->app->scratch);
+        data_clear(&full_store->scratch);
     }
 }
 
@@ -224,20 +222,18 @@ int main(int argc, char** argv) {
     full_store = store_create();
     std::string pattern = (std::filesystem::temp_directory_path() / "newsloom_bench_store_XXXXXX").string();
     store_folder = mkdtemp(pattern.data());
-    bytes_copy(full_store->app->storage_path_buffer, store_folder.data(), store_folder.size());
-    full_store->app->storage_path =
-        data_make(app_path_capacity, store_folder.size(), full_store->app->storage_path_buffer);
+    full_store->folder = data_from_size(store_folder.size(), store_folder.data());
     std::vector<std::string> full_documents;
     for (u32 f = 0; f < 100; f++) full_documents.push_back(generated_rss(100, f));
     auto fill_start = std::chrono::steady_clock::now();
     for (u32 f = 0; f < 100; f++) {
         std::string& document = full_documents[f];
         std::string address = "https://example.com/feed/" + std::to_string(f);
-        feed_t* feed = reader_merge_document(full_store->app, &full_store->reader,
+        feed_t* feed = reader_merge_document(&full_store->scratch, &full_store->reader,
                                              data_from_size(document.size(), document.data()),
                                              data_from_size(address.size(), address.data()), nullptr);
         reader_ensure_meta(&full_store->reader, feed);
-        data_clear(&full_store->app->scratch);
+        data_clear(&full_store->scratch);
     }
     double fill_ms =
         std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - fill_start).count();

@@ -8,13 +8,12 @@
 
 #include <vector>
 
-#include "app/app.h"
 #include "store/feed_merge.h"
 #include "store/reader.h"
 #include "store/reader_file.h"
 
 struct fuzz_store_t {
-    app_t* app;
+    data_t scratch;
     data_t codepoint_block;
     codepoint_set_t codepoints;
     reader_t reader;
@@ -26,8 +25,7 @@ static fuzz_store_t* fuzz_store() {
     if (store) return store;
     store = new fuzz_store_t{};
     memory_query_system(nullptr, nullptr, nullptr, nullptr);
-    store->app = (app_t*)data_allocate(sizeof(app_t)).bytes;
-    store->app->scratch = data_allocate(MIB(10));
+    store->scratch = data_allocate(MIB(10));
     store->codepoint_block = data_allocate(codepoint_set_size());
     codepoint_set_init(&store->codepoints, &store->codepoint_block);
     reader_init(&store->reader);
@@ -57,13 +55,13 @@ extern "C" int LLVMFuzzerTestOneInput(const u8* bytes, size_t size) {
     std::vector<u8> input(bytes, bytes + size);
     data_t document = data_from_size(size, input.data());
     data_t address = data_literal("https://www.youtube.com/feeds/videos.xml?channel_id=fuzz");
-    feed_t* feed = reader_merge_document(store->app, &store->reader, document, address, nullptr);
-    data_clear(&store->app->scratch);
+    feed_t* feed = reader_merge_document(&store->scratch, &store->reader, document, address, nullptr);
+    data_clear(&store->scratch);
     if (feed) {
         reader_ensure_meta(&store->reader, feed);
         reader_sort_feed(&store->reader, feed);
-        reader_merge_document(store->app, &store->reader, document, address, feed);
-        data_clear(&store->app->scratch);
+        reader_merge_document(&store->scratch, &store->reader, document, address, feed);
+        data_clear(&store->scratch);
     }
     if (!reader_is_consistent(&store->reader)) __builtin_trap();
     fuzz_store_empty(store);

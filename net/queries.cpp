@@ -1,8 +1,6 @@
-// The query slots, the download job, and the requests that fill slots.
+// The query slots, the download job, and the queueing of a download.
 #include "net/queries.h"
 
-#include "app/app.h"
-#include "app/panel.h"
 #include "base/log.h"
 #include "base/text.h"
 #include "net/block_storage.h"
@@ -10,7 +8,6 @@
 #include "net/work_queue.h"
 #include "platform/thread.h"
 #include "platform/wake.h"
-#include "store/reader.h"
 
 query_t* query_find_free(query_t* table, u64 count) {
     for (u64 i = 0; i < count; i++) {
@@ -63,13 +60,12 @@ data_t query_address_copy(data_t address) {
 }
 
 static void query_not_queued(data_t address, const char* reason) {
-    log_channel_t* user = log_channel(log_user);
-    if (user->text.used || user->overflowed) log_write(log_user, data_literal("\n\n"));
+    log_paragraph_start(log_user);
     log_write_c_string(log_user, reason);
     log_write(log_user, address);
 }
 
-bool query_submit(app_t* app, data_t address_copy, u32 feed_id) {
+bool query_submit(query_t* table, u64 count, data_t address_copy, u32 feed_id) {
     // Pressing F5 again and again can fill the table or the ring; the download is
     // then refused instead of stopping the program or leaving a slot that never
     // finishes.
@@ -77,7 +73,7 @@ bool query_submit(app_t* app, data_t address_copy, u32 feed_id) {
         query_not_queued(data_t{}, "Not queued, no memory left for the address.");
         return false;
     }
-    query_t* slot = query_find_free(app->queries, app->query_count);
+    query_t* slot = query_find_free(table, count);
     if (!slot) {
         query_not_queued(address_copy, "Not queued, too many downloads at once: ");
         block_storage_free(&block_storage, address_copy.bytes, address_copy.reserved);
@@ -91,30 +87,4 @@ bool query_submit(app_t* app, data_t address_copy, u32 feed_id) {
         return false;
     }
     return true;
-}
-
-void feed_update(app_t* app, reader_t* reader, feed_t* feed) {
-    ASSERT(feed_is_alive(feed));
-    query_submit(app, query_address_copy(feed->address), feed->id);
-}
-
-// The first request of a run moves the generation on, so that the left panel
-// shows what is about to come in.
-static void reader_update_generation(app_t* app, reader_t* reader) {
-    if (app->start_generation == reader->generation) generation_advance(app, reader);
-    ASSERT(reader->generation > 0);
-}
-
-void reader_update_selected(app_t* app, reader_t* reader) {
-    reader_update_generation(app, reader);
-    feed_t* feed = app->panel ? app->panel->selected_feed : nullptr;
-    if (feed) feed_update(app, reader, feed);
-}
-
-void reader_update_all(app_t* app, reader_t* reader) {
-    reader_update_generation(app, reader);
-    pool_iterator_t walk = pool_iterator_start(&reader->feeds, sizeof(feed_t), feed_is_alive);
-    while (feed_t* feed = (feed_t*)pool_iterator_next(&walk)) {
-        if (!feed_is_deleted(feed)) feed_update(app, reader, feed);
-    }
 }

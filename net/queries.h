@@ -1,16 +1,12 @@
 // The query table: 1024 slots, each bringing one feed's document from the network
 // to the merge. The main thread fills a slot and queues query_job_download; a
 // worker downloads into a block of its own, sets state 2 and posts a wake-up; the
-// drain of the frame loop (app/queries_drain.h) merges and frees the slot. The
-// slot's state is the only hand-over, without a lock.
+// drain of the frame loop merges and frees the slot. The slot's state is the only
+// hand-over, without a lock.
 #pragma once
 
 #include "base/data.h"
 #include "platform/http.h"
-
-struct app_t;
-struct reader_t;
-struct feed_t;
 
 constexpr u64 query_table_size = 1024;
 constexpr u32 query_new_feed = 0xffffffff;           // feed_id of an address with no feed yet
@@ -46,12 +42,7 @@ bool query_table_has_feed(query_t* table, u64 count, u32 feed_id);
 // length + 1), independent of the reader's strings, which move. Null bytes when
 // block storage is exhausted.
 data_t query_address_copy(data_t address);
-// Takes a free slot for the copy and queues the download. With every slot in use,
-// or the ring full, nothing is queued: the copy is freed, one line goes to log
-// channel 2, and false comes back.
-bool query_submit(app_t* app, data_t address_copy, u32 feed_id);
-
-// Main thread. Both advance the generation at the first request of a run.
-void feed_update(app_t* app, reader_t* reader, feed_t* feed);
-void reader_update_all(app_t* app, reader_t* reader);
-void reader_update_selected(app_t* app, reader_t* reader);
+// Takes a free slot of the table for the copy and queues the download. With every
+// slot in use, or the ring full, nothing is queued: the copy is freed, one line
+// goes to log channel 2, and false comes back.
+bool query_submit(query_t* table, u64 count, data_t address_copy, u32 feed_id);

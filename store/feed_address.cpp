@@ -1,13 +1,8 @@
-// Feed address normalisation and address lists.
+// Feed address normalisation.
 #include "store/feed_address.h"
 
-#include "app/app.h"
-#include "base/file.h"
 #include "base/text.h"
-#include "net/block_storage.h"
-#include "net/queries.h"
 #include "store/feed_merge.h"
-#include "store/reader.h"
 
 struct youtube_marker_t {
     data_t marker;
@@ -42,33 +37,4 @@ data_t feed_address_normalise(data_t address, u8* buffer) {
     u8* first = bytes_find_not_space(address.bytes, end);
     if (!first) return data_t{};
     return data_from_range(first, end);
-}
-
-void reader_add_address(app_t* app, reader_t* reader, data_t address) {
-    if (app->start_generation == reader->generation) generation_advance(app, reader);
-    if (address.used == 0) return;
-    u8 buffer[feed_address_capacity];
-    data_t text = feed_address_normalise(address, buffer);
-    if (text.used == 0) return;
-    data_t copy = query_address_copy(text);
-    u32 feed_id = query_new_feed;
-    feed_t* feed = reader_find_feed_by_address(reader, text);
-    if (feed) feed_id = feed->id;
-    query_submit(app, copy, feed_id);
-}
-
-void reader_add_address_list(app_t* app, reader_t* reader, data_t path) {
-    if (app->start_generation == reader->generation) generation_advance(app, reader);
-    file_error_t error = 0;
-    data_t block = file_read_all(path, false, &error);
-    u8* p = block.bytes;
-    u8* end = block.bytes + (error ? 0 : block.used);
-    while (p && p < end) {
-        while (p < end && char_is_space(*p)) p++;
-        u8* line = p;
-        while (p < end && *p != '\n' && *p != '\r') p++;
-        if (p > line) reader_add_address(app, reader, data_from_range(line, p));
-        while (p < end && (*p == '\n' || *p == '\r')) p++;
-    }
-    data_free(&block);
 }

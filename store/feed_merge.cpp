@@ -3,7 +3,6 @@
 // ignored. A pool that fills keeps what fits; the rest is dropped and said once.
 #include "store/feed_merge.h"
 
-#include "app/app.h"
 #include "base/date.h"
 #include "base/format.h"
 #include "base/log.h"
@@ -502,8 +501,7 @@ static void merge_atom_children(merge_t* m, xml_node_t* root) {
 
 static void merge_report_losses(merge_t* m, data_t address, u32 document_overflowed) {
     if (!m->dropped_entries && !m->dropped_records && !m->cut_texts && !document_overflowed) return;
-    log_channel_t* user = log_channel(log_user);
-    if (user->text.used) log_write_c_string(log_user, "\n\n");
+    log_paragraph_start(log_user);
     log_write_c_string(log_user, "The store is full for feed: ");
     log_write(log_user, address);
     log_write_c_string(log_user, "\n    kept what fitted; dropped ");
@@ -541,8 +539,8 @@ static bool address_is_youtube_feed(data_t address) {
     return data_starts_with(address, data_literal(youtube_feed_address));
 }
 
-feed_t* reader_merge_document(app_t* app, reader_t* reader, data_t document, data_t address, feed_t* feed) {
-    data_t arena = data_free_view_64(&app->scratch);
+feed_t* reader_merge_document(data_t* scratch, reader_t* reader, data_t document, data_t address, feed_t* feed) {
+    data_t arena = data_free_view_64(scratch);
 
     // The tokens may take what the tree's four blocks and a long text leave free;
     // a document with more tags than that is read up to the last whole item.

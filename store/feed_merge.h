@@ -5,15 +5,13 @@
 #include "base/data.h"
 #include "store/reader.h"
 
-struct app_t;
-
 // The feed address of the video service, scheme and host included. The merge
 // recognises the service's feeds by it, and the address code builds them from it.
 constexpr char youtube_feed_address[] = "https://www.youtube.com/feeds/videos.xml?";
 
 // Gives the feed merged into (new or given), or `feed` itself when the document
-// holds none. The arena is a free view of app->scratch; scratch.used doesn't move.
-feed_t* reader_merge_document(app_t* app, reader_t* reader, data_t document, data_t address, feed_t* feed);
+// holds none. The arena is a free view of `scratch`, whose used doesn't move.
+feed_t* reader_merge_document(data_t* scratch, reader_t* reader, data_t document, data_t address, feed_t* feed);
 
 // Adds a category or person whose strings are raw views of the document, and the
 // relation from the owner to it; `count` is the owner's counter of that relation.

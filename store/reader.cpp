@@ -2,8 +2,6 @@
 // of the views, ordering, the string store and generations.
 #include "store/reader.h"
 
-#include "app/app.h"
-#include "app/panel.h"
 #include "base/log.h"
 #include "base/text.h"
 
@@ -734,12 +732,4 @@ data_t reader_store_string(reader_t* reader, data_t text) {
     if (text.used) bytes_copy(copy, text.bytes, text.used);
     reader->strings.used += text.used;
     return data_t{text.reserved, text.used, copy};
-}
-
-void generation_advance(app_t* app, reader_t* reader) {
-    reader->generation += 1;
-    if (app && app->panel) {
-        app->panel->generation_min = reader->generation;
-        app->panel->generation_max = reader->generation;
-    }
 }

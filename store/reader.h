@@ -7,8 +7,6 @@
 #include "base/pool.h"
 #include "store/codepoint_set.h"
 
-struct app_t;
-
 // Low 31 bits of the first word of a feed or entry; the top bit is the soft delete.
 enum : u32 {
     record_kind_free = 0,
@@ -305,10 +303,6 @@ void reader_sort_all(reader_t* reader);
 // Strings.
 bool reader_reserve_strings(reader_t* reader, u64 size);
 data_t reader_store_string(reader_t* reader, data_t text);
-
-// Moves the generation on and shows it in the panel, so that the view shows what
-// is about to come in.
-void generation_advance(app_t* app, reader_t* reader);
 
 // Compaction of the string store, its reverse, the consistency check and the debug
 // listing on log channel 5.

@@ -3,7 +3,6 @@
 // ten files and the load of the newest one.
 #include "store/reader_file.h"
 
-#include "app/app.h"
 #include "base/date.h"
 #include "base/log.h"
 #include "base/text.h"
@@ -498,8 +497,8 @@ static data_t reader_list_path(data_t folder, directory_list_t* list, u32 index,
 
 // A save killed before its rename leaves its temporary file; the next save
 // removes such files, known by a store file's name with ".new" behind it.
-static void reader_remove_unfinished(app_t* app, data_t folder) {
-    data_t block = data_free_view(&app->scratch);
+static void reader_remove_unfinished(data_t* scratch, data_t folder) {
+    data_t block = data_free_view(scratch);
     directory_list_t list = directory_list_create(&block, reader_file_list_capacity);
     directory_walk(&list, folder, data_literal("new"), data_t{}, directory_walk_files);
     for (u32 i = 0; i < list.count; i++) {
@@ -512,8 +511,8 @@ static void reader_remove_unfinished(app_t* app, data_t folder) {
     }
 }
 
-static void reader_rotate(app_t* app, data_t folder) {
-    data_t block = data_free_view(&app->scratch);
+static void reader_rotate(data_t* scratch, data_t folder) {
+    data_t block = data_free_view(scratch);
     directory_list_t list = reader_list_files(folder, &block);
     if (list.count <= reader_file_keep) return;
     u64* keys = (u64*)data_push(&block, sizeof(u64) * list.count, 8);
@@ -537,8 +536,7 @@ static void reader_rotate(app_t* app, data_t folder) {
     }
 }
 
-bool reader_save(app_t* app, reader_t* reader) {
-    data_t folder = app->storage_path;
+bool reader_save(data_t* scratch, data_t folder, reader_t* reader) {
     file_error_t error = 0;
     if (!directory_exists(folder, &error)) {
         error = 0;
@@ -553,27 +551,25 @@ bool reader_save(app_t* app, reader_t* reader) {
     ASSERT(path.used + 4 < path.reserved);
 
     error = 0;
-    reader_file_write(reader, &app->scratch, path, &error);
+    reader_file_write(reader, scratch, path, &error);
     if (error) {
         log_write_c_string(log_main, "Error while saving the reader.\n ");
-        log_channel_t* user = log_channel(log_user);
-        if (user->text.used) log_write_c_string(log_user, "\n\n");
+        log_paragraph_start(log_user);
         log_write_c_string(log_user, "Error while saving the reader: ");
         log_write(log_user, path);
         log_write_c_string(log_user, "\n");
         return false;
     }
-    reader_remove_unfinished(app, folder);
-    reader_rotate(app, folder);
+    reader_remove_unfinished(scratch, folder);
+    reader_rotate(scratch, folder);
     return true;
 }
 
-bool reader_load(app_t* app, reader_t* reader, reader_load_status_t* status) {
+bool reader_load(data_t* scratch, data_t folder, reader_t* reader, reader_load_status_t* status) {
     *status = reader_load_status_t{};
-    data_t folder = app->storage_path;
     file_error_t error = 0;
     if (!directory_exists(folder, &error)) return true;
-    data_t block = data_free_view(&app->scratch);
+    data_t block = data_free_view(scratch);
     directory_list_t list = reader_list_files(folder, &block);
     u64 best_date = 0;
     u32 best = 0;

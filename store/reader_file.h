@@ -6,7 +6,6 @@
 #include "base/file.h"
 #include "base/pool.h"
 
-struct app_t;
 struct reader_t;
 
 constexpr u32 reader_file_version = 1;
@@ -48,13 +47,13 @@ void reader_file_write(reader_t* reader, data_t* scratch, data_t path, file_erro
 // on any but reader_file_fine the reader is left empty.
 u32 reader_file_read(reader_t* reader, data_t path, file_error_t* error);
 
-// Saves with rotation. False when nothing could be saved; the reason is on log
-// channels 0 and 2.
-bool reader_save(app_t* app, reader_t* reader);
+// Saves into the storage folder `folder` with rotation, using the free part of
+// `scratch`. False when nothing could be saved; the reason is on log channels 0 and 2.
+bool reader_save(data_t* scratch, data_t folder, reader_t* reader);
 // Loads the newest store file of the storage folder, if there is one. False when
 // that file is damaged: `status` names it and why, and the caller must not go on
 // (a later save would bury the damaged file under a newer, emptier one).
-bool reader_load(app_t* app, reader_t* reader, reader_load_status_t* status);
+bool reader_load(data_t* scratch, data_t folder, reader_t* reader, reader_load_status_t* status);
 // The message for a failed load, for standard error: the file, what is wrong, and
 // what to do. Gives the bytes written (no terminator).
 u64 reader_load_message(const reader_load_status_t* status, char* buffer, u64 size);

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "app/app.h"
 #include "base/file.h"
 #include "base/log.h"
 #include "store/feed_merge.h"
@@ -201,8 +200,7 @@ static int tool_feed(int argc, char** argv) {
         return 2;
     }
 
-    app_t* app = (app_t*)data_allocate(sizeof(app_t)).bytes;
-    app->scratch = data_allocate(MIB(10));
+    data_t scratch = data_allocate(MIB(10));
     data_t codepoint_block = data_allocate(codepoint_set_size());
     codepoint_set_t codepoints = {};
     codepoint_set_init(&codepoints, &codepoint_block);
@@ -228,7 +226,7 @@ static int tool_feed(int argc, char** argv) {
         log_write_c_string(log_main, "Parsing: ");
         log_write(log_main, feed_address);
         log_write_c_string(log_main, "\n");
-        feed_t* feed = reader_merge_document(app, &reader, document, feed_address, nullptr);
+        feed_t* feed = reader_merge_document(&scratch, &reader, document, feed_address, nullptr);
         printf("== %s\n", argv[i]);
         if (!feed) {
             printf("no feed in this document\n");
@@ -238,7 +236,7 @@ static int tool_feed(int argc, char** argv) {
             print_feed(&reader, feed);
         }
         reader_check(&reader);
-        data_clear(&app->scratch);
+        data_clear(&scratch);
         data_free(&document);
         reader_release(&reader);
     }

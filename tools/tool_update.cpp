@@ -6,8 +6,7 @@
 #include <cstring>
 
 #include "app/app.h"
-#include "app/panel.h"
-#include "app/queries_drain.h"
+#include "app/update.h"
 #include "base/data.h"
 #include "base/log.h"
 #include "net/block_storage.h"
@@ -16,10 +15,10 @@
 #include "net/work_queue.h"
 #include "platform/wake.h"
 #include "store/codepoint_set.h"
-#include "store/feed_address.h"
 #include "store/reader.h"
 #include "store/reader_file.h"
 #include "tools/tool.h"
+#include "views/panel.h"
 
 static app_t update_app;
 static reader_t update_reader;
@@ -27,20 +26,18 @@ static panel_t update_panel;
 static query_t update_queries[query_table_size];
 static codepoint_set_t update_codepoints;
 
-// Addresses whose documents arrived, kept to name the feeds they went into.
+// Addresses whose documents were merged, kept to name the feeds they went into.
 static data_t update_done[query_table_size * 4];
 static u32 update_done_count;
 static u8 update_done_text[MIB(1)];
 static data_t update_done_block = data_make(sizeof(update_done_text), 0, update_done_text);
 
-static void update_note_finished() {
-    for (u64 i = 0; i < update_app.query_count; i++) {
-        query_t* query = &update_app.queries[i];
-        if (atomic_load_acquire_u32(&query->state) != query_state_finished || query->error) continue;
-        if (update_done_count == ARRAY_COUNT(update_done)) return;
-        u8* copy = data_push_string(&update_done_block, query->address.bytes, query->address.used);
-        if (copy) update_done[update_done_count++] = data_make(query->address.used, query->address.used, copy);
-    }
+// Noted by the drain itself: a download that finishes while the drain runs is
+// merged in that drain and must be named too.
+static void update_note_merged(void* context, data_t address) {
+    if (update_done_count == ARRAY_COUNT(update_done)) return;
+    u8* copy = data_push_string(&update_done_block, address.bytes, address.used);
+    if (copy) update_done[update_done_count++] = data_make(address.used, address.used, copy);
 }
 
 static bool update_pending() {
@@ -109,7 +106,7 @@ static int tool_update(int argc, char** argv) {
     codepoint_set_init(&update_codepoints, &codepoint_block);
     update_reader.codepoints = &update_codepoints;
     reader_load_status_t status = {};
-    if (!reader_load(&update_app, &update_reader, &status)) {
+    if (!reader_load(&update_app.scratch, update_app.storage_path, &update_reader, &status)) {
         char message[2048];
         u64 length = reader_load_message(&status, message, sizeof(message));
         fprintf(stderr, "%.*s\n", (int)length, message);
@@ -148,8 +145,7 @@ static int tool_update(int argc, char** argv) {
     while (update_pending()) {
         wake_wait(1000);
         user_start = log_channel(log_user)->text.used;
-        update_note_finished();
-        queries_drain(&update_app, &update_reader);
+        queries_drain(&update_app, &update_reader, update_note_merged, nullptr);
         data_clear(&update_app.scratch);
         update_print_user_log(user_start);
     }
@@ -160,7 +156,7 @@ static int tool_update(int argc, char** argv) {
     reader_check(&update_reader);
     update_print_feeds();
     user_start = log_channel(log_user)->text.used;
-    bool saved = reader_save(&update_app, &update_reader);
+    bool saved = reader_save(&update_app.scratch, update_app.storage_path, &update_reader);
     http_session_close(&http_error);
     if (!saved) {
         log_channel_t* user = log_channel(log_user);

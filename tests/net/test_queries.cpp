@@ -5,7 +5,6 @@
 
 #include <string>
 
-#include "app/app.h"
 #include "base/log.h"
 #include "base/text.h"
 #include "net/block_storage.h"
@@ -20,7 +19,7 @@ static query_t query_table[query_table_size];
 
 class Queries : public ::testing::Test {
 protected:
-    app_t app = {};
+    u64 table_count = query_table_size;
     static void SetUpTestSuite() {
         ASSERT_TRUE(query_server.start(NEWSLOOM_TEST_DATA "/feeds", false));
         memory_query_system(nullptr, nullptr, nullptr, nullptr);
@@ -39,12 +38,10 @@ protected:
     }
     void SetUp() override {
         for (query_t& q : query_table) q = query_t{};
-        app.queries = query_table;
-        app.query_count = query_table_size;
     }
     bool submit(const std::string& address) {
         data_t copy = query_address_copy(data_from_size(address.size(), address.data()));
-        return query_submit(&app, copy, query_new_feed);
+        return query_submit(query_table, table_count, copy, query_new_feed);
     }
     // What the frame loop does while idle: sleep until a worker posts, look.
     void wait_until_finished(u32 count) {
@@ -111,7 +108,7 @@ TEST_F(Queries, AFullTableOrRingRefusesInsteadOfStopping) {
     u64 log_start = log_channel(log_user)->text.used;
     block_storage_node_t before = *block_storage.free_list;
 
-    app.query_count = 2;
+    table_count = 2;
     EXPECT_TRUE(submit("http://127.0.0.1:1/a"));
     EXPECT_TRUE(submit("http://127.0.0.1:1/b"));
     EXPECT_FALSE(submit("http://127.0.0.1:1/c"));
@@ -121,7 +118,7 @@ TEST_F(Queries, AFullTableOrRingRefusesInsteadOfStopping) {
 
     // The ring takes 1023 jobs; the table has a slot for the 1024th, which is given
     // back along with its address.
-    app.query_count = query_table_size;
+    table_count = query_table_size;
     for (u32 i = 2; i < 1023; i++) ASSERT_TRUE(submit("http://127.0.0.1:1/" + std::to_string(i))) << i;
     EXPECT_FALSE(submit("http://127.0.0.1:1/last"));
     EXPECT_EQ(query_table[1023].state, 0u);

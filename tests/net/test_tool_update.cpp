@@ -1,5 +1,6 @@
 // newsloom-tool update as a user runs it: against the local server, into a fresh
-// folder, again over the saved store, and refusing a damaged newest file.
+// folder, again over the saved store, refusing a damaged newest file, and naming
+// every feed of a long list.
 #include <gtest/gtest.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -7,6 +8,7 @@
 
 #include <fstream>
 #include <string>
+#include <vector>
 
 #include "tests/net/feed_server.h"
 
@@ -86,6 +88,28 @@ TEST(ToolUpdate, UpdatesSavesAndRefusesADamagedStore) {
     EXPECT_EQ(store_files(store), before);
 
     EXPECT_EQ(run_tool("-path", folder).status, 2);
+    tool_server.stop();
+    ASSERT_EQ(system(("rm -rf '" + folder + "'").c_str()), 0);
+}
+
+// Downloads that finish while a drain runs are merged by it and must be named too.
+TEST(ToolUpdate, EveryMergedDownloadGetsItsLine) {
+    ASSERT_TRUE(tool_server.start(NEWSLOOM_TEST_DATA "/feeds", false));
+    std::string folder = temporary_folder("newsloom_tool_");
+    ASSERT_FALSE(folder.empty());
+    std::vector<std::string> addresses;
+    {
+        std::ofstream list(folder + "/list.txt");
+        for (int i = 0; i < 60; i++) {
+            addresses.push_back(tool_server.address(("/copy/" + std::to_string(i) + "/qemu.atom").c_str()));
+            list << addresses.back() << "\n";
+        }
+    }
+    tool_run_t run = run_tool("-path " + folder + "/store -list " + folder + "/list.txt", folder);
+    EXPECT_EQ(run.status, 0) << run.err;
+    for (const std::string& address : addresses) {
+        EXPECT_NE(run.out.find(address + ": 10 new entries\n"), std::string::npos) << address;
+    }
     tool_server.stop();
     ASSERT_EQ(system(("rm -rf '" + folder + "'").c_str()), 0);
 }

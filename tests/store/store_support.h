@@ -1,5 +1,5 @@
-// A reader as the program builds it, for the store's tests: scratch, code point
-// set, and the store itself, each in blocks of their own.
+// A reader as the program builds it, for the store's tests: scratch, storage
+// folder, code point set, and the store itself, each in blocks of their own.
 #pragma once
 
 #include <stdlib.h>
@@ -8,22 +8,23 @@
 #include <filesystem>
 #include <string>
 
-#include "app/app.h"
 #include "base/data.h"
 #include "base/file.h"
 #include "store/codepoint_set.h"
 #include "store/feed_merge.h"
 #include "store/reader.h"
+#include "store/reader_file.h"
 
 struct store_fixture_t {
-    app_t* app = nullptr;
+    data_t scratch = {};
+    data_t folder = {};  // the storage folder, over folder_buffer
+    u8 folder_buffer[4096];
     data_t codepoint_block = {};
     codepoint_set_t codepoints = {};
     reader_t reader = {};
 
     store_fixture_t() {
-        app = (app_t*)data_allocate(sizeof(app_t)).bytes;
-        app->scratch = data_allocate(MIB(10));
+        scratch = data_allocate(MIB(10));
         codepoint_block = data_allocate(codepoint_set_size());
         codepoint_set_init(&codepoints, &codepoint_block);
         reader_init(&reader);
@@ -32,7 +33,7 @@ struct store_fixture_t {
     ~store_fixture_t() {
         reader_release(&reader);
         data_free(&codepoint_block);
-        data_free(&app->scratch);
+        data_free(&scratch);
     }
 
     // The document's bytes live in the std::string; the merge may lend a byte of
@@ -40,14 +41,21 @@ struct store_fixture_t {
     feed_t* merge(std::string& document, const char* address, feed_t* feed = nullptr) {
         data_t bytes = data_from_size(document.size(), document.data());
         data_t where = data_from_size(strlen(address), address);
-        feed_t* merged = reader_merge_document(app, &reader, bytes, where, feed);
+        feed_t* merged = reader_merge_document(&scratch, &reader, bytes, where, feed);
         if (merged) {
             reader_ensure_meta(&reader, merged);
             reader_sort_feed(&reader, merged);
         }
-        data_clear(&app->scratch);
+        data_clear(&scratch);
         return merged;
     }
+    void use_folder(const std::string& path) {
+        bytes_copy(folder_buffer, path.data(), path.size());
+        folder = data_make(sizeof(folder_buffer), path.size(), folder_buffer);
+    }
+    bool save(reader_t* saved) { return reader_save(&scratch, folder, saved); }
+    bool save() { return save(&reader); }
+    bool load(reader_load_status_t* status) { return reader_load(&scratch, folder, &reader, status); }
 };
 
 // A new empty folder in the system's temporary folder.

@@ -467,15 +467,15 @@ TEST(FeedMerge, CutAndDamagedDocumentsNeverStop) {
 TEST(FeedMerge, MoreTagsThanScratchHoldsKeepsWholeItems) {
     store_fixture_t store;
     // Leave half a megabyte for the tokens beside the tree's blocks.
-    u64 taken = store.app->scratch.reserved - (5 * MIB(1) + KIB(512));
+    u64 taken = store.scratch.reserved - (5 * MIB(1) + KIB(512));
     std::string items;
     for (u32 i = 0; i < 5000; i++) items += "<item><guid>" + std::to_string(i) + "</guid></item>";
     std::string document = rss("", items);
     clear_user_log();
     data_t bytes = data_from_size(document.size(), document.data());
-    store.app->scratch.used = taken;
-    feed_t* feed = reader_merge_document(store.app, &store.reader, bytes, data_literal("http://example.com/t"), nullptr);
-    EXPECT_EQ(store.app->scratch.used, taken);
+    store.scratch.used = taken;
+    feed_t* feed = reader_merge_document(&store.scratch, &store.reader, bytes, data_literal("http://example.com/t"), nullptr);
+    EXPECT_EQ(store.scratch.used, taken);
     ASSERT_TRUE(feed);
     reader_ensure_meta(&store.reader, feed);
     EXPECT_GT(feed->entry_count, 1000u);
@@ -487,10 +487,10 @@ TEST(FeedMerge, MoreTagsThanScratchHoldsKeepsWholeItems) {
     reader_check(&store.reader);
 
     // With no room at all the document is refused with its line, and nothing else.
-    store.app->scratch.used = store.app->scratch.reserved - KIB(100);
+    store.scratch.used = store.scratch.reserved - KIB(100);
     clear_user_log();
-    EXPECT_EQ(reader_merge_document(store.app, &store.reader, bytes, data_literal("http://example.com/u"), nullptr),
+    EXPECT_EQ(reader_merge_document(&store.scratch, &store.reader, bytes, data_literal("http://example.com/u"), nullptr),
               nullptr);
     EXPECT_NE(user_log().find("http://example.com/u"), std::string::npos);
-    store.app->scratch.used = 0;
+    store.scratch.used = 0;
 }

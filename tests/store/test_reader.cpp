@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "app/panel.h"
 #include "store_support.h"
 
 namespace {
@@ -207,14 +206,6 @@ TEST(Reader, GenerationWalks) {
     // Without entries in range a feed doesn't show unless empty feeds are asked for.
     EXPECT_EQ(reader_first_feed(reader, false, 5, 5, 0, 0, 0, 0), nullptr);
     EXPECT_EQ(reader_first_feed(reader, true, 5, 5, 0, 0, 0, 0), feed);
-
-    app_t app = {};
-    panel_t panel = {};
-    app.panel = &panel;
-    generation_advance(&app, reader);
-    EXPECT_EQ(reader->generation, 6u);
-    EXPECT_EQ(panel.generation_min, 6u);
-    EXPECT_EQ(panel.generation_max, 6u);
 }
 
 TEST(Reader, StringsCommitAsTheyGrow) {

@@ -31,11 +31,6 @@ struct temp_folder_t {
     ~temp_folder_t() { fs::remove_all(path); }
 };
 
-void use_folder(app_t* app, const std::string& folder) {
-    bytes_copy(app->storage_path_buffer, folder.data(), folder.size());
-    app->storage_path = data_make(app_path_capacity, folder.size(), app->storage_path_buffer);
-}
-
 std::vector<std::string> bin_files(const std::string& folder) {
     std::vector<std::string> names;
     for (const auto& item : fs::directory_iterator(folder)) names.push_back(item.path().filename().string());
@@ -69,8 +64,8 @@ void merge_corpus(store_fixture_t* store, const char* file) {
 TEST(ReaderFile, EmptyStoreHasTheDesignedSize) {
     temp_folder_t folder;
     store_fixture_t store;
-    use_folder(store.app, folder.path + "/new");  // the save makes the folder
-    ASSERT_TRUE(reader_save(store.app, &store.reader));
+    store.use_folder(folder.path + "/new");  // the save makes the folder
+    ASSERT_TRUE(store.save());
     std::string path = only_store_file(folder.path + "/new");
     EXPECT_EQ(fs::file_size(path), 88u + 20 + 7 * 4 + 800 + 4 + 193 * 4 + 4);
     std::string name = fs::path(path).filename().string();
@@ -84,7 +79,7 @@ TEST(ReaderFile, EmptyStoreHasTheDesignedSize) {
 TEST(ReaderFile, SaveAndLoadGiveTheSameRecords) {
     temp_folder_t first_folder, second_folder;
     store_fixture_t store;
-    use_folder(store.app, first_folder.path);
+    store.use_folder(first_folder.path);
     merge_corpus(&store, "russcox.atom");
     store.reader.generation = 3;
     merge_corpus(&store, "atp.rss");
@@ -100,7 +95,7 @@ TEST(ReaderFile, SaveAndLoadGiveTheSameRecords) {
     // the set comes out sorted.
     codepoint_set_add(&store.codepoints, 0x2603);
     u32 codepoints = store.codepoints.count;
-    ASSERT_TRUE(reader_save(store.app, &store.reader));
+    ASSERT_TRUE(store.save());
     std::string saved = only_store_file(first_folder.path);
     EXPECT_EQ(store.codepoints.count, codepoints - 1);
     EXPECT_FALSE(codepoint_set_contains(&store.codepoints, 0x2603));
@@ -111,9 +106,9 @@ TEST(ReaderFile, SaveAndLoadGiveTheSameRecords) {
     codepoints = store.codepoints.count;
 
     store_fixture_t loaded;
-    use_folder(loaded.app, first_folder.path);
+    loaded.use_folder(first_folder.path);
     reader_load_status_t status;
-    ASSERT_TRUE(reader_load(loaded.app, &loaded.reader, &status));
+    ASSERT_TRUE(loaded.load(&status));
     EXPECT_EQ(status.problem, (u32)reader_file_fine);
     reader_t* reader = &loaded.reader;
     EXPECT_EQ(reader->feeds.entry_count, 4u);
@@ -134,8 +129,8 @@ TEST(ReaderFile, SaveAndLoadGiveTheSameRecords) {
     EXPECT_EQ(entry->generation, 2u);
 
     // A second save of what was loaded writes the same bytes.
-    use_folder(loaded.app, second_folder.path);
-    ASSERT_TRUE(reader_save(loaded.app, reader));
+    loaded.use_folder(second_folder.path);
+    ASSERT_TRUE(loaded.save(reader));
     EXPECT_EQ(file_bytes(only_store_file(second_folder.path)), file_bytes(saved));
 
     // The debug listing names every record.
@@ -157,7 +152,7 @@ TEST(ReaderFile, SaveAndLoadGiveTheSameRecords) {
 TEST(ReaderFile, IdsAndGenerationsAreDenseAfterASave) {
     temp_folder_t folder;
     store_fixture_t store;
-    use_folder(store.app, folder.path);
+    store.use_folder(folder.path);
     store.reader.generation = 2;
     merge_corpus(&store, "qemu.atom");
     store.reader.generation = 4;
@@ -170,7 +165,7 @@ TEST(ReaderFile, IdsAndGenerationsAreDenseAfterASave) {
     feed_t* omni = reader_find_feed_by_address(reader, data_literal("theomnishow.rss"));
     entry_t* first = feed_first_entry(reader, omni, 0, ~0u, 0, 0);
     reader_remove_entry(reader, first, omni);
-    ASSERT_TRUE(reader_save(store.app, reader));
+    ASSERT_TRUE(store.save(reader));
 
     EXPECT_EQ(reader->generation, 2u);  // generation 4 left with its feed
     EXPECT_EQ(reader->last_feed_id, 3u);
@@ -195,13 +190,13 @@ TEST(ReaderFile, IdsAndGenerationsAreDenseAfterASave) {
 TEST(ReaderFile, RotationKeepsTenAndLeavesOtherNamesAlone) {
     temp_folder_t folder;
     store_fixture_t store;
-    use_folder(store.app, folder.path);
+    store.use_folder(folder.path);
     for (int i = 0; i < 10; i++) {
         write_file(folder.path + "/feed_data_2020010" + std::to_string(i) + "_120000.bin", "old");
     }
     write_file(folder.path + "/feed_data_x.bin", "not a store");
     write_file(folder.path + "/notes.txt", "mine");
-    ASSERT_TRUE(reader_save(store.app, &store.reader));
+    ASSERT_TRUE(store.save());
     std::vector<std::string> names = bin_files(folder.path);
     EXPECT_EQ(names.size(), 12u);  // ten dated, the x file, the notes
     EXPECT_FALSE(fs::exists(folder.path + "/feed_data_20200100_120000.bin"));
@@ -214,9 +209,9 @@ TEST(ReaderFile, RotationKeepsTenAndLeavesOtherNamesAlone) {
     temp_folder_t lonely;
     write_file(lonely.path + "/feed_data_x.bin", "not a store");
     store_fixture_t other;
-    use_folder(other.app, lonely.path);
+    other.use_folder(lonely.path);
     reader_load_status_t status;
-    EXPECT_TRUE(reader_load(other.app, &other.reader, &status));
+    EXPECT_TRUE(other.load(&status));
     EXPECT_EQ(other.reader.feeds.entry_count, 0u);
     EXPECT_EQ(file_bytes(lonely.path + "/feed_data_x.bin"), "not a store");
 }
@@ -226,9 +221,9 @@ TEST(ReaderFile, DamagedNewestFileIsRefusedAndLeftInPlace) {
     std::string good;
     {
         store_fixture_t store;
-        use_folder(store.app, source.path);
+        store.use_folder(source.path);
         merge_corpus(&store, "489.rss");
-        ASSERT_TRUE(reader_save(store.app, &store.reader));
+        ASSERT_TRUE(store.save());
         good = file_bytes(only_store_file(source.path));
     }
     auto set_u32 = [](std::string bytes, u64 offset, u32 value) {
@@ -263,9 +258,9 @@ TEST(ReaderFile, DamagedNewestFileIsRefusedAndLeftInPlace) {
         write_file(older, good);
         write_file(newest, c.bytes);
         store_fixture_t store;
-        use_folder(store.app, folder.path);
+        store.use_folder(folder.path);
         reader_load_status_t status;
-        EXPECT_FALSE(reader_load(store.app, &store.reader, &status));
+        EXPECT_FALSE(store.load(&status));
         EXPECT_EQ(status.problem, c.problem);
         EXPECT_EQ(store.reader.feeds.entry_count, 0u);
         EXPECT_EQ(store.reader.strings.used, 0u);
@@ -288,13 +283,13 @@ TEST(ReaderFile, LinkTargetStringsLeaveBlockStorageAtASave) {
     }
     temp_folder_t folder;
     store_fixture_t store;
-    use_folder(store.app, folder.path);
+    store.use_folder(folder.path);
     const char text[] = "/usr/bin/mpv --fs";
     u8* edited = (u8*)block_storage_allocate(&block_storage, sizeof(text) - 1);
     ASSERT_TRUE(edited);
     memcpy(edited, text, sizeof(text) - 1);
     store.reader.link_targets[1].executable = data_make(sizeof(text) - 1, sizeof(text) - 1, edited);
-    ASSERT_TRUE(reader_save(store.app, &store.reader));
+    ASSERT_TRUE(store.save());
     data_t executable = store.reader.link_targets[1].executable;
     EXPECT_EQ(to_string(executable), text);
     EXPECT_FALSE(block_storage_contains(&block_storage, executable.bytes));
@@ -308,7 +303,7 @@ TEST(ReaderFile, LinkTargetStringsLeaveBlockStorageAtASave) {
 TEST(ReaderFile, SaveRebuildsCodepointsAsAPlainDecodeFindsThem) {
     temp_folder_t folder;
     store_fixture_t store;
-    use_folder(store.app, folder.path);
+    store.use_folder(folder.path);
     merge_corpus(&store, "kc0011.rss");
     const std::string pieces[] = {
         "plain text\twith a tab\nand a line",
@@ -333,7 +328,7 @@ TEST(ReaderFile, SaveRebuildsCodepointsAsAPlainDecodeFindsThem) {
         data_t* strings[3] = {&target->name, &target->executable, &target->queue};
         *strings[i % 3] = reader_store_string(&store.reader, data_from_size(buckets[i].size(), buckets[i].data()));
     }
-    ASSERT_TRUE(reader_save(store.app, &store.reader));
+    ASSERT_TRUE(store.save());
 
     std::vector<bool> expected(0x110000, false);
     for (u32 c : codepoint_defaults.values) expected[c] = true;
@@ -383,30 +378,30 @@ TEST(ReaderFile, FileDateOfNames) {
 TEST(ReaderFile, KillDuringSaveLeavesTheNewestFileWhole) {
     temp_folder_t folder;
     store_fixture_t store;
-    use_folder(store.app, folder.path);
+    store.use_folder(folder.path);
     merge_corpus(&store, "russcox.atom");
     merge_corpus(&store, "atp.rss");
     merge_corpus(&store, "cloudblog.rss");
-    ASSERT_TRUE(reader_save(store.app, &store.reader));
+    ASSERT_TRUE(store.save());
     const u32 delays_us[] = {300, 1500, 4000, 9000, 20000};
     for (u32 delay : delays_us) {
         pid_t child = fork();
         ASSERT_GE(child, 0);
         if (child == 0) {
-            for (;;) reader_save(store.app, &store.reader);
+            for (;;) store.save();
         }
         usleep(delay);
         kill(child, SIGKILL);
         int status = 0;
         waitpid(child, &status, 0);
         store_fixture_t loaded;
-        use_folder(loaded.app, folder.path);
+        loaded.use_folder(folder.path);
         reader_load_status_t load;
-        ASSERT_TRUE(reader_load(loaded.app, &loaded.reader, &load)) << "killed after " << delay << " us";
+        ASSERT_TRUE(loaded.load(&load)) << "killed after " << delay << " us";
         EXPECT_EQ(loaded.reader.feeds.entry_count, 3u);
         EXPECT_EQ(loaded.reader.entries.entry_count, store.reader.entries.entry_count);
     }
     write_file(folder.path + "/feed_data_20200101_000000.bin.new", "half");
-    ASSERT_TRUE(reader_save(store.app, &store.reader));
+    ASSERT_TRUE(store.save());
     for (const std::string& name : bin_files(folder.path)) EXPECT_EQ(name.find(".new"), std::string::npos) << name;
 }

@@ -213,7 +213,7 @@ TEST(XmlScanner, StoredTextDecodesEntities) {
     for (const case_t& c : cases) {
         std::string raw = c.raw;
         data_t field = {};
-        data_t arena = data_free_view_64(&store.app->scratch);
+        data_t arena = data_free_view_64(&store.scratch);
         reader_store_text(&store.reader, data_from_size(raw.size(), raw.data()), &field, &store.codepoints, 1,
                           &arena);
         EXPECT_EQ(to_string(field), c.stored) << c.raw;
@@ -226,7 +226,7 @@ TEST(XmlScanner, NewCodePointsJoinTheSetInOrderOfFirstAppearance) {
     u32 before = store.codepoints.count;
     std::string raw = "\xe2\x82\xac \xce\xb1\xce\xb2\xce\xb1 &#x3b3; \t";  // euro is a default; alpha, beta, gamma, tab
     data_t field = {};
-    data_t arena = data_free_view_64(&store.app->scratch);
+    data_t arena = data_free_view_64(&store.scratch);
     reader_store_text(&store.reader, data_from_size(raw.size(), raw.data()), &field, &store.codepoints, 1, &arena);
     ASSERT_EQ(store.codepoints.count, before + 4);
     EXPECT_EQ(store.codepoints.values[before + 0], 0x3B1u);

@@ -1,16 +1,16 @@
 // The update road as the program walks it, on real workers and a local server:
-// address, download, drain and merge, save and load; failures in the log panel;
-// an address queued twice; a feed removed while it downloads; F5 twice.
+// address lists, download, drain and merge, save and load; failures in the log
+// panel; an address queued twice; a feed removed while it downloads; F5 twice.
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
 #include <algorithm>
+#include <fstream>
 #include <string>
 #include <vector>
 
 #include "app/app.h"
-#include "app/panel.h"
-#include "app/queries_drain.h"
+#include "app/update.h"
 #include "base/log.h"
 #include "base/text.h"
 #include "net/block_storage.h"
@@ -20,9 +20,11 @@
 #include "platform/wake.h"
 #include "store/codepoint_set.h"
 #include "store/feed_address.h"
+#include "store/feed_merge.h"
 #include "store/reader.h"
 #include "store/reader_file.h"
 #include "tests/net/feed_server.h"
+#include "views/panel.h"
 
 static feed_server_t update_server;
 static query_t update_table[query_table_size];
@@ -96,6 +98,14 @@ protected:
             data_clear(&app.scratch);
         }
     }
+    // What the table holds queued: address and feed id, in slot order.
+    std::vector<std::pair<std::string, u32>> queued() {
+        std::vector<std::pair<std::string, u32>> list;
+        for (query_t& q : update_table) {
+            if (q.state == query_state_queued) list.push_back({std::string((char*)q.address.bytes, q.address.used), q.feed_id});
+        }
+        return list;
+    }
     u32 feed_count() { return reader->feeds.entry_count; }
     feed_t* feed_at(const std::string& address) {
         return reader_find_feed_by_address(reader, data_from_size(address.size(), address.data()));
@@ -130,13 +140,13 @@ TEST_F(Update, AddressDownloadMergeSaveLoadGivesEqualRecords) {
         EXPECT_GT(feed->entry_count, 0u) << a;
         EXPECT_NE(reader_find_meta(reader, feed->id), nullptr) << a;
     }
-    ASSERT_TRUE(reader_save(&app, reader));
+    ASSERT_TRUE(reader_save(&app.scratch, app.storage_path, reader));
     std::string saved = dump(reader);
     EXPECT_GT(saved.size(), 10000u);
 
     reader_t* loaded = new_reader();
     reader_load_status_t status = {};
-    ASSERT_TRUE(reader_load(&app, loaded, &status));
+    ASSERT_TRUE(reader_load(&app.scratch, app.storage_path, loaded, &status));
     EXPECT_EQ(dump(loaded), saved);
     reader_release(loaded);
     delete loaded;
@@ -259,4 +269,46 @@ TEST_F(Update, TheSelectedEntryStaysSelectedAcrossItsFeedsUpdate) {
     ASSERT_NE(panel.selected_entry, nullptr);
     data_t now = entry_unique_id(panel.selected_entry);
     EXPECT_EQ(std::string((char*)now.bytes, now.used), unique_id);
+}
+
+TEST_F(Update, AnAddressListQueuesEachLineOnceAndKnownAddressesAsUpdates) {
+    // No workers: the jobs wait in the ring and the slots keep what was queued.
+    thread_terminate(&thread_queue);
+    thread_queue_create(&thread_queue, 0);
+    std::string document = "<feed><title>known</title></feed>";
+    feed_t* known = reader_merge_document(&app.scratch, reader, data_from_size(document.size(), document.data()),
+                                          data_literal("http://example.com/known"), nullptr);
+    ASSERT_TRUE(known);
+
+    std::string path = folder + "/list.txt";
+    std::ofstream(path, std::ios::binary)
+        << "http://example.com/a\r\n\r\n   \r\n  http://example.com/known\r\nhttps://www.youtube.com/user/"
+           "someone/videos\nhttp://example.com/b with blank \n";
+    reader_add_address_list(&app, reader, data_from_size(path.size(), path.data()));
+    EXPECT_EQ(reader->generation, 1u);
+    EXPECT_EQ(panel.generation_min, 1u);
+    EXPECT_EQ(panel.generation_max, 1u);
+    std::vector<std::pair<std::string, u32>> expected = {
+        {"http://example.com/a", query_new_feed},
+        {"http://example.com/known", known->id},
+        {std::string(youtube_feed_address) + "user=someone", query_new_feed},
+        {"http://example.com/b with blank ", query_new_feed},
+    };
+    EXPECT_EQ(queued(), expected);
+    for (query_t& q : update_table) {
+        if (!q.state) continue;
+        EXPECT_EQ(q.address.bytes[q.address.used], 0) << "a zero byte behind";
+    }
+
+    // Only blanks, or a missing list: nothing queued, and the generation moved only
+    // once in the run.
+    add("   ");
+    reader_add_address(&app, reader, data_t{});
+    std::string missing = folder + "/none.txt";
+    reader_add_address_list(&app, reader, data_from_size(missing.size(), missing.data()));
+    EXPECT_EQ(queued().size(), 4u);
+    EXPECT_EQ(reader->generation, 1u);
+    for (query_t& q : update_table) {
+        if (q.state) block_storage_free(&block_storage, q.address.bytes, q.address.reserved);
+    }
 }

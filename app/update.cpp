@@ -1,9 +1,10 @@
-// Draining the query table: failures to the logs and the log panel, documents
-// into the reader, with the selection found again after each merge.
-#include "app/queries_drain.h"
+// The update road: requests that fill query slots, and the drain of finished
+// ones, with failures to the logs and the log panel, documents into the reader,
+// and the selection found again after each merge.
+#include "app/update.h"
 
 #include "app/app.h"
-#include "app/panel.h"
+#include "base/file.h"
 #include "base/log.h"
 #include "base/text.h"
 #include "net/block_storage.h"
@@ -11,12 +12,72 @@
 #include "net/queries.h"
 #include "platform/thread.h"
 #include "profiler/profiler.h"
+#include "store/feed_address.h"
 #include "store/feed_merge.h"
 #include "store/reader.h"
+#include "views/panel.h"
 
-static void user_paragraph_start() {
-    log_channel_t* user = log_channel(log_user);
-    if (user->text.used || user->overflowed) log_write(log_user, data_literal("\n\n"));
+void generation_advance(app_t* app, reader_t* reader) {
+    reader->generation += 1;
+    if (app->panel) {
+        app->panel->generation_min = reader->generation;
+        app->panel->generation_max = reader->generation;
+    }
+}
+
+// The first request of a run moves the generation on, so that the left panel
+// shows what is about to come in.
+static void update_generation(app_t* app, reader_t* reader) {
+    if (app->start_generation == reader->generation) generation_advance(app, reader);
+    ASSERT(reader->generation > 0);
+}
+
+void feed_update(app_t* app, reader_t* reader, feed_t* feed) {
+    ASSERT(feed_is_alive(feed));
+    query_submit(app->queries, app->query_count, query_address_copy(feed->address), feed->id);
+}
+
+void reader_update_selected(app_t* app, reader_t* reader) {
+    update_generation(app, reader);
+    feed_t* feed = app->panel ? app->panel->selected_feed : nullptr;
+    if (feed) feed_update(app, reader, feed);
+}
+
+void reader_update_all(app_t* app, reader_t* reader) {
+    update_generation(app, reader);
+    pool_iterator_t walk = pool_iterator_start(&reader->feeds, sizeof(feed_t), feed_is_alive);
+    while (feed_t* feed = (feed_t*)pool_iterator_next(&walk)) {
+        if (!feed_is_deleted(feed)) feed_update(app, reader, feed);
+    }
+}
+
+void reader_add_address(app_t* app, reader_t* reader, data_t address) {
+    update_generation(app, reader);
+    if (address.used == 0) return;
+    u8 buffer[feed_address_capacity];
+    data_t text = feed_address_normalise(address, buffer);
+    if (text.used == 0) return;
+    data_t copy = query_address_copy(text);
+    u32 feed_id = query_new_feed;
+    feed_t* feed = reader_find_feed_by_address(reader, text);
+    if (feed) feed_id = feed->id;
+    query_submit(app->queries, app->query_count, copy, feed_id);
+}
+
+void reader_add_address_list(app_t* app, reader_t* reader, data_t path) {
+    update_generation(app, reader);
+    file_error_t error = 0;
+    data_t block = file_read_all(path, false, &error);
+    u8* p = block.bytes;
+    u8* end = block.bytes + (error ? 0 : block.used);
+    while (p && p < end) {
+        while (p < end && char_is_space(*p)) p++;
+        u8* line = p;
+        while (p < end && *p != '\n' && *p != '\r') p++;
+        if (p > line) reader_add_address(app, reader, data_from_range(line, p));
+        while (p < end && (*p == '\n' || *p == '\r')) p++;
+    }
+    data_free(&block);
 }
 
 static void drain_failure(app_t* app, query_t* query) {
@@ -33,7 +94,7 @@ static void drain_failure(app_t* app, query_t* query) {
     log_write(log_main, name);
     log_write(log_main, data_literal("\n"));
 
-    user_paragraph_start();
+    log_paragraph_start(log_user);
     log_write(log_user, data_literal("Error while retrieving feed: "));
     log_write(log_user, query->address);
     log_write(log_user, data_literal("\n    Returned ("));
@@ -45,7 +106,8 @@ static void drain_failure(app_t* app, query_t* query) {
     // rare and the leak small.
 }
 
-static void drain_merge(app_t* app, reader_t* reader, query_t* query, feed_t* feed) {
+static void drain_merge(app_t* app, reader_t* reader, query_t* query, feed_t* feed, drain_merged_t merged_note,
+                        void* context) {
     PROFILE_ZONE(queries_check_not_removed);
     panel_t* panel = app->panel;
     log_write(log_main, data_literal("Parsing: "));
@@ -69,7 +131,8 @@ static void drain_merge(app_t* app, reader_t* reader, query_t* query, feed_t* fe
         unique_id = data_t{};
     }
 
-    feed_t* merged = reader_merge_document(app, reader, query->data, query->address, feed);
+    feed_t* merged = reader_merge_document(&app->scratch, reader, query->data, query->address, feed);
+    if (merged_note) merged_note(context, query->address);
 
     if (by_unique_id && unique_id.used) {
         ASSERT(panel->selected_feed != nullptr);
@@ -92,7 +155,7 @@ static void drain_merge(app_t* app, reader_t* reader, query_t* query, feed_t* fe
     panel->selected_entry = reader_find_entry_by_id(reader, kept_feed_id, kept_entry_id);
 }
 
-void queries_drain(app_t* app, reader_t* reader) {
+void queries_drain(app_t* app, reader_t* reader, drain_merged_t merged, void* context) {
     for (u64 i = 0; i < app->query_count; i++) {
         query_t* query = &app->queries[i];
         if (atomic_load_acquire_u32(&query->state) != query_state_finished) continue;
@@ -114,12 +177,12 @@ void queries_drain(app_t* app, reader_t* reader) {
             // The same new address was queued twice and the first copy made the
             // feed: this result merges into it rather than making a second one.
             if (feed) {
-                user_paragraph_start();
+                log_paragraph_start(log_user);
                 log_write(log_user, data_literal("Queued twice, merged into one feed: "));
                 log_write(log_user, query->address);
             }
         }
-        drain_merge(app, reader, query, feed);
+        drain_merge(app, reader, query, feed, merged, context);
         atomic_store_release_u32(&query->state, query_state_free);
     }
 }
