@@ -52,11 +52,6 @@ void* pool_alloc(pool_t* pool, u64 entry_size) {
     return pool->entries + (u64)pool->free_slots[pool->max_entry_count - pool->entry_count] * entry_size;
 }
 
-void* pool_at(pool_t* pool, u64 entry_size, u64 index) {
-    ASSERT(pool);
-    return pool->entries + index * entry_size;
-}
-
 u64 pool_index_of(pool_t* pool, u64 entry_size, void* entry) {
     return (u64)((u8*)entry - pool->entries) / entry_size;
 }

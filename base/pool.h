@@ -35,7 +35,11 @@ void pool_destroy(pool_t* pool);
 // Fills the free stack in its fresh order: slots come out 0, 1, 2, ...
 void pool_reset_free_stack(pool_t* pool);
 void* pool_alloc(pool_t* pool, u64 entry_size);
-void* pool_at(pool_t* pool, u64 entry_size, u64 index);
+// Inline: the store's walks call it once per slot.
+inline void* pool_at(pool_t* pool, u64 entry_size, u64 index) {
+    ASSERT(pool);
+    return pool->entries + index * entry_size;
+}
 u64 pool_index_of(pool_t* pool, u64 entry_size, void* entry);
 void pool_release(pool_t* pool, void* entry, u64 entry_size);
 void pool_release_index(pool_t* pool, u32 index);

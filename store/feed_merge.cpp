@@ -10,8 +10,6 @@
 #include "store/reader_seams.h"
 #include "store/xml_scanner.h"
 
-#define READER_SLOT(type, pool, index) ((type*)((pool).entries + (u64)(index) * sizeof(type)))
-
 struct merge_t {
     reader_t* reader;
     data_t* arena;
@@ -50,7 +48,7 @@ static u32 reader_find_category_by_term(reader_t* reader, data_t term) {
     u32 id = 0;
     u32 seen = 0;
     for (u32 i = 0; i < reader->categories.max_entry_count && seen < reader->categories.entry_count; i++) {
-        category_t* category = READER_SLOT(category_t, reader->categories, i);
+        category_t* category = (category_t*)pool_at(&reader->categories, sizeof(category_t), i);
         if (!category->id) continue;
         seen++;
         if (reader_text_equal(category->term, term)) id = category->id;
@@ -62,7 +60,7 @@ static u32 reader_find_person_by_name(reader_t* reader, data_t name) {
     u32 id = 0;
     u32 seen = 0;
     for (u32 i = 0; i < reader->persons.max_entry_count && seen < reader->persons.entry_count; i++) {
-        person_t* person = READER_SLOT(person_t, reader->persons, i);
+        person_t* person = (person_t*)pool_at(&reader->persons, sizeof(person_t), i);
         if (!person->id) continue;
         seen++;
         if (reader_text_equal(person->name, name)) id = person->id;
@@ -89,7 +87,7 @@ bool reader_add_category(reader_t* reader, u32 encoding, category_t* record, u32
     if (id != 0) {
         u32 seen = 0;
         for (u32 i = 0; i < reader->relations.max_entry_count && seen < *count; i++) {
-            relation_t* relation = READER_SLOT(relation_t, reader->relations, i);
+            relation_t* relation = (relation_t*)pool_at(&reader->relations, sizeof(relation_t), i);
             if (relation->kind != kind || relation->owner_id != owner_id) continue;
             seen++;
             if (relation->target_id == id) needed = false;
@@ -120,7 +118,7 @@ bool reader_add_person(reader_t* reader, u32 encoding, person_t* record, u32 kin
         // and an entry can thereby hide a relation. Kept as the store always did.
         u32 seen = 0;
         for (u32 i = 0; i < reader->relations.max_entry_count && seen < *count; i++) {
-            relation_t* relation = READER_SLOT(relation_t, reader->relations, i);
+            relation_t* relation = (relation_t*)pool_at(&reader->relations, sizeof(relation_t), i);
             if (!relation_is_alive(relation) || relation->owner_id != owner_id) continue;
             seen++;
             if (relation->target_id == id) needed = false;

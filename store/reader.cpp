@@ -98,7 +98,6 @@ bool flags_match(u32 value, u32 required, u32 allowed) {
 }
 
 // Slot access without the iterator, for walks that stop on a count.
-#define READER_SLOT(type, pool, index) ((type*)((pool).entries + (u64)(index) * sizeof(type)))
 
 // ---------------------------------------------------------------------------
 // Finding
@@ -106,7 +105,7 @@ bool flags_match(u32 value, u32 required, u32 allowed) {
 feed_t* reader_find_feed_by_id(reader_t* reader, u32 id) {
     u32 seen = 0;
     for (u32 i = 0; i < reader->feeds.max_entry_count && seen < reader->feeds.entry_count; i++) {
-        feed_t* feed = READER_SLOT(feed_t, reader->feeds, i);
+        feed_t* feed = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i);
         if (!feed_is_alive(feed)) continue;
         seen++;
         if (feed->id == id) return feed;
@@ -117,7 +116,7 @@ feed_t* reader_find_feed_by_id(reader_t* reader, u32 id) {
 feed_t* reader_find_feed_by_address(reader_t* reader, data_t address) {
     u32 seen = 0;
     for (u32 i = 0; i < reader->feeds.max_entry_count && seen < reader->feeds.entry_count; i++) {
-        feed_t* feed = READER_SLOT(feed_t, reader->feeds, i);
+        feed_t* feed = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i);
         if (!feed_is_alive(feed)) continue;
         seen++;
         if (data_equal(feed->address, address)) return feed;
@@ -130,7 +129,7 @@ entry_t* reader_find_entry_by_id(reader_t* reader, u32 feed_id, u32 entry_id) {
     if (!feed) return nullptr;
     u32 seen = 0;
     for (u32 i = 0; i < reader->entries.max_entry_count && seen < feed->entry_count; i++) {
-        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        entry_t* entry = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), i);
         if (!entry_is_alive(entry) || entry->feed_id != feed_id) continue;
         seen++;
         if (entry->id == entry_id) return entry;
@@ -153,7 +152,7 @@ entry_t* reader_find_entry_by_unique_id_beside(reader_t* reader, u32 feed_id, da
     if (unique_id.used == 0) return nullptr;
     u32 seen = 0;
     for (u32 i = 0; i < reader->entries.max_entry_count && seen < reader->entries.entry_count; i++) {
-        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        entry_t* entry = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), i);
         if (entry == pending) seen++;
         if (!entry_is_alive(entry)) continue;
         seen++;
@@ -168,7 +167,7 @@ category_t* reader_find_category(reader_t* reader, u32 id) {
     if (id == 0) return nullptr;
     u32 seen = 0;
     for (u32 i = 0; i < reader->categories.max_entry_count && seen < reader->categories.entry_count; i++) {
-        category_t* category = READER_SLOT(category_t, reader->categories, i);
+        category_t* category = (category_t*)pool_at(&reader->categories, sizeof(category_t), i);
         if (!category->id) continue;
         seen++;
         if (category->id == id) return category;
@@ -180,7 +179,7 @@ person_t* reader_find_person(reader_t* reader, u32 id) {
     if (id == 0) return nullptr;
     u32 seen = 0;
     for (u32 i = 0; i < reader->persons.max_entry_count && seen < reader->persons.entry_count; i++) {
-        person_t* person = READER_SLOT(person_t, reader->persons, i);
+        person_t* person = (person_t*)pool_at(&reader->persons, sizeof(person_t), i);
         if (!person->id) continue;
         seen++;
         if (person->id == id) return person;
@@ -192,7 +191,7 @@ feed_meta_t* reader_find_meta(reader_t* reader, u32 feed_id) {
     if (feed_id == 0) return nullptr;
     u32 seen = 0;
     for (u32 i = 0; i < reader->metas.max_entry_count && seen < reader->metas.entry_count; i++) {
-        feed_meta_t* meta = READER_SLOT(feed_meta_t, reader->metas, i);
+        feed_meta_t* meta = (feed_meta_t*)pool_at(&reader->metas, sizeof(feed_meta_t), i);
         if (!meta->feed_id) continue;
         seen++;
         if (meta->feed_id == feed_id) return meta;
@@ -215,7 +214,7 @@ data_t entry_title(const entry_t* entry) {
 data_t reader_atom_link_by_rel(reader_t* reader, u32 owner_id, u32 count, u32 owner_kind, u32 rel) {
     u32 seen = 0;
     for (u32 i = 0; i < reader->atom_links.max_entry_count && seen < count; i++) {
-        atom_link_t* link = READER_SLOT(atom_link_t, reader->atom_links, i);
+        atom_link_t* link = (atom_link_t*)pool_at(&reader->atom_links, sizeof(atom_link_t), i);
         if (link->owner_kind != owner_kind || link->owner_id != owner_id) continue;
         seen++;
         if (link->rel == rel) return link->href;
@@ -287,7 +286,7 @@ void entry_mark_deleted(entry_t* entry) {
 static void feed_entries_set_deleted(reader_t* reader, feed_t* feed, bool deleted) {
     u32 seen = 0;
     for (u32 i = 0; i < reader->entries.max_entry_count && seen < feed->entry_count; i++) {
-        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        entry_t* entry = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), i);
         if (!entry_is_alive(entry) || entry->feed_id != feed->id) continue;
         seen++;
         if (deleted) {
@@ -333,7 +332,7 @@ static void reader_release_relations(reader_t* reader, u32 owner_id, const u32* 
         return sum;
     };
     for (u32 i = 0; i < reader->relations.max_entry_count && remaining() > 0; i++) {
-        relation_t* relation = READER_SLOT(relation_t, reader->relations, i);
+        relation_t* relation = (relation_t*)pool_at(&reader->relations, sizeof(relation_t), i);
         if (relation->owner_id != owner_id) continue;
         for (u32 k = 0; k < kind_count; k++) {
             if (relation->kind == kinds[k] && *counts[k] > 0) {
@@ -348,7 +347,7 @@ static void reader_release_relations(reader_t* reader, u32 owner_id, const u32* 
 
 void reader_remove_atom_links(reader_t* reader, u32 owner_id, u32* link_count, u32 owner_kind) {
     for (u32 i = 0; i < reader->atom_links.max_entry_count && *link_count > 0; i++) {
-        atom_link_t* link = READER_SLOT(atom_link_t, reader->atom_links, i);
+        atom_link_t* link = (atom_link_t*)pool_at(&reader->atom_links, sizeof(atom_link_t), i);
         if (link->owner_kind != owner_kind || link->owner_id != owner_id) continue;
         link->owner_kind = atom_owner_free;
         pool_release(&reader->atom_links, link, sizeof(atom_link_t));
@@ -380,7 +379,7 @@ void reader_remove_entry(reader_t* reader, entry_t* entry, feed_t* feed) {
 
 void reader_remove_feed(reader_t* reader, feed_t* feed) {
     for (u32 i = 0; i < reader->entries.max_entry_count && feed->entry_count > 0; i++) {
-        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        entry_t* entry = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), i);
         if (entry_is_alive(entry) && entry->feed_id == feed->id) reader_remove_entry(reader, entry, feed);
     }
     ASSERT(feed->entry_count == 0);
@@ -406,7 +405,7 @@ void reader_remove_feed(reader_t* reader, feed_t* feed) {
 
 void reader_purge_deleted(reader_t* reader) {
     for (u32 i = 0; i < reader->feeds.max_entry_count; i++) {
-        feed_t* feed = READER_SLOT(feed_t, reader->feeds, i);
+        feed_t* feed = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i);
         if (!feed_is_alive(feed)) continue;
         if (feed_is_deleted(feed)) {
             reader_remove_feed(reader, feed);
@@ -415,7 +414,7 @@ void reader_purge_deleted(reader_t* reader) {
         u32 count = feed->entry_count;
         u32 seen = 0;
         for (u32 j = 0; j < reader->entries.max_entry_count && seen < count; j++) {
-            entry_t* entry = READER_SLOT(entry_t, reader->entries, j);
+            entry_t* entry = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), j);
             if (!entry_is_alive(entry) || entry->feed_id != feed->id) continue;
             seen++;
             if (entry_is_deleted(entry)) reader_remove_entry(reader, entry, feed);
@@ -447,7 +446,7 @@ static target_set_t* reader_targets(reader_t* reader, u32 first_kind, u32 last_k
     }
     u32 seen = 0;
     for (u32 i = 0; i < reader->relations.max_entry_count && seen < reader->relations.entry_count; i++) {
-        relation_t* relation = READER_SLOT(relation_t, reader->relations, i);
+        relation_t* relation = (relation_t*)pool_at(&reader->relations, sizeof(relation_t), i);
         if (!relation_is_alive(relation)) continue;
         seen++;
         if (relation->kind < first_kind || relation->kind > last_kind) continue;
@@ -478,7 +477,7 @@ void reader_remove_unused_categories(reader_t* reader) {
     reader->categories_maybe_unused = 0;
     target_set_t* targets = reader_targets(reader, relation_rss_feed_category, relation_atom_entry_category);
     for (u32 i = 0; i < reader->categories.max_entry_count; i++) {
-        category_t* category = READER_SLOT(category_t, reader->categories, i);
+        category_t* category = (category_t*)pool_at(&reader->categories, sizeof(category_t), i);
         if (!category->id) continue;
         if (target_set_has(targets, category->id)) continue;
         category->id = 0;
@@ -491,7 +490,7 @@ void reader_remove_unused_persons(reader_t* reader) {
     reader->persons_maybe_unused = 0;
     target_set_t* targets = reader_targets(reader, relation_atom_feed_author, relation_atom_entry_contributor);
     for (u32 i = 0; i < reader->persons.max_entry_count; i++) {
-        person_t* person = READER_SLOT(person_t, reader->persons, i);
+        person_t* person = (person_t*)pool_at(&reader->persons, sizeof(person_t), i);
         if (!person->id) continue;
         if (target_set_has(targets, person->id)) continue;
         person->id = 0;
@@ -512,7 +511,7 @@ bool reader_has_entry_in_range(reader_t* reader, u32 first_generation, u32 last_
                                u32 allowed) {
     u32 seen = 0;
     for (u32 i = 0; i < reader->entries.max_entry_count && seen < reader->entries.entry_count; i++) {
-        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        entry_t* entry = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), i);
         if (!entry_is_alive(entry)) continue;
         seen++;
         if (entry_matches(entry, first_generation, last_generation, required, allowed)) return true;
@@ -545,7 +544,7 @@ entry_t* feed_first_entry(reader_t* reader, feed_t* feed, u32 first_generation, 
     if (!feed) return nullptr;
     u32 seen = 0;
     for (u32 i = 0; i < reader->entries.max_entry_count && seen < reader->entries.entry_count; i++) {
-        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        entry_t* entry = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), i);
         if (!entry_is_alive(entry)) continue;
         seen++;
         if (entry_of_feed_matches(entry, feed, first_generation, last_generation, required, allowed)) return entry;
@@ -558,7 +557,7 @@ entry_t* feed_last_entry(reader_t* reader, feed_t* feed, u32 first_generation, u
     if (!feed) return nullptr;
     entry_t* last = nullptr;
     for (u32 i = 0; i < reader->entries.max_entry_count; i++) {
-        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        entry_t* entry = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), i);
         if (entry_of_feed_matches(entry, feed, first_generation, last_generation, required, allowed)) last = entry;
     }
     return last;
@@ -570,7 +569,7 @@ entry_t* feed_previous_entry(reader_t* reader, feed_t* feed, entry_t* entry, u32
     u64 index = pool_index_of(&reader->entries, sizeof(entry_t), entry);
     while (index > 0) {
         index--;
-        entry_t* other = READER_SLOT(entry_t, reader->entries, index);
+        entry_t* other = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), index);
         if (entry_of_feed_matches(other, feed, first_generation, last_generation, required, allowed)) return other;
     }
     return nullptr;
@@ -581,7 +580,7 @@ entry_t* feed_next_entry(reader_t* reader, feed_t* feed, entry_t* entry, u32 fir
     if (!feed || !entry) return nullptr;
     u64 index = pool_index_of(&reader->entries, sizeof(entry_t), entry);
     for (u64 i = index + 1; i < reader->entries.max_entry_count; i++) {
-        entry_t* other = READER_SLOT(entry_t, reader->entries, i);
+        entry_t* other = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), i);
         if (entry_of_feed_matches(other, feed, first_generation, last_generation, required, allowed)) return other;
     }
     return nullptr;
@@ -601,7 +600,7 @@ static bool feed_matches(reader_t* reader, feed_t* feed, bool show_empty, u32 fi
 feed_t* reader_first_feed(reader_t* reader, bool show_empty, u32 first_generation, u32 last_generation,
                           u32 required, u32 allowed, u32 entry_required, u32 entry_allowed) {
     for (u32 i = 0; i < reader->feeds.max_entry_count; i++) {
-        feed_t* feed = READER_SLOT(feed_t, reader->feeds, i);
+        feed_t* feed = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i);
         if (feed_matches(reader, feed, show_empty, first_generation, last_generation, required, allowed,
                          entry_required, entry_allowed)) {
             return feed;
@@ -613,7 +612,7 @@ feed_t* reader_first_feed(reader_t* reader, bool show_empty, u32 first_generatio
 feed_t* reader_last_feed(reader_t* reader, bool show_empty, u32 first_generation, u32 last_generation,
                          u32 required, u32 allowed, u32 entry_required, u32 entry_allowed) {
     for (u32 i = reader->feeds.max_entry_count; i > 0; i--) {
-        feed_t* feed = READER_SLOT(feed_t, reader->feeds, i - 1);
+        feed_t* feed = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i - 1);
         if (feed_matches(reader, feed, show_empty, first_generation, last_generation, required, allowed,
                          entry_required, entry_allowed)) {
             return feed;
@@ -629,7 +628,7 @@ feed_t* reader_previous_feed(reader_t* reader, feed_t* feed, bool show_empty, u3
     u64 index = pool_index_of(&reader->feeds, sizeof(feed_t), feed);
     while (index > 0) {
         index--;
-        feed_t* other = READER_SLOT(feed_t, reader->feeds, index);
+        feed_t* other = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), index);
         if (feed_matches(reader, other, show_empty, first_generation, last_generation, required, allowed,
                          entry_required, entry_allowed)) {
             return other;
@@ -644,7 +643,7 @@ feed_t* reader_next_feed(reader_t* reader, feed_t* feed, bool show_empty, u32 fi
     if (!feed) return nullptr;
     u64 index = pool_index_of(&reader->feeds, sizeof(feed_t), feed);
     for (u64 i = index + 1; i < reader->feeds.max_entry_count; i++) {
-        feed_t* other = READER_SLOT(feed_t, reader->feeds, i);
+        feed_t* other = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i);
         if (feed_matches(reader, other, show_empty, first_generation, last_generation, required, allowed,
                          entry_required, entry_allowed)) {
             return other;
@@ -689,13 +688,13 @@ void reader_sort_feed(reader_t* reader, feed_t* feed) {
     u32 slots[reader_entry_capacity];
     u32 count = 0;
     for (u32 i = 0; i < reader->entries.max_entry_count && count < feed->entry_count; i++) {
-        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        entry_t* entry = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), i);
         if (entry_is_alive(entry) && entry_of_feed_filter(entry, feed->id)) slots[count++] = i;
     }
     for (u32 a = 0; a + 1 < count; a++) {
-        entry_t* first = READER_SLOT(entry_t, reader->entries, slots[a]);
+        entry_t* first = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), slots[a]);
         for (u32 b = a + 1; b < count; b++) {
-            entry_t* later = READER_SLOT(entry_t, reader->entries, slots[b]);
+            entry_t* later = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), slots[b]);
             if (descending ? entry_earlier_than(later, first) : entry_earlier_than(first, later)) {
                 entry_swap(first, later);
             }
@@ -705,7 +704,7 @@ void reader_sort_feed(reader_t* reader, feed_t* feed) {
 
 void reader_sort_all(reader_t* reader) {
     for (u32 i = 0; i < reader->feeds.max_entry_count; i++) {
-        feed_t* feed = READER_SLOT(feed_t, reader->feeds, i);
+        feed_t* feed = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i);
         if (feed_is_alive(feed)) reader_sort_feed(reader, feed);
     }
 }

@@ -5,15 +5,13 @@
 #include "store/reader.h"
 #include "store/reader_seams.h"
 
-#define READER_SLOT(type, pool, index) ((type*)((pool).entries + (u64)(index) * sizeof(type)))
-
 // Visits every string of the records in the order that fixes the store's layout:
 // feeds, entries, categories, persons, atom links. Link targets and metas are the
 // callers' own business.
 template <typename F> static void reader_for_each_record_string(reader_t* reader, F visit) {
     u32 seen = 0;
     for (u32 i = 0; i < reader->feeds.max_entry_count && seen < reader->feeds.entry_count; i++) {
-        feed_t* feed = READER_SLOT(feed_t, reader->feeds, i);
+        feed_t* feed = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i);
         if (!feed_is_alive(feed)) continue;
         seen++;
         visit(&feed->address);
@@ -55,7 +53,7 @@ template <typename F> static void reader_for_each_record_string(reader_t* reader
     }
     seen = 0;
     for (u32 i = 0; i < reader->entries.max_entry_count && seen < reader->entries.entry_count; i++) {
-        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        entry_t* entry = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), i);
         if (!entry_is_alive(entry)) continue;
         seen++;
         if (entry_kind(entry) == record_kind_rss) {
@@ -75,7 +73,7 @@ template <typename F> static void reader_for_each_record_string(reader_t* reader
     }
     seen = 0;
     for (u32 i = 0; i < reader->categories.max_entry_count && seen < reader->categories.entry_count; i++) {
-        category_t* category = READER_SLOT(category_t, reader->categories, i);
+        category_t* category = (category_t*)pool_at(&reader->categories, sizeof(category_t), i);
         if (!category->id) continue;
         seen++;
         visit(&category->term);
@@ -84,7 +82,7 @@ template <typename F> static void reader_for_each_record_string(reader_t* reader
     }
     seen = 0;
     for (u32 i = 0; i < reader->persons.max_entry_count && seen < reader->persons.entry_count; i++) {
-        person_t* person = READER_SLOT(person_t, reader->persons, i);
+        person_t* person = (person_t*)pool_at(&reader->persons, sizeof(person_t), i);
         if (!person->id) continue;
         seen++;
         visit(&person->name);
@@ -93,7 +91,7 @@ template <typename F> static void reader_for_each_record_string(reader_t* reader
     }
     seen = 0;
     for (u32 i = 0; i < reader->atom_links.max_entry_count && seen < reader->atom_links.entry_count; i++) {
-        atom_link_t* link = READER_SLOT(atom_link_t, reader->atom_links, i);
+        atom_link_t* link = (atom_link_t*)pool_at(&reader->atom_links, sizeof(atom_link_t), i);
         if (!atom_link_is_alive(link)) continue;
         seen++;
         visit(&link->href);
@@ -107,25 +105,25 @@ bool reader_slots_are_sound(reader_t* reader, u64 string_store_size) {
     // Every slot below entry_count must be a live record of a known kind, since the
     // pools were compacted before writing.
     for (u32 i = 0; i < reader->feeds.entry_count; i++) {
-        if (!feed_is_alive(READER_SLOT(feed_t, reader->feeds, i))) return false;
+        if (!feed_is_alive((feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i))) return false;
     }
     for (u32 i = 0; i < reader->entries.entry_count; i++) {
-        if (!entry_is_alive(READER_SLOT(entry_t, reader->entries, i))) return false;
+        if (!entry_is_alive((entry_t*)pool_at(&reader->entries, sizeof(entry_t), i))) return false;
     }
     for (u32 i = 0; i < reader->categories.entry_count; i++) {
-        if (!category_is_alive(READER_SLOT(category_t, reader->categories, i))) return false;
+        if (!category_is_alive((category_t*)pool_at(&reader->categories, sizeof(category_t), i))) return false;
     }
     for (u32 i = 0; i < reader->persons.entry_count; i++) {
-        if (!person_is_alive(READER_SLOT(person_t, reader->persons, i))) return false;
+        if (!person_is_alive((person_t*)pool_at(&reader->persons, sizeof(person_t), i))) return false;
     }
     for (u32 i = 0; i < reader->atom_links.entry_count; i++) {
-        if (!atom_link_is_alive(READER_SLOT(atom_link_t, reader->atom_links, i))) return false;
+        if (!atom_link_is_alive((atom_link_t*)pool_at(&reader->atom_links, sizeof(atom_link_t), i))) return false;
     }
     for (u32 i = 0; i < reader->relations.entry_count; i++) {
-        if (!relation_is_alive(READER_SLOT(relation_t, reader->relations, i))) return false;
+        if (!relation_is_alive((relation_t*)pool_at(&reader->relations, sizeof(relation_t), i))) return false;
     }
     for (u32 i = 0; i < reader->metas.entry_count; i++) {
-        feed_meta_t* meta = READER_SLOT(feed_meta_t, reader->metas, i);
+        feed_meta_t* meta = (feed_meta_t*)pool_at(&reader->metas, sizeof(feed_meta_t), i);
         if (!meta_is_alive(meta) || (uintptr_t)meta->link_target >= reader_link_target_count) return false;
     }
     bool sound = true;
@@ -179,7 +177,7 @@ void reader_compact_strings(reader_t* reader) {
 
     u32 seen = 0;
     for (u32 i = 0; i < reader->metas.max_entry_count && seen < reader->metas.entry_count; i++) {
-        feed_meta_t* meta = READER_SLOT(feed_meta_t, reader->metas, i);
+        feed_meta_t* meta = (feed_meta_t*)pool_at(&reader->metas, sizeof(feed_meta_t), i);
         if (!meta->feed_id) continue;
         seen++;
         u64 index = (u64)(meta->link_target - reader->link_targets);
@@ -208,7 +206,7 @@ void reader_rebase_strings(reader_t* reader) {
     }
     u32 seen = 0;
     for (u32 i = 0; i < reader->metas.max_entry_count && seen < reader->metas.entry_count; i++) {
-        feed_meta_t* meta = READER_SLOT(feed_meta_t, reader->metas, i);
+        feed_meta_t* meta = (feed_meta_t*)pool_at(&reader->metas, sizeof(feed_meta_t), i);
         if (!meta->feed_id) continue;
         seen++;
         u64 index = (u64)(uintptr_t)meta->link_target;
@@ -343,23 +341,23 @@ bool reader_is_consistent(reader_t* reader) {
     check_tables_t* t = check_tables();
     check_tables_reset(t);
     for (u32 i = 0; i < reader->feeds.max_entry_count; i++) {
-        feed_t* feed = READER_SLOT(feed_t, reader->feeds, i);
+        feed_t* feed = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i);
         if (feed_is_alive(feed)) id_table_put(t->feed_slots, check_feed_table_size, feed->id, i);
     }
     for (u32 i = 0; i < reader->entries.max_entry_count; i++) {
-        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        entry_t* entry = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), i);
         if (entry_is_alive(entry)) id_table_put(t->entry_slots, check_entry_table_size, entry->id, i);
     }
     for (u32 i = 0; i < reader->categories.max_entry_count; i++) {
-        category_t* category = READER_SLOT(category_t, reader->categories, i);
+        category_t* category = (category_t*)pool_at(&reader->categories, sizeof(category_t), i);
         if (category->id) id_table_put(t->category_slots, check_category_table_size, category->id, i);
     }
     for (u32 i = 0; i < reader->persons.max_entry_count; i++) {
-        person_t* person = READER_SLOT(person_t, reader->persons, i);
+        person_t* person = (person_t*)pool_at(&reader->persons, sizeof(person_t), i);
         if (person->id) id_table_put(t->person_slots, check_person_table_size, person->id, i);
     }
     for (u32 i = 0; i < reader->metas.max_entry_count; i++) {
-        feed_meta_t* meta = READER_SLOT(feed_meta_t, reader->metas, i);
+        feed_meta_t* meta = (feed_meta_t*)pool_at(&reader->metas, sizeof(feed_meta_t), i);
         if (!meta->feed_id) continue;
         u32 slot = id_table_get(t->feed_slots, check_feed_table_size, meta->feed_id);
         if (slot != check_no_slot) t->feed_has_meta[slot] = 1;
@@ -367,7 +365,7 @@ bool reader_is_consistent(reader_t* reader) {
     // Relations count for their owner when their target exists; slot 0 to 2 of an
     // owner's tally are categories, authors, contributors, slot 3 its links.
     for (u32 i = 0; i < reader->relations.max_entry_count; i++) {
-        relation_t* relation = READER_SLOT(relation_t, reader->relations, i);
+        relation_t* relation = (relation_t*)pool_at(&reader->relations, sizeof(relation_t), i);
         if (!relation_is_alive(relation)) continue;
         bool is_category = relation->kind <= relation_atom_entry_category;
         u32 target = is_category ? id_table_get(t->category_slots, check_category_table_size, relation->target_id)
@@ -378,19 +376,19 @@ bool reader_is_consistent(reader_t* reader) {
         if (kind % 2 == 1) {
             u32 owner = id_table_get(t->feed_slots, check_feed_table_size, relation->owner_id);
             if (owner == check_no_slot) continue;
-            u32 owner_kind = feed_kind(READER_SLOT(feed_t, reader->feeds, owner));
+            u32 owner_kind = feed_kind((feed_t*)pool_at(&reader->feeds, sizeof(feed_t), owner));
             if ((kind == relation_rss_feed_category) != (owner_kind == record_kind_rss)) continue;
             t->feed_tally[owner][role]++;
         } else {
             u32 owner = id_table_get(t->entry_slots, check_entry_table_size, relation->owner_id);
             if (owner == check_no_slot) continue;
-            u32 owner_kind = entry_kind(READER_SLOT(entry_t, reader->entries, owner));
+            u32 owner_kind = entry_kind((entry_t*)pool_at(&reader->entries, sizeof(entry_t), owner));
             if ((kind == relation_rss_entry_category) != (owner_kind == record_kind_rss)) continue;
             t->entry_tally[owner][role]++;
         }
     }
     for (u32 i = 0; i < reader->atom_links.max_entry_count; i++) {
-        atom_link_t* link = READER_SLOT(atom_link_t, reader->atom_links, i);
+        atom_link_t* link = (atom_link_t*)pool_at(&reader->atom_links, sizeof(atom_link_t), i);
         if (link->owner_kind == atom_owner_feed) {
             u32 owner = id_table_get(t->feed_slots, check_feed_table_size, link->owner_id);
             if (owner != check_no_slot) t->feed_tally[owner][3]++;
@@ -401,11 +399,11 @@ bool reader_is_consistent(reader_t* reader) {
     }
 
     for (u32 i = 0; i < reader->entries.max_entry_count; i++) {
-        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        entry_t* entry = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), i);
         if (!entry_is_alive(entry)) continue;
         u32 owner = id_table_get(t->feed_slots, check_feed_table_size, entry->feed_id);
         if (owner == check_no_slot) continue;
-        feed_t* feed = READER_SLOT(feed_t, reader->feeds, owner);
+        feed_t* feed = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), owner);
         t->feed_entries[owner]++;
         u32 kind = feed_kind(feed);
         CHECK(entry_kind(entry) == kind);
@@ -423,7 +421,7 @@ bool reader_is_consistent(reader_t* reader) {
         }
     }
     for (u32 i = 0; i < reader->feeds.max_entry_count; i++) {
-        feed_t* feed = READER_SLOT(feed_t, reader->feeds, i);
+        feed_t* feed = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i);
         if (!feed_is_alive(feed)) continue;
         CHECK(t->feed_has_meta[i]);
         u32* tally = t->feed_tally[i];

@@ -8,8 +8,6 @@
 #include "base/text.h"
 #include "store/reader.h"
 
-#define READER_SLOT(type, pool, index) ((type*)((pool).entries + (u64)(index) * sizeof(type)))
-
 static const u8 reader_file_magic[4] = {'f', 'e', 'e', 'd'};
 static const u32 reader_section_count = 5;
 
@@ -66,7 +64,7 @@ static void reader_renumber_generations(reader_t* reader, data_t* arena) {
     u32 distinct = 0;
     u32 highest = 0;
     for (u32 i = 0; i < reader->entries.entry_count; i++) {
-        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        entry_t* entry = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), i);
         u32 g = entry->generation;
         if (!table[g]) {
             table[g] = 1;
@@ -79,7 +77,7 @@ static void reader_renumber_generations(reader_t* reader, data_t* arena) {
         if (table[g]) table[g] = next++;
     }
     for (u32 i = 0; i < reader->entries.entry_count; i++) {
-        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        entry_t* entry = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), i);
         entry->generation = table[entry->generation];
     }
     reader->generation = distinct;
@@ -121,7 +119,7 @@ static void reader_renumber_ids(reader_t* reader, data_t* arena) {
     id_map_t feeds = {next, 0}, entries = {}, categories = {}, persons = {};
 
     for (u32 i = 0; i < reader->feeds.entry_count; i++) {
-        feed_t* feed = READER_SLOT(feed_t, reader->feeds, i);
+        feed_t* feed = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i);
         if (feed->id != i + 1) {
             feeds.pairs[feeds.count++] = {feed->id, i + 1};
             feed->id = i + 1;
@@ -129,7 +127,7 @@ static void reader_renumber_ids(reader_t* reader, data_t* arena) {
     }
     entries.pairs = feeds.pairs + feeds.count;
     for (u32 i = 0; i < reader->entries.entry_count; i++) {
-        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        entry_t* entry = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), i);
         if (entry->id != i + 1) {
             entries.pairs[entries.count++] = {entry->id, i + 1};
             entry->id = i + 1;
@@ -138,7 +136,7 @@ static void reader_renumber_ids(reader_t* reader, data_t* arena) {
     }
     categories.pairs = entries.pairs + entries.count;
     for (u32 i = 0; i < reader->categories.entry_count; i++) {
-        category_t* category = READER_SLOT(category_t, reader->categories, i);
+        category_t* category = (category_t*)pool_at(&reader->categories, sizeof(category_t), i);
         if (category->id != i + 1) {
             categories.pairs[categories.count++] = {category->id, i + 1};
             category->id = i + 1;
@@ -146,25 +144,25 @@ static void reader_renumber_ids(reader_t* reader, data_t* arena) {
     }
     persons.pairs = categories.pairs + categories.count;
     for (u32 i = 0; i < reader->persons.entry_count; i++) {
-        person_t* person = READER_SLOT(person_t, reader->persons, i);
+        person_t* person = (person_t*)pool_at(&reader->persons, sizeof(person_t), i);
         if (person->id != i + 1) {
             persons.pairs[persons.count++] = {person->id, i + 1};
             person->id = i + 1;
         }
     }
     for (u32 i = 0; i < reader->relations.entry_count; i++) {
-        relation_t* relation = READER_SLOT(relation_t, reader->relations, i);
+        relation_t* relation = (relation_t*)pool_at(&reader->relations, sizeof(relation_t), i);
         bool feed_owner = relation->kind % 2 == 1;
         relation->owner_id = id_map_first(feed_owner ? &feeds : &entries, relation->owner_id);
         bool category_target = relation->kind <= relation_atom_entry_category;
         relation->target_id = id_map_first(category_target ? &categories : &persons, relation->target_id);
     }
     for (u32 i = 0; i < reader->atom_links.entry_count; i++) {
-        atom_link_t* link = READER_SLOT(atom_link_t, reader->atom_links, i);
+        atom_link_t* link = (atom_link_t*)pool_at(&reader->atom_links, sizeof(atom_link_t), i);
         link->owner_id = id_map_first(link->owner_kind == atom_owner_feed ? &feeds : &entries, link->owner_id);
     }
     for (u32 i = 0; i < reader->metas.entry_count; i++) {
-        feed_meta_t* meta = READER_SLOT(feed_meta_t, reader->metas, i);
+        feed_meta_t* meta = (feed_meta_t*)pool_at(&reader->metas, sizeof(feed_meta_t), i);
         meta->feed_id = id_map_first(&feeds, meta->feed_id);
     }
     reader->last_feed_id = reader->feeds.entry_count;
@@ -367,18 +365,18 @@ static bool reader_file_ids_are_dense(reader_t* reader) {
         return false;
     }
     for (u32 i = 0; i < reader->feeds.entry_count; i++) {
-        if (READER_SLOT(feed_t, reader->feeds, i)->id != i + 1) return false;
+        if (((feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i))->id != i + 1) return false;
     }
     for (u32 i = 0; i < reader->entries.entry_count; i++) {
-        entry_t* entry = READER_SLOT(entry_t, reader->entries, i);
+        entry_t* entry = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), i);
         if (entry->id != i + 1 || entry->feed_id == 0 || entry->feed_id > reader->feeds.entry_count) return false;
         if (entry->generation > reader->generation) return false;
     }
     for (u32 i = 0; i < reader->categories.entry_count; i++) {
-        if (READER_SLOT(category_t, reader->categories, i)->id != i + 1) return false;
+        if (((category_t*)pool_at(&reader->categories, sizeof(category_t), i))->id != i + 1) return false;
     }
     for (u32 i = 0; i < reader->persons.entry_count; i++) {
-        if (READER_SLOT(person_t, reader->persons, i)->id != i + 1) return false;
+        if (((person_t*)pool_at(&reader->persons, sizeof(person_t), i))->id != i + 1) return false;
     }
     return true;
 }
