@@ -16,6 +16,8 @@
 #include "platform/os.h"
 #include "platform/png.h"
 #include "profiler/profiler.h"
+#include "ui/ui_core.h"
+#include "views/demo_panel.h"
 
 u64 frame_counter;
 
@@ -85,34 +87,11 @@ void frame_render_create(renderer_t* render, frame_batches_t* batches, window_t*
     batches->images = gl_batch_create(render, batch_type_images, textured, 1000, 1000, nullptr, 0);
 }
 
-// Until the views draw the window: its background, one line in each font, and
-// each input event written to the main log.
-static void window_content_placeholder(frame_loop_t* loop) {
-    window_t* window = loop->window;
-    renderer_t* render = loop->render;
-    static const f32 background[4] = {0.18f, 0.18f, 0.19f, 1};
-    static const f32 white[4] = {1, 1, 1, 1};
-    f32 whole[4] = {0, 0, (f32)window->width, (f32)window->height};
-    gl_batch_rectangle(gl_batch(render, loop->batches->rectangles), whole, nullptr, nullptr, background);
-    static const char* const lines[4] = {
-        "Newsloom - small text, 14 pixels: The quick brown fox jumps over the lazy dog.",
-        "Newsloom - body text, 16 pixels: Sphinx of black quartz, judge my vow. \xE2\x82\xAC \xC3\xA9",
-        "Newsloom - titles, 20 pixels: Pack my box with five dozen liquor jugs.",
-        "Newsloom - fixed pitch, 12 pixels: 0123456789 {}[]() <=> AVWA To Ty",
-    };
-    batch_t* text = gl_batch(render, loop->batches->text);
-    f32 y = (f32)window->height - 20;
-    for (u32 font = 0; font < 4; font++) {
-        const font_t* face = &loop->fonts->fonts[font];
-        f32 height = font_line_height(face, 1);
-        y -= height;
-        gl_batch_text(text, (const u8*)lines[font], text_length(lines[font]), 0, 20, y + font_baseline(face), 1,
-                      font, white);
-        y -= 20;
-    }
-
+// Each input event of the frame on the main log: what reached the window, for
+// tests and for a look with -log.
+static void input_log(const window_t* window) {
     for (u32 i = 0; i < window->event_count; i++) {
-        input_event_t* event = &window->events[i];
+        const input_event_t* event = &window->events[i];
         log_write_c_string(log_main, event->type == input_event_button ? "Input: button " : "Input: key ");
         log_write_u64(log_main, event->key);
         log_write_c_string(log_main, (event->flags & 1) ? " down" : " up");
@@ -134,6 +113,21 @@ static void window_content_placeholder(frame_loop_t* loop) {
         log_write_i64(log_main, (i64)window->wheel);
         log_write_c_string(log_main, "\n");
     }
+}
+
+// The window's content: the widgets take this frame's input and draw. Until the
+// panels exist it is the demonstration panel.
+static void window_content(frame_loop_t* loop) {
+    window_t* window = loop->window;
+    input_log(window);
+    input_frame_t input;
+    window_input_frame(window, &input);
+    ui_t* ui = loop->ui;
+    ui_frame_begin(ui, &input);
+    demo_panel_draw(ui, loop->demo, &loop->app->scratch, ui->screen);
+    ui_apply_cursor(ui);
+    // An arrow held on a scroll bar repeats with time, not with input.
+    if (ui->owner_count > 0 && loop->panel) loop->panel->frame_requested = 1;
 }
 
 static void first_frame_write(frame_loop_t* loop) {
@@ -209,7 +203,7 @@ void frame_run(frame_loop_t* loop) {
         // Queued links are opened here when the window is closing.
         {
             PROFILE_ZONE(window_content);
-            if (!(window->width <= 0 && window->height == 0)) window_content_placeholder(loop);
+            if (!(window->width <= 0 && window->height == 0)) window_content(loop);
         }
         if (loop->codepoints->count > codepoint_count_before) {
             font_set_codepoints(loop->fonts, loop->codepoints->values, loop->codepoints->count);

@@ -10,6 +10,8 @@
 
 struct panel_t;
 struct reader_t;
+struct ui_t;
+struct demo_panel_t;
 
 // The six batches of the two layers, in creation (and drawing) order, then the
 // images last.
@@ -28,6 +30,8 @@ struct frame_loop_t {
     panel_t* panel;
     reader_t* reader;
     codepoint_set_t* codepoints;  // shared with the reader
+    ui_t* ui;
+    demo_panel_t* demo;
     // A debug aid for the window tests: the first frame is written there as PNG.
     data_t first_frame_png;
 

@@ -83,9 +83,15 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     // 15, 16. The four faces, baked.
     frame_fonts_create(&program->fonts, font_memory, &program->codepoints);
 
-    // 17-21. Sizes from the screen, the UI and its icon texture (to come), the
-    // renderer and its batches.
+    // 17, 18. Sizes from the screen; the UI's record with its block.
+    ui_create(&program->ui, data_allocate(0x100000), &program->window);
+
+    // 19-21. The icon texture (to come), the renderer and its batches; the UI draws
+    // into the six of the two layers.
     frame_render_create(&program->render, &program->batches, &program->window, &program->fonts, 0);
+    frame_batches_t* b = &program->batches;
+    ui_bind_batches(&program->ui, &program->render, b->rectangles, b->text, b->icons, b->overlay_rectangles,
+                    b->overlay_text, b->overlay_icons);
 
     // 22. The panel.
     panel_t* panel = &program->panel;
@@ -94,6 +100,7 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     panel->generation_max = app->start_generation;
     panel->right_panel = panel_right_add_feed;
     panel->log_auto_scroll = 1;
+    demo_panel_init(&program->demo, &app_memory);
 
     // 23-25. Workers, the query table, block storage (one per process, like
     // temp_memory).
@@ -108,6 +115,7 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     app->window = &program->window;
     app->panel = panel;
     app->render = &program->render;
+    app->ui = &program->ui;
     app->queries = program->queries;
     app->query_count = query_table_size;
 
@@ -122,6 +130,8 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     loop->panel = panel;
     loop->reader = reader;
     loop->codepoints = &program->codepoints;
+    loop->ui = &program->ui;
+    loop->demo = &program->demo;
     loop->first_frame_png = argument_value_text("-first_frame_png", nullptr);
     frame_loop_start(loop);
     return true;

@@ -8,6 +8,8 @@
 #include "net/http_file.h"
 #include "net/queries.h"
 #include "store/reader.h"
+#include "ui/ui_core.h"
+#include "views/demo_panel.h"
 
 struct program_t {
     app_t app;
@@ -19,6 +21,8 @@ struct program_t {
     font_set_t fonts;
     renderer_t render;
     frame_batches_t batches;
+    ui_t ui;
+    demo_panel_t demo;
     frame_loop_t loop;
     // What shutdown needs of the start.
     http_error_t http_error;
