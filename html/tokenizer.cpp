@@ -12,8 +12,10 @@
 
 constexpr u32 hp_token_emit_full = 0xFFFFFFFF;
 
-// Two tokens take at least two bytes.
-u64 hp_predict_max_tokens(u64 size) { return size < 2 ? 1 : size / 2; }
+// A text token takes at least one byte, any other token three, and two texts stand
+// at least three bytes apart: k tags hold at most k + 1 texts, 2k + 1 tokens in
+// 4k + 1 bytes. Half the size is one short for text at both ends ("a<b>c").
+u64 hp_predict_max_tokens(u64 size) { return size < 2 ? 1 : size / 2 + 1; }
 
 // The shortest tag takes three bytes and each attribute at least two more.
 u64 hp_predict_max_attributes(u64 size) { return size < 5 ? 1 : (size - 3) / 2; }

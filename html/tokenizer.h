@@ -18,7 +18,7 @@ void hp_token_create(hp_t* hp, html_token_kind_t kind);
 bool hp_token_add_attribute(hp_t* hp, data_t* attribute_block, data_t name, data_t value);
 // Appends the token under construction and returns the state that follows it: 7
 // after script and style, 8 after textarea and title, else 0. A full token block
-// gives 0 with tokens->token_count unchanged.
+// drops the token and gives 0xFFFFFFFF, with tokens->token_count unchanged.
 u32 hp_token_emit(hp_t* hp, html_tokens_t* tokens);
 // Reads one attribute of a tag, the input standing in front of it. An empty name
 // ends the attribute list. Works on an hp_t alone: the prescan uses it too.

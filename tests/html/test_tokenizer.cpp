@@ -3,7 +3,7 @@
 // mark, and the memory prediction's worst cases.
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <cstring>
 #include <string>
 
 #include "html_parse_support.h"
@@ -306,35 +306,48 @@ TEST(Tokenizer, MemoryPredictionHoldsForTheWorstCases) {
     const char* inputs[] = {
         "<p><p><p><p>", "<p>a", "<p>aa", "<p>aaa", "<p>aaaa", "<p>a<p>a<p>a<p>a", "<p a b c d>", "<p a b c d ",
         "<p a=b c=d>", "</></></>", "a<p>", "&acE;&acE;", "\xff\xff\xff\xff", "<p \xff=\xff>",
+        // Text at both ends: one token more than half the bytes.
+        "a<b>c", "x<b>y<i>z", "a<?" "?>b", "a<b>c<i>d<u>e", "a<br/>b",
     };
     for (const char* input : inputs) {
         u8* mark = parse_log_mark(log_main);
+        u8* user_mark = parse_log_mark(log_user);
         parse_run_t run(input);
         std::string channel = parse_log_since(log_main, mark);
         EXPECT_EQ(channel.find("Out of memory"), std::string::npos) << input;
+        EXPECT_EQ(parse_log_since(log_user, user_mark), "") << input;
         EXPECT_NE(run.error, html_tokenizer_error_not_enough_memory) << input;
+        EXPECT_LE(run.tokens.token_count, hp_predict_max_tokens(strlen(input))) << input;
         // What the text didn't use went back to the block.
         EXPECT_EQ(run.tokens.text_block.reserved, run.tokens.text_block.used) << input;
         EXPECT_LE(run.memory.used, hp_predict_memory(parse_input(input))) << input;
     }
+    parse_run_t both_ends("x<b>y<i>z");
+    EXPECT_EQ(both_ends.lines, "text: x\n<b self_closing=false\ntext: y\n<i self_closing=false\ntext: z\n");
     EXPECT_EQ(hp_predict_max_tokens(0), 1u);
     EXPECT_EQ(hp_predict_max_tokens(1), 1u);
-    EXPECT_EQ(hp_predict_max_tokens(16), 8u);
+    EXPECT_EQ(hp_predict_max_tokens(5), 3u);
+    EXPECT_EQ(hp_predict_max_tokens(16), 9u);
     EXPECT_EQ(hp_predict_max_attributes(4), 1u);
     EXPECT_EQ(hp_predict_max_attributes(11), 4u);
     EXPECT_EQ(hp_predict_memory(parse_input("<p>a")),
-              8 + 2 * sizeof(html_token_t) + 1 * sizeof(html_attribute_token_t) + 16);
+              8 + 3 * sizeof(html_token_t) + 1 * sizeof(html_attribute_token_t) + 16);
 }
 
-// Text at both ends around a tag gives one token more than the prediction holds.
-// The parser keeps what fits and tells the user instead of writing past its block.
-TEST(Tokenizer, TokensBeyondThePredictionAreDroppedWithOneLine) {
-    u8* user_mark = parse_log_mark(log_user);
-    parse_run_t run("a<p>a");
-    EXPECT_EQ(run.error, html_tokenizer_error_not_enough_memory);
-    EXPECT_EQ(run.lines, "text: a\n<p self_closing=false\n");
-    std::string user = parse_log_since(log_user, user_mark);
-    EXPECT_EQ(std::count(user.begin(), user.end(), '\n'), 1) << user;
+// The prediction leaves no room for it, but should a token block be full the
+// token is dropped, not written past the block.
+TEST(Tokenizer, AFullTokenBlockDropsTheToken) {
+    html_token_t room[1];
+    html_tokens_t tokens = {};
+    tokens.token_block = data_make(sizeof(room), 0, room);
+    tokens.tokens = room;
+    hp_t hp = hp_init((const u8*)"", 0, 0);
+    hp_token_create(&hp, html_token_text);
+    EXPECT_EQ(hp_token_emit(&hp, &tokens), 0u);
+    hp_token_create(&hp, html_token_text);
+    EXPECT_NE(hp_token_emit(&hp, &tokens), 0u);
+    EXPECT_EQ(tokens.token_count, 1u);
+    EXPECT_EQ(hp.token.kind, html_token_none);
 }
 
 TEST(Tokenizer, TooSmallBlockIsAnErrorNotAStop) {
