@@ -694,9 +694,9 @@ html_tokens_t hp_tokenizer(data_t* block, data_t input, u32 flags, html_parser_e
         encoding = encoding_utf_16le;
         skip = 2;
     }
-    // Columns of the report count from behind the mark.
+    // The report counts columns from the input's start, mark included, so that a
+    // column agrees with the byte offset on the first line.
     hp.input.position += skip;
-    hp.input.line_start = hp.input.position;
     hp.saved = hp.input;
     hp.look_ahead = hp.input;
     if (encoding == encoding_none) encoding = hp_detect_encoding(input);

@@ -52,6 +52,16 @@ TEST(Report, ExactTextColumnAndCaret) {
          "character reference.\n"
          "    <p title=\"&nonsense;\">\n"
          "              ^\n\n"},
+        // A byte order mark counts: the column is the byte offset from the input's
+        // start plus one, and the line shows the mark.
+        {"\xef\xbb\xbf" "ab< c",
+         "Error( 1, 7 ): Invalid character in tag name. Only ascii alphanumeric character are allowed.\n"
+         "    \xef\xbb\xbf" "ab< c\n"
+         "          ^\n\n"},
+        {std::string("\xff\xfe" "a\0<\0 \0b\0", 10),
+         "Error( 1, 7 ): Invalid character in tag name. Only ascii alphanumeric character are allowed.\n"
+         "    \xef\xbb\xbf" "a< b\n"
+         "          ^\n\n"},
         {"<script></script >",
          "Error( 1, 8 ): A raw element contains an invalid string: \"</script\" or \"</style\" followed by a space "
          "(' ', '\\n', '\\r', '\\t', '\\f') or a '/'.\n"
