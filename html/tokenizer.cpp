@@ -615,10 +615,12 @@ static void hp_run_raw(hp_t* hp, html_tokens_t* tokens, html_parser_error_t* err
     }
 
     if (!local) {
-        if (hp_stream_before(&hp->input, &text_end)) hp_token_create(hp, html_token_text);
         while (!local && hp_stream_before(&hp->input, &text_end)) {
             c = hp_consume(hp, &local);
             if (local) break;
+            // Made at the first code point: bytes that decode to none (an escape
+            // sequence of ISO-2022-JP, a lone last byte of UTF-16) make no token.
+            if (hp->token.kind == html_token_none) hp_token_create(hp, html_token_text);
             if (c == '&' && hp->state == hp_state_escapable_raw) {
                 u32 first, second, ambiguous;
                 u32 count = hp_parse_character_reference(hp, &first, &second, &ambiguous);

@@ -276,6 +276,39 @@ TEST(Tokenizer, RawElements) {
     expect_tokens(cases, sizeof(cases) / sizeof(cases[0]));
 }
 
+// Bytes at the end that decode to no code point: an escape sequence of
+// ISO-2022-JP, a lone last byte of UTF-16. In a raw element they end the input
+// like any end, with no text token of no bytes for the tree to meet.
+TEST(Tokenizer, RawElementEndingInsideADecodeHasNoEmptyText) {
+    const std::string meta = "<meta charset=\"iso-2022-jp\" />";
+    const std::string meta_line = "<meta self_closing=true charset=\"iso-2022-jp\"\n";
+    auto utf16 = [](const std::string& ascii, const std::string& tail) {
+        std::string bytes = "\xff\xfe";
+        for (char c : ascii) bytes += std::string(1, c) + std::string(1, '\0');
+        return bytes + tail;
+    };
+    struct {
+        std::string input, lines;
+    } cases[] = {
+        {meta + "<script>\x1b(B", meta_line + "<script self_closing=false\n"},
+        {meta + "<title>\x1b(B", meta_line + "<title self_closing=false\n"},
+        {meta + "<style>a\x1b(B", meta_line + "<style self_closing=false\ntext: a\n"},
+        {utf16("<textarea>", "x"), "<textarea self_closing=false\n"},
+        {utf16("<script>a", "x"), "<script self_closing=false\ntext: a\n"},
+    };
+    for (auto& c : cases) {
+        tree_run_t run(c.input, true);
+        EXPECT_EQ(run.parse.lines, c.lines);
+        EXPECT_EQ(run.parse.error, 0u);
+        for (u64 i = 0; i < run.parse.tokens.token_count; i++) {
+            const html_token_t& token = run.parse.tokens.tokens[i];
+            if (token.kind == html_token_text) {
+                EXPECT_GT(token.text.used, 0u);
+            }
+        }
+    }
+}
+
 TEST(Tokenizer, ByteOrderMarkGivesTheSameText) {
     const std::string euro_utf8 = "\xe2\x82\xac";
     const std::string inputs[] = {
