@@ -27,7 +27,9 @@ void arguments_store(i32 count, char** vector) {
         arguments_table.arguments[i] = data_make((u64)length + 1, length, vector[i]);
     }
 
-    ASSERT(os_executable_path(executable_path, executable_path_capacity));
+    // Nothing needs the program's own path to run: one that doesn't fit the buffer
+    // (or can't be had) leaves both views empty.
+    if (!os_executable_path(executable_path, executable_path_capacity)) executable_path[0] = 0;
     u32 length = text_length(executable_path);
     u32 name_start = 0;
     for (u32 i = 0; i < length; i++) {

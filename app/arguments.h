@@ -14,7 +14,7 @@ struct arguments_t {
 
 extern arguments_t arguments_table;
 extern data_t executable_folder;  // up to and including the last '/'
-extern data_t executable_name;
+extern data_t executable_name;    // both empty when the path can't be had
 
 // On this system the arguments arrive split; past 128 the rest is ignored, with a
 // line on the user log.

@@ -2,48 +2,16 @@
 // its exit status.
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <string>
 
+#include "tool_support.h"
+
 static std::string run_html_tool(const std::string& arguments, int* status) {
-    std::string command = std::string(NEWSLOOM_BINARY_DIR) + "/newsloom-tool html " + arguments;
-    std::string output;
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe) return output;
-    char buffer[4096];
-    size_t count;
-    while ((count = fread(buffer, 1, sizeof(buffer), pipe)) > 0) output.append(buffer, count);
-    *status = pclose(pipe);
-    return output;
+    return tool_run("html " + arguments, status);
 }
 
-// A new empty folder in the system's temporary folder.
-struct html_tool_folder_t {
-    std::string path;
-    html_tool_folder_t() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "newsloom_html_XXXXXX").string();
-        EXPECT_NE(mkdtemp(pattern.data()), nullptr);
-        path = pattern;
-    }
-    std::string write(const char* name, const std::string& bytes) {
-        std::string file = path + "/" + name;
-        FILE* f = fopen(file.c_str(), "wb");
-        fwrite(bytes.data(), 1, bytes.size(), f);
-        fclose(f);
-        return file;
-    }
-    ~html_tool_folder_t() {
-        std::string command = "rm -rf '" + path + "'";
-        EXPECT_EQ(system(command.c_str()), 0);
-    }
-};
-
 TEST(ToolHtml, TokensTreeAndReport) {
-    html_tool_folder_t folder;
+    tool_folder_t folder;
     std::string good = folder.write("good.html", "<p class=a>x <b>y</b></p>");
     int status = -1;
     EXPECT_EQ(run_html_tool(good, &status),
