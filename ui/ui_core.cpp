@@ -401,7 +401,7 @@ data_t ui_fit_text(ui_t* ui, const font_t* font, data_t text, f32 width, f32* fi
     if (ui->memory->used + room + 4 > ui->memory->reserved) return out;
     out = data_make(room + 4, 0, ui->memory->bytes + ui->memory->used);
     layout_size_t size = {};
-    layout_fit_single_line(font, text, 0, width, &out, &size, 0);
+    layout_fit_single_line(font, text, codepoint_invalid, width, &out, &size, 0);
     ui->memory->used += out.used;
     *fitted_width = size.width;
     return out;
