@@ -74,7 +74,7 @@ TEST(UiButton, TextIsCentredOrCutWithAnEllipsisAndAnEmptyTextStillDrawsTheBox) {
     h.frame([&] { ui_button(&h.ui, id, button_rect, data_literal("OK"), 1); });
     ASSERT_EQ(h.text_of(h.text, 0), "OK");
     const batch_command_t* text = &h.batch(h.text)->commands[0];
-    f32 width = layout_get_single_line_size(ui_font(&h.ui, 1), (const u8*)"OK", 2, 0).width;
+    f32 width = layout_get_single_line_size(ui_font(&h.ui, 1), (const u8*)"OK", 2, codepoint_invalid).width;
     // Inner box: the rectangle less margin 1 and padding 10 at each side.
     EXPECT_NEAR(text->x, 111 + (78 - width) / 2, 0.01);
     EXPECT_EQ(text->trim_first, 1u);
