@@ -215,21 +215,66 @@ static void merge_add_person(merge_t* m, xml_node_t* node, u32 kind, u32 owner_i
 }
 
 // ---------------------------------------------------------------------------
-// RSS
+// Entries
 
-static void merge_rss_item(merge_t* m, xml_node_t* item) {
-    reader_t* reader = m->reader;
-    feed_t* feed = m->feed;
-    reader_snapshot_t snapshot = reader_snapshot(reader);
-    date_t saved_max = m->max_date;
-    entry_t* entry = reader_new_entry(reader);
-    if (!entry) {
-        m->dropped_entries++;
-        return;
+// What decides an entry's fate before it takes a slot: its dates against the
+// feed's previous date, and its identity.
+struct entry_head_t {
+    bool rejected;     // dated at or before the feed's previous date
+    date_t date;       // RSS pub_date, Atom updated
+    date_t published;  // Atom only
+    date_t latest;     // the latest of its dates, for the feed's own
+    data_t unique_id;  // guid or id, raw
+};
+
+static void head_note_latest(entry_head_t* head, date_t date) {
+    if (date_is_after(date, head->latest)) head->latest = date;
+}
+
+static entry_head_t rss_item_head(merge_t* m, xml_node_t* item) {
+    entry_head_t head = {};
+    for (u32 i = 0; i < item->child_count && !head.rejected; i++) {
+        xml_node_t* child = item->children[i];
+        if (child->tag == xml_tag_pub_date) {
+            head.date = date_parse_rfc822(xml_node_value(child));
+            head.rejected = !date_is_after(head.date, m->previous_date);
+            head_note_latest(&head, head.date);
+        } else if (child->tag == xml_tag_guid) {
+            head.unique_id = xml_node_value(child);
+        }
     }
+    return head;
+}
+
+static entry_head_t atom_entry_head(merge_t* m, xml_node_t* node) {
+    entry_head_t head = {};
+    for (u32 i = 0; i < node->child_count; i++) {
+        xml_node_t* child = node->children[i];
+        switch (child->tag) {
+        case xml_tag_id: head.unique_id = xml_node_value(child); break;
+        case xml_tag_updated:
+            // The video service rewrites `updated` for its own reasons; its entries
+            // are dated by `published`.
+            if (!m->is_youtube) {
+                head.date = date_parse_rfc3339(xml_node_value(child));
+                head_note_latest(&head, head.date);
+            }
+            break;
+        case xml_tag_published:
+            head.published = date_parse_rfc3339(xml_node_value(child));
+            if (date_is_zero(head.date)) head.date = head.published;
+            head_note_latest(&head, head.published);
+            break;
+        default: break;
+        }
+    }
+    head.rejected = !date_is_after(head.date, m->previous_date);
+    return head;
+}
+
+static void merge_rss_item_fields(merge_t* m, xml_node_t* item, entry_t* entry) {
     entry_rss_t* e = &entry->rss;
-    bool rejected = false;
-    for (u32 i = 0; i < item->child_count && !rejected; i++) {
+    for (u32 i = 0; i < item->child_count; i++) {
         xml_node_t* child = item->children[i];
         switch (child->tag) {
         case xml_tag_title: merge_store(m, xml_node_value(child), &e->title); break;
@@ -237,14 +282,6 @@ static void merge_rss_item(merge_t* m, xml_node_t* item) {
         case xml_tag_description: merge_store(m, xml_node_value(child), &e->description); break;
         case xml_tag_author: merge_store(m, xml_node_value(child), &e->author); break;
         case xml_tag_comments: merge_store(m, xml_node_value(child), &e->comments); break;
-        case xml_tag_pub_date:
-            e->pub_date = date_parse_rfc822(xml_node_value(child));
-            if (!date_is_after(e->pub_date, m->previous_date)) {
-                rejected = true;
-            } else if (date_is_after(e->pub_date, m->max_date)) {
-                m->max_date = e->pub_date;
-            }
-            break;
         case xml_tag_category: {
             category_t record = {};
             record.term = xml_node_value(child);
@@ -275,17 +312,87 @@ static void merge_rss_item(merge_t* m, xml_node_t* item) {
         default: break;
         }
     }
-    if (rejected) {
-        entry->kind = record_kind_rss;
-        reader_remove_entry(reader, entry, nullptr);
-        reader_restore_snapshot(reader, snapshot);
-        m->max_date = saved_max;
+}
+
+static void merge_atom_entry_fields(merge_t* m, xml_node_t* node, entry_t* entry) {
+    entry_atom_t* e = &entry->atom;
+    for (u32 i = 0; i < node->child_count; i++) {
+        xml_node_t* child = node->children[i];
+        switch (child->tag) {
+        case xml_tag_title: merge_store(m, xml_node_value(child), &e->title); break;
+        case xml_tag_source: merge_store(m, xml_node_value(child), &e->source); break;
+        case xml_tag_id: merge_store(m, xml_node_value(child), &e->atom_id); break;
+        case xml_tag_rights: merge_store(m, xml_node_value(child), &e->rights); break;
+        case xml_tag_content: merge_store(m, xml_node_value(child), &e->content); break;
+        case xml_tag_summary: merge_store(m, xml_node_value(child), &e->summary); break;
+        case xml_tag_link: merge_add_atom_link(m, child, atom_owner_entry, entry->id, &e->link_count); break;
+        case xml_tag_category:
+            merge_add_category(m, xml_read_category(child), relation_atom_entry_category, entry->id,
+                               &e->category_count);
+            break;
+        case xml_tag_author: merge_add_person(m, child, relation_atom_entry_author, entry->id, &e->author_count); break;
+        case xml_tag_contributor:
+            merge_add_person(m, child, relation_atom_entry_contributor, entry->id, &e->contributor_count);
+            break;
+        case xml_tag_media_group:
+            for (u32 c = 0; c < child->child_count; c++) {
+                xml_node_t* part = child->children[c];
+                if (part->tag == xml_tag_media_thumbnail) {
+                    xml_attribute_t* url = node_attribute(part, xml_attribute_url);
+                    if (url) merge_store(m, url->value, &e->summary);
+                } else if (part->tag == xml_tag_media_description) {
+                    merge_store(m, xml_node_value(part), &e->content);
+                }
+            }
+            break;
+        default: break;
+        }
+    }
+}
+
+// With the entry pool full, an entry that replaces its earlier self takes that
+// one's slot; any other is dropped.
+static entry_t* merge_entry_in_full_pool(merge_t* m, data_t unique_id) {
+    if (unique_id.used == 0) return nullptr;
+    bool complete = true;
+    data_t decoded = xml_decode_text(unique_id, m->reader->codepoints, m->encoding, m->arena, &complete);
+    entry_t* old = reader_find_entry_by_unique_id(m->reader, m->feed->id, decoded);
+    if (!old) return nullptr;
+    reader_remove_entry(m->reader, old, m->feed);
+    return reader_new_entry(m->reader);
+}
+
+// One item or entry: dropped unread when dated at or before the feed's previous
+// date; otherwise stored, in place of any entry of the feed with its identity.
+static void merge_entry(merge_t* m, xml_node_t* node) {
+    reader_t* reader = m->reader;
+    feed_t* feed = m->feed;
+    bool rss = feed_kind(feed) == record_kind_rss;
+    entry_head_t head = rss ? rss_item_head(m, node) : atom_entry_head(m, node);
+    if (head.rejected) return;
+    entry_t* entry = reader_new_entry(reader);
+    if (!entry) entry = merge_entry_in_full_pool(m, head.unique_id);
+    if (!entry) {
+        m->dropped_entries++;
         return;
     }
-    entry_t* old = reader_find_entry_by_unique_id_beside(reader, feed->id, e->guid, entry);
+    if (rss) {
+        entry->rss.pub_date = head.date;
+        merge_rss_item_fields(m, node, entry);
+    } else {
+        entry->atom.updated = head.date;
+        entry->atom.published = head.published;
+        merge_atom_entry_fields(m, node, entry);
+    }
+    if (date_is_after(head.latest, m->max_date)) m->max_date = head.latest;
+    data_t unique_id = rss ? entry->rss.guid : entry->atom.atom_id;  // the kind is set by the attach
+    entry_t* old = reader_find_entry_by_unique_id_beside(reader, feed->id, unique_id, entry);
     if (old) reader_remove_entry(reader, old, feed);
     reader_attach_entry(reader, feed, entry);
 }
+
+// ---------------------------------------------------------------------------
+// RSS
 
 static void merge_rss_children(merge_t* m, xml_node_t* root) {
     feed_t* feed = m->feed;
@@ -378,7 +485,7 @@ static void merge_rss_children(merge_t* m, xml_node_t* root) {
                 }
             }
         } break;
-        case xml_tag_item: merge_rss_item(m, child); break;
+        case xml_tag_item: merge_entry(m, child); break;
         default: break;
         }
     }
@@ -386,74 +493,6 @@ static void merge_rss_children(merge_t* m, xml_node_t* root) {
 
 // ---------------------------------------------------------------------------
 // Atom
-
-static void merge_atom_entry(merge_t* m, xml_node_t* node) {
-    reader_t* reader = m->reader;
-    feed_t* feed = m->feed;
-    reader_snapshot_t snapshot = reader_snapshot(reader);
-    date_t saved_max = m->max_date;
-    entry_t* entry = reader_new_entry(reader);
-    if (!entry) {
-        m->dropped_entries++;
-        return;
-    }
-    entry_atom_t* e = &entry->atom;
-    for (u32 i = 0; i < node->child_count; i++) {
-        xml_node_t* child = node->children[i];
-        switch (child->tag) {
-        case xml_tag_title: merge_store(m, xml_node_value(child), &e->title); break;
-        case xml_tag_source: merge_store(m, xml_node_value(child), &e->source); break;
-        case xml_tag_id: merge_store(m, xml_node_value(child), &e->atom_id); break;
-        case xml_tag_rights: merge_store(m, xml_node_value(child), &e->rights); break;
-        case xml_tag_content: merge_store(m, xml_node_value(child), &e->content); break;
-        case xml_tag_summary: merge_store(m, xml_node_value(child), &e->summary); break;
-        case xml_tag_link: merge_add_atom_link(m, child, atom_owner_entry, entry->id, &e->link_count); break;
-        case xml_tag_category:
-            merge_add_category(m, xml_read_category(child), relation_atom_entry_category, entry->id,
-                               &e->category_count);
-            break;
-        case xml_tag_author: merge_add_person(m, child, relation_atom_entry_author, entry->id, &e->author_count); break;
-        case xml_tag_contributor:
-            merge_add_person(m, child, relation_atom_entry_contributor, entry->id, &e->contributor_count);
-            break;
-        case xml_tag_updated:
-            // The video service rewrites `updated` for its own reasons; its entries
-            // are dated by `published`.
-            if (!m->is_youtube) {
-                e->updated = date_parse_rfc3339(xml_node_value(child));
-                if (date_is_after(e->updated, m->max_date)) m->max_date = e->updated;
-            }
-            break;
-        case xml_tag_published:
-            e->published = date_parse_rfc3339(xml_node_value(child));
-            if (date_is_zero(e->updated)) e->updated = e->published;
-            if (date_is_after(e->published, m->max_date)) m->max_date = e->published;
-            break;
-        case xml_tag_media_group:
-            for (u32 c = 0; c < child->child_count; c++) {
-                xml_node_t* part = child->children[c];
-                if (part->tag == xml_tag_media_thumbnail) {
-                    xml_attribute_t* url = node_attribute(part, xml_attribute_url);
-                    if (url) merge_store(m, url->value, &e->summary);
-                } else if (part->tag == xml_tag_media_description) {
-                    merge_store(m, xml_node_value(part), &e->content);
-                }
-            }
-            break;
-        default: break;
-        }
-    }
-    if (!date_is_after(e->updated, m->previous_date)) {
-        entry->kind = record_kind_atom;
-        reader_remove_entry(reader, entry, nullptr);
-        reader_restore_snapshot(reader, snapshot);
-        m->max_date = saved_max;
-        return;
-    }
-    entry_t* old = reader_find_entry_by_unique_id_beside(reader, feed->id, e->atom_id, entry);
-    if (old) reader_remove_entry(reader, old, feed);
-    reader_attach_entry(reader, feed, entry);
-}
 
 static void merge_atom_children(merge_t* m, xml_node_t* root) {
     feed_t* feed = m->feed;
@@ -488,7 +527,7 @@ static void merge_atom_children(merge_t* m, xml_node_t* root) {
             date_t date = date_parse_rfc3339(xml_node_value(child));
             if (date_is_after(date, f->updated)) f->updated = date;
         } break;
-        case xml_tag_entry: merge_atom_entry(m, child); break;
+        case xml_tag_entry: merge_entry(m, child); break;
         default: break;
         }
     }

@@ -481,8 +481,7 @@ static inline void xml_note_codepoint(codepoint_set_t* codepoints, u32 c) {
     if (!codepoint_set_contains(codepoints, c)) codepoint_set_add(codepoints, c);
 }
 
-bool reader_store_text(reader_t* reader, data_t source, data_t* destination, codepoint_set_t* codepoints,
-                       u32 encoding, data_t* arena) {
+data_t xml_decode_text(data_t source, codepoint_set_t* codepoints, u32 encoding, data_t* arena, bool* complete_out) {
     data_t output = data_free_view_64(arena);
     bool complete = true;
     const u8* first = source.bytes;
@@ -555,8 +554,22 @@ bool reader_store_text(reader_t* reader, data_t source, data_t* destination, cod
     u64 n = (u64)(out - output.bytes);
     output.used = n;
     output.reserved = n;
-    if (destination->used != 0 && destination->used == n && out + n <= out_end &&
-        bytes_equal(destination->bytes, n, out, n)) {
+    *complete_out = complete;
+    return output;
+}
+
+bool reader_store_text(reader_t* reader, data_t source, data_t* destination, codepoint_set_t* codepoints,
+                       u32 encoding, data_t* arena) {
+    bool complete = true;
+    data_t output = xml_decode_text(source, codepoints, encoding, arena, &complete);
+    u64 n = output.used;
+    // Compares with the bytes behind the text, not with the text: a field that
+    // holds anything is stored anew, as it always was.
+    data_t room = data_free_view_64(arena);
+    u8* behind = output.bytes + n;
+    u8* free_end = room.bytes + room.reserved;
+    if (destination->used != 0 && destination->used == n && behind + n <= free_end &&
+        bytes_equal(destination->bytes, n, behind, n)) {
         return complete;
     }
     if (reader->strings.used + n > reader->strings.reserved &&

@@ -153,6 +153,10 @@ void xml_print_node(xml_node_t* node);
 // The element's value: its text, or the text of its one CDATA child.
 data_t xml_node_value(const xml_node_t* node);
 
+// Decodes `source` in `encoding` and expands entities into the free room of the
+// arena, whose `used` doesn't move; notes new code points. `complete` is false
+// when the room was too small and the text was cut.
+data_t xml_decode_text(data_t source, codepoint_set_t* codepoints, u32 encoding, data_t* arena, bool* complete);
 // Decodes `source` in `encoding`, expands entities and stores the text in the
 // reader over `destination`. Gives false when the arena was too small and the text
 // was cut.

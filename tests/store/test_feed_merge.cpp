@@ -413,6 +413,42 @@ TEST(FeedMerge, FullPoolsKeepWhatFits) {
     }
 }
 
+// With the entry pool full, an update reports only what it really dropped: items
+// already stored are skipped by date, and one that replaces its earlier self
+// takes that one's slot.
+TEST(FeedMerge, FullEntryPoolReportsOnlyWhatWasDropped) {
+    store_fixture_t store;
+    std::string filler;
+    for (u32 i = 0; i < reader_entry_capacity - 100; i++) filler += "<item />";
+    std::string document = rss("", filler);
+    ASSERT_TRUE(store.merge(document, "http://example.com/filler"));
+    std::string items;
+    for (u32 i = 0; i < 50; i++) {
+        items += item("d" + std::to_string(i), "Mon, 02 Jan 2006 10:00:00 GMT");
+        items += item("u" + std::to_string(i), "");
+    }
+    std::string update = rss("", items);
+    feed_t* feed = store.merge(update, "http://example.com/update");
+    ASSERT_TRUE(feed);
+    ASSERT_EQ(store.reader.entries.entry_count, reader_entry_capacity);
+    u32 undated_id = reader_find_entry_by_unique_id(&store.reader, feed->id, data_literal("u7"))->id;
+
+    clear_user_log();
+    EXPECT_EQ(store.merge(update, "http://example.com/update", feed), feed);
+    EXPECT_EQ(user_log(), "");
+    EXPECT_EQ(feed->entry_count, 100u);
+    entry_t* undated = reader_find_entry_by_unique_id(&store.reader, feed->id, data_literal("u7"));
+    ASSERT_TRUE(undated);
+    EXPECT_NE(undated->id, undated_id) << "an item without a date is read again";
+
+    // A new item has no slot to take: that one is dropped, and said.
+    std::string more = rss("", items + item("new", "Mon, 02 Jan 2006 11:00:00 GMT"));
+    store.merge(more, "http://example.com/update", feed);
+    EXPECT_NE(user_log().find("dropped 1 entries"), std::string::npos) << user_log();
+    EXPECT_EQ(feed->entry_count, 100u);
+    reader_check(&store.reader);
+}
+
 TEST(FeedMerge, TooManyNodesKeepsWhatFits) {
     store_fixture_t store;
     // 16384 nodes fill the scanner's node block.
