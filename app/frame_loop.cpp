@@ -160,7 +160,7 @@ void frame_run(frame_loop_t* loop) {
     app_t* app = loop->app;
     renderer_t* render = loop->render;
 
-    PROFILE_ZONE(frame);
+    PROFILE_FRAME(frame);
     loop->frame_start = os_ticks();
     log_write_c_string(log_main, "\nFrame start: ");
     log_write_u64(log_main, frame_counter);

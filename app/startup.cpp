@@ -9,6 +9,7 @@
 #include "base/log.h"
 #include "net/block_storage.h"
 #include "net/work_queue.h"
+#include "platform/os.h"
 #include "profiler/profiler.h"
 #include "store/reader_file.h"
 
@@ -137,11 +138,25 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     return true;
 }
 
+// profile.bin in the working folder; a profile that can't be had is told on standard
+// error, and the shutdown goes on to save the store.
+static void profile_save(u32 error) {
+    profiler_write("profile.bin", true, &error);
+    if (error == profiler_error_memory) {
+        fputs("Newsloom: no profile.bin, the profiler had no memory for its events.\n", stderr);
+    } else if (error) {
+        char reason[256] = "out of memory";
+        if (error == profiler_error_file_write) os_error_text(os_last_error(), reason, sizeof(reason));
+        fprintf(stderr, "Newsloom: could not write profile.bin in the working folder: %s.\n", reason);
+    }
+}
+
 void program_shutdown(program_t* program) {
     thread_terminate(&thread_queue);
     reader_purge_deleted(&program->reader);
     profiler_stop();
-    if (program->profile) profiler_write("profile.bin", true, &program->profiler_error);
+    if (program->profile) profile_save(program->profiler_error);
+    profiler_free();
     reader_check(&program->reader);
     reader_save(&program->app.scratch, program->app.storage_path, &program->reader);
     if (argument_find_text("-log", 0)) log_save(log_main, data_literal("log.txt"));
