@@ -11,6 +11,7 @@
 #include "base/format.h"
 #include "base/log.h"
 #include "base/text.h"
+#include "image/image_query.h"
 #include "layout/layout.h"
 #include "platform/fonts.h"
 #include "platform/os.h"
@@ -194,7 +195,7 @@ void frame_run(frame_loop_t* loop) {
         static const f32 black[4] = {0, 0, 0, 1};
         gl_clear(render, black);
 
-        // Image queries marked for removal are dropped here once images exist.
+        image_queries_sweep();
         u32 codepoint_count_before = loop->codepoints->count;
         {
             PROFILE_ZONE(queries_check);

@@ -7,6 +7,7 @@
 
 #include "app/arguments.h"
 #include "base/log.h"
+#include "image/image_query.h"
 #include "net/block_storage.h"
 #include "net/work_queue.h"
 #include "platform/os.h"
@@ -104,9 +105,11 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     demo_panel_init(&program->demo, &app_memory);
 
     // 23-25. Workers, the query table, block storage (one per process, like
-    // temp_memory).
+    // temp_memory). The image slots are a global too; they let go of a removed
+    // entry's pictures.
     thread_queue_create(&thread_queue, 6);
     memset(program->queries, 0, sizeof(program->queries));
+    reader_entry_removed_hook = image_queries_remove_entry;
     if (!block_storage.memory.bytes) {
         block_storage_create(&block_storage, block_storage_region_size, block_storage_commit_size,
                              block_storage_block_size);

@@ -86,6 +86,8 @@ http_file_t http_file_open(data_t address, http_error_t* error) {
     return file;
 }
 
+u32 http_file_status(const http_file_t* file) { return file->handle ? os_http_status(file->handle) : 0; }
+
 void http_file_get(http_file_t* file, http_error_t* error) {
     PROFILE_ZONE(http_file_get);
     if (*error) return;

@@ -43,6 +43,11 @@ http_file_t http_file_open(data_t address, http_error_t* error);
 // Reads the body into storage and closes the file, even after a read error. A body
 // longer than the block keeps what fit and gives http_error_not_enough_storage.
 void http_file_get(http_file_t* file, http_error_t* error);
+// The status code of the final response, between http_file_open and
+// http_file_get; 0 for a file that isn't open. The download steps never look at
+// it: a feed's 404 page is data. Pictures use it to tell a missing file from an
+// undecodable one.
+u32 http_file_status(const http_file_t* file);
 
 // The system's message for the last failure of this thread, zero-terminated; empty
 // when there was none. Log channels aren't synchronised, so the network layer,

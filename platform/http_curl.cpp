@@ -244,6 +244,8 @@ bool os_http_query_content_length(os_http_request_t request, char* buffer, u64 s
     return true;
 }
 
+u32 os_http_status(os_http_request_t request) { return request->status; }
+
 bool os_http_read(os_http_request_t request, void* buffer, u64 size, u64* read, char* message) {
     *read = 0;
     if (size == 0) return true;

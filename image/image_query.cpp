@@ -1,0 +1,214 @@
+// The image slots, their requests, release and sweep, and the download job.
+#include "image/image_query.h"
+
+#include "base/log.h"
+#include "base/text.h"
+#include "net/block_storage.h"
+#include "net/http_file.h"
+#include "net/work_queue.h"
+#include "platform/image_decode.h"
+#include "platform/os.h"
+#include "platform/thread.h"
+#include "platform/wake.h"
+
+image_query_t image_queries[image_query_count];
+void (*image_texture_delete_hook)(u32 texture) = nullptr;
+
+// Set while every slot is busy and a new picture has been told to wait, so that
+// the view's request in every frame doesn't repeat the line.
+static bool image_wait_reported = false;
+
+static void image_log_paragraph(const char* text, data_t url) {
+    log_channel_t* user = log_channel(log_user);
+    if (user->text.used || user->overflowed) log_write(log_user, data_literal("\n\n"));
+    log_write_c_string(log_user, text);
+    log_write(log_user, url);
+}
+
+static bool image_query_is_busy(image_query_t* query) { return atomic_load_acquire_u32(&query->busy) != 0; }
+
+static bool image_query_is(image_query_t* query, u32 entry_id, data_t url) {
+    return query->entry_id == entry_id && bytes_equal(query->url.bytes, query->url.used, url.bytes, url.used);
+}
+
+// Fills a free slot and queues its download. False when the ring refused it: the
+// slot is free again and its copy of the address given back.
+static bool image_query_start(image_query_t* query, u32 entry_id, data_t url_copy) {
+    query->url = url_copy;
+    query->entry_id = entry_id;
+    query->requested_width = query->requested_height = 0;
+    data_zero(&query->pixels);
+    data_zero(&query->image);
+    query->error = 0;
+    query->http_status = 0;
+    query->remove = 0;
+    atomic_store_release_u32(&query->busy, 1);
+    atomic_store_release_u32(&query->state, image_state_loading);
+    if (thread_queue_work(&thread_queue, image_download_job, query)) return true;
+    // The copy that goes back is the slot's own: the caller's address lives in
+    // memory block storage doesn't own.
+    atomic_store_release_u32(&query->state, image_state_free);
+    atomic_store_release_u32(&query->busy, 0);
+    block_storage_free(&block_storage, query->url.bytes, query->url.reserved);
+    data_zero(&query->url);
+    return false;
+}
+
+image_query_t* image_query_get(u32 entry_id, data_t url, bool start) {
+    image_query_t* found = nullptr;
+    image_query_t* free_slot = nullptr;
+    // The oldest slot, and the oldest that no worker holds: only that one may go.
+    image_query_t* oldest = nullptr;
+    image_query_t* victim = nullptr;
+    u64 oldest_used = ~(u64)0;
+    u64 victim_used = ~(u64)0;
+    for (u64 i = 0; i < image_query_count; i++) {
+        image_query_t* query = &image_queries[i];
+        if (atomic_load_acquire_u32(&query->state) != image_state_free) {
+            if (image_query_is(query, entry_id, url)) {
+                found = query;
+                break;
+            }
+            if (free_slot) continue;
+            if (query->last_used < oldest_used) {
+                oldest = query;
+                oldest_used = query->last_used;
+            }
+            if (query->last_used < victim_used && !image_query_is_busy(query)) {
+                victim = query;
+                victim_used = query->last_used;
+            }
+        } else if (!free_slot) {
+            free_slot = query;
+        }
+    }
+
+    if (!found && start) {
+        if (!free_slot && !victim) {
+            // Every slot has a worker on it. Taking one from under its worker would
+            // free what the worker still writes; the picture waits for a later frame
+            // instead, when a download has ended.
+            if (!image_wait_reported) {
+                image_log_paragraph("Every picture slot is loading; this picture waits for one: ", url);
+                image_wait_reported = true;
+            }
+            return nullptr;
+        }
+        image_wait_reported = false;
+        if (!free_slot) {
+            // The oldest slot may still be loading: it is skipped for the next oldest
+            // that no worker holds, rather than waited for, so that the main thread
+            // never blocks on a download.
+            if (victim != oldest) {
+                image_log_paragraph("Picture slots are full and the oldest is still loading; the next oldest "
+                                    "makes room for ",
+                                    url);
+            }
+            image_query_release(victim);
+            free_slot = victim;
+        }
+        found = free_slot;
+        found->placeholder_height = 0;
+        found->seen_frame = 0;
+        found->frame_state = 0;
+        u8* copy = (u8*)block_storage_allocate(&block_storage, url.used + 1);
+        // Without room for the address nothing starts: the slot stays free, and the
+        // view goes on showing the picture as loading.
+        if (copy) {
+            bytes_copy(copy, url.bytes, url.used);
+            copy[url.used] = 0;
+            if (!image_query_start(found, entry_id, data_make(url.used + 1, url.used, copy))) return nullptr;
+        }
+    }
+    if (found) found->last_used = os_ticks();
+    return found;
+}
+
+u32 image_query_frame_state(image_query_t* query, u64 frame_counter) {
+    if (query->seen_frame < frame_counter) {
+        query->frame_state = atomic_load_acquire_u32(&query->state);
+        query->seen_frame = frame_counter;
+    }
+    return (u32)query->frame_state;
+}
+
+void image_query_release(image_query_t* query) {
+    ASSERT(!image_query_is_busy(query));
+    if (query->pixels.bytes != query->image.bytes) data_free(&query->pixels);
+    data_zero(&query->pixels);
+    image_decode_free(query->image.bytes);
+    data_zero(&query->image);
+    if (query->url.bytes) block_storage_free(&block_storage, query->url.bytes, query->url.reserved);
+    data_zero(&query->url);
+    if (query->texture && image_texture_delete_hook) image_texture_delete_hook(query->texture);
+    query->texture = 0;
+    query->entry_id = 0;
+    query->remove = 0;
+    atomic_store_release_u32(&query->state, image_state_free);
+}
+
+void image_queries_remove_entry(u32 entry_id) {
+    for (u64 i = 0; i < image_query_count; i++) {
+        image_query_t* query = &image_queries[i];
+        if (atomic_load_acquire_u32(&query->state) == image_state_free || query->entry_id != entry_id) continue;
+        if (image_query_is_busy(query)) {
+            query->remove = 1;
+        } else {
+            image_query_release(query);
+        }
+    }
+}
+
+void image_queries_sweep() {
+    for (u64 i = 0; i < image_query_count; i++) {
+        image_query_t* query = &image_queries[i];
+        if (!query->remove || image_query_is_busy(query)) continue;
+        if (atomic_load_acquire_u32(&query->state) == image_state_free) continue;
+        image_log_paragraph("A picture finished loading after its entry was removed, and was let go: ",
+                            query->url);
+        image_query_release(query);
+    }
+}
+
+// Worker side. The slot is the worker's until busy goes back to 0, which is the
+// last write: the main thread then sees everything that came before.
+void image_download_job(void* argument) {
+    image_query_t* query = (image_query_t*)argument;
+    ASSERT(atomic_load_acquire_u32(&query->state) == image_state_loading && image_query_is_busy(query));
+    http_error_t error = 0;
+    http_file_t file = http_file_open(query->url, &error);
+    u32 status = http_file_status(&file);
+    if (!error) {
+        u64 size = file.storage.reserved ? file.storage.reserved : image_download_default_size;
+        // Not tested here: http_file_get reports a block that couldn't be had.
+        file.storage = data_allocate(size);
+    }
+    http_file_get(&file, &error);
+    // A server's error page is no picture: the file is missing, which the view
+    // tells, rather than a file that doesn't decode, which stays loading.
+    if (!error && status >= 400) error = http_error_internet_open_url;
+    if (error) {
+        data_free(&file.storage);
+        query->error = error;
+        query->http_status = status >= 400 ? status : 0;
+        atomic_store_release_u32(&query->state, image_state_load_error);
+    } else {
+        u32 width = 0, height = 0, channels = 0;
+        u8* pixels = image_decode(file.storage.bytes, file.storage.used, &width, &height, &channels);
+        data_free(&file.storage);
+        // A file that doesn't decode leaves the state at loading for the rest of the
+        // run: the view keeps showing the picture as loading, and nothing else
+        // reports it.
+        if (pixels) {
+            u64 size = (u64)width * height * channels;
+            query->image = data_make(size, size, pixels);
+            query->width = width;
+            query->height = height;
+            query->channels = (u8)channels;
+            query->texture = 0;
+            atomic_store_release_u32(&query->state, image_state_loaded);
+        }
+    }
+    atomic_store_release_u32(&query->busy, 0);
+    wake_post();
+}

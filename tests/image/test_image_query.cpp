@@ -1,0 +1,329 @@
+// The image slots against a local server with real PNG files: identity of a slot,
+// what each kind of reply ends in, the frame snapshot, eviction, removal of an
+// entry, and the guards for busy slots and a full ring.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <string>
+
+#include "base/log.h"
+#include "image/image_query.h"
+#include "net/block_storage.h"
+#include "net/http_file.h"
+#include "net/work_queue.h"
+#include "platform/http.h"
+#include "platform/png.h"
+#include "platform/thread.h"
+#include "platform/wake.h"
+#include "tests/net/feed_server.h"
+
+static feed_server_t image_server;
+static std::string image_folder;
+static std::string png_bytes;
+
+// Three by two pixels: a red top row over a blue bottom row.
+static const u8 picture[3 * 2 * 4] = {
+    255, 0, 0, 255, 255, 0, 0, 255, 255, 0, 0, 255,
+    0, 0, 255, 255, 0, 0, 255, 255, 0, 0, 255, 255,
+};
+
+static void file_write(const std::string& name, const std::string& bytes) {
+    std::ofstream(image_folder + "/" + name, std::ios::binary) << bytes;
+}
+
+class ImageQueries : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        memory_query_system(nullptr, nullptr, nullptr, nullptr);
+        if (!block_storage.memory.bytes) {
+            block_storage_create(&block_storage, block_storage_region_size, block_storage_commit_size,
+                                 block_storage_block_size);
+        }
+        image_folder = temporary_folder("newsloom_images_");
+        ASSERT_FALSE(image_folder.empty());
+        std::string path = image_folder + "/picture.png";
+        ASSERT_TRUE(png_write(data_from_size(path.size(), path.data()), picture, 3, 2, false));
+        std::ifstream file(path, std::ios::binary);
+        png_bytes.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+        ASSERT_GT(png_bytes.size(), 40u);
+        file_write("text.png", "this is not a picture");
+        file_write("cut.png", png_bytes.substr(0, 40));
+        ASSERT_TRUE(image_server.start(image_folder.c_str(), false));
+        // A stalled server ends a download in 3 s rather than a minute.
+        os_http_set_time_outs(3000, 3000);
+        http_error_t error = 0;
+        http_session_open(data_literal("newsloom"), &error);
+        ASSERT_EQ(error, 0u);
+    }
+    static void TearDownTestSuite() {
+        http_error_t error = 0;
+        http_session_close(&error);
+        image_server.stop();
+        std::filesystem::remove_all(image_folder);
+    }
+    void SetUp() override { thread_queue_create(&thread_queue, 6); }
+    void TearDown() override {
+        wait_idle();
+        thread_terminate(&thread_queue);
+        for (image_query_t& query : image_queries) {
+            if (query.state != image_state_free) image_query_release(&query);
+        }
+    }
+
+    static image_query_t* get(u32 entry_id, const std::string& address, bool start = true) {
+        return image_query_get(entry_id, data_from_size(address.size(), address.data()), start);
+    }
+    static std::string picture_address(const char* name) { return image_server.address("/feed/") + name; }
+    // Nothing listens there: the download fails at once.
+    static std::string refused_address(u32 n) { return "http://127.0.0.1:1/" + std::to_string(n); }
+    // What the frame loop does while idle: sleep until a worker posts, look again.
+    static void wait_idle(image_query_t* query) {
+        while (atomic_load_acquire_u32(&query->busy)) ASSERT_TRUE(wake_wait(30000));
+    }
+    static void wait_idle() {
+        for (image_query_t& query : image_queries) wait_idle(&query);
+    }
+    static u64 used_slots() {
+        u64 used = 0;
+        for (image_query_t& query : image_queries) used += query.state != image_state_free;
+        return used;
+    }
+    static std::string user_log_since(u64 start) {
+        log_channel_t* user = log_channel(log_user);
+        return std::string((char*)user->text.bytes + start, user->text.used - start);
+    }
+    static u64 count_of(const std::string& text, const std::string& part) {
+        u64 count = 0;
+        for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) count++;
+        return count;
+    }
+};
+
+TEST_F(ImageQueries, ASlotIsOneAddressOfOneEntry) {
+    std::string address = picture_address("picture.png");
+    EXPECT_EQ(get(1, address, false), nullptr);
+    EXPECT_EQ(used_slots(), 0u);
+
+    image_query_t* first = get(1, address);
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(get(1, address), first);
+    EXPECT_EQ(get(1, address, false), first);
+    image_query_t* other_entry = get(2, address);
+    ASSERT_NE(other_entry, nullptr);
+    EXPECT_NE(other_entry, first);
+    // An address that only begins like a known one is another picture.
+    EXPECT_EQ(get(1, address.substr(0, address.size() - 1), false), nullptr);
+    EXPECT_EQ(used_slots(), 2u);
+
+    // The copy of the address stays terminated for the HTTP layer.
+    EXPECT_EQ(first->url.reserved, address.size() + 1);
+    EXPECT_EQ(first->url.bytes[first->url.used], 0);
+    EXPECT_NE(first->url.bytes, (u8*)address.data());
+    wait_idle();
+    EXPECT_EQ(first->state, image_state_loaded);
+    EXPECT_EQ(other_entry->state, image_state_loaded);
+}
+
+TEST_F(ImageQueries, EachReplyEndsInItsState) {
+    struct case_t {
+        std::string address;
+        u32 state;
+        u32 error;
+        u32 http_status;
+    };
+    const case_t cases[] = {
+        {picture_address("picture.png"), image_state_loaded, 0, 0},
+        // Without a Content-Length the file goes into the default block.
+        {image_server.address("/feed-nolength/picture.png"), image_state_loaded, 0, 0},
+        {picture_address("missing.png"), image_state_load_error, http_error_internet_open_url, 404},
+        {refused_address(1), image_state_load_error, http_error_internet_open_url, 0},
+        // Files that don't decode stay loading for good, with no worker on them.
+        {picture_address("text.png"), image_state_loading, 0, 0},
+        {picture_address("cut.png"), image_state_loading, 0, 0},
+        {image_server.address("/status500"), image_state_load_error, http_error_internet_open_url, 500},
+    };
+    image_query_t* slots[ARRAY_COUNT(cases)];
+    for (u32 i = 0; i < ARRAY_COUNT(cases); i++) {
+        slots[i] = get(7, cases[i].address);
+        ASSERT_NE(slots[i], nullptr) << i;
+    }
+    wait_idle();
+    for (u32 i = 0; i < ARRAY_COUNT(cases); i++) {
+        image_query_t* query = slots[i];
+        EXPECT_EQ(query->state, cases[i].state) << cases[i].address;
+        EXPECT_EQ(query->error, cases[i].error) << cases[i].address;
+        EXPECT_EQ(query->http_status, cases[i].http_status) << cases[i].address;
+        EXPECT_EQ(query->busy, 0u) << cases[i].address;
+        if (query->state != image_state_loaded) {
+            EXPECT_EQ(query->image.bytes, nullptr) << cases[i].address;
+            continue;
+        }
+        ASSERT_EQ(query->width, 3u);
+        ASSERT_EQ(query->height, 2u);
+        ASSERT_EQ(query->channels, 4);
+        ASSERT_EQ(query->image.used, sizeof(picture));
+        // Bottom row first: blue, then red.
+        EXPECT_EQ(0, memcmp(query->image.bytes, picture + 12, 12));
+        EXPECT_EQ(0, memcmp(query->image.bytes + 12, picture, 12));
+        EXPECT_EQ(query->pixels.bytes, nullptr);
+        EXPECT_EQ(query->texture, 0u);
+    }
+    // The undecodable file is still asked for by its view, and nothing new starts.
+    EXPECT_EQ(get(7, cases[4].address), slots[4]);
+    EXPECT_EQ(slots[4]->busy, 0u);
+}
+
+TEST_F(ImageQueries, AFrameSeesOneStateThroughAllItsPasses) {
+    image_query_t* query = get(3, picture_address("picture.png"));
+    ASSERT_NE(query, nullptr);
+    EXPECT_EQ(image_query_frame_state(query, 5), image_state_loading);
+    wait_idle();
+    EXPECT_EQ(query->state, image_state_loaded);
+    EXPECT_EQ(image_query_frame_state(query, 5), image_state_loading);
+    EXPECT_EQ(image_query_frame_state(query, 6), image_state_loaded);
+}
+
+// 1024 slots of entries 100 to 1123 whose downloads failed at once, each younger
+// than the one before. The ring holds 1023 jobs: the table fills in two rounds.
+#define FILL_TABLE_WITH_FAILURES()                                                              \
+    for (u32 round = 0; round < 2; round++) {                                                  \
+        for (u32 i = round * 512; i < (round + 1) * 512; i++) {                                \
+            ASSERT_NE(get(100 + i, refused_address(i)), nullptr) << i;                         \
+        }                                                                                      \
+        wait_idle();                                                                           \
+    }                                                                                          \
+    ASSERT_EQ(used_slots(), image_query_count)
+
+TEST_F(ImageQueries, ANewAddressInAFullTableTakesTheOldestSlot) {
+    FILL_TABLE_WITH_FAILURES();
+    // Looking at a slot counts as using it: the second one is now the oldest.
+    ASSERT_NE(get(100, refused_address(0), false), nullptr);
+    image_query_t* second = nullptr;
+    for (image_query_t& query : image_queries) {
+        if (query.entry_id == 101) second = &query;
+    }
+
+    u64 log_start = log_channel(log_user)->text.used;
+    image_query_t* taken = get(5000, picture_address("picture.png"));
+    EXPECT_EQ(taken, second);
+    EXPECT_EQ(get(101, refused_address(1), false), nullptr);
+    EXPECT_EQ(used_slots(), image_query_count);
+    // An ordinary eviction isn't worth a line.
+    EXPECT_EQ(user_log_since(log_start), "");
+    wait_idle();
+    EXPECT_EQ(taken->state, image_state_loaded);
+    EXPECT_EQ(taken->entry_id, 5000u);
+}
+
+TEST_F(ImageQueries, AnEvictionPassesOverASlotThatIsStillLoading) {
+    FILL_TABLE_WITH_FAILURES();
+    // The oldest slot goes to a download that stalls, and the others are used
+    // after it: the stalled one is the oldest.
+    image_query_t* oldest = get(100, refused_address(0), false);
+    image_query_release(oldest);
+    image_query_t* stalled = get(9, image_server.address("/stall"));
+    ASSERT_EQ(stalled, oldest);
+    for (u32 i = 1; i < image_query_count; i++) get(100 + i, refused_address(i), false);
+    ASSERT_EQ(stalled->busy, 1u);
+
+    u64 log_start = log_channel(log_user)->text.used;
+    std::string address = picture_address("picture.png");
+    image_query_t* taken = get(5000, address);
+    ASSERT_NE(taken, nullptr);
+    EXPECT_NE(taken, stalled);
+    EXPECT_EQ(get(101, refused_address(1), false), nullptr);
+    EXPECT_EQ(stalled->busy, 1u);
+    EXPECT_EQ(stalled->entry_id, 9u);
+    std::string log = user_log_since(log_start);
+    EXPECT_EQ(count_of(log, "the oldest is still loading"), 1u) << log;
+    EXPECT_EQ(count_of(log, address), 1u) << log;
+    // Found again, nothing more is said.
+    EXPECT_EQ(get(5000, address), taken);
+    EXPECT_EQ(user_log_since(log_start), log);
+    wait_idle();
+    EXPECT_EQ(stalled->state, image_state_load_error);
+}
+
+TEST_F(ImageQueries, RemovingAnEntryReleasesItsSlotsEvenWhileOneLoads) {
+    static u32 deleted_texture = 0;
+    image_texture_delete_hook = [](u32 texture) { deleted_texture = texture; };
+    block_storage_node_t before = *block_storage.free_list;
+
+    image_query_t* loaded = get(9, picture_address("picture.png"));
+    image_query_t* undecodable = get(9, picture_address("text.png"));
+    image_query_t* failed = get(9, picture_address("missing.png"));
+    image_query_t* kept = get(10, picture_address("picture.png"));
+    ASSERT_TRUE(loaded && undecodable && failed && kept);
+    wait_idle();
+    image_query_t* stalled = get(9, image_server.address("/stall"));
+    ASSERT_NE(stalled, nullptr);
+    loaded->texture = 77;
+
+    u64 log_start = log_channel(log_user)->text.used;
+    image_queries_remove_entry(9);
+    for (image_query_t* query : {loaded, undecodable, failed}) {
+        EXPECT_EQ(query->state, image_state_free);
+        EXPECT_EQ(query->url.bytes, nullptr);
+        EXPECT_EQ(query->image.bytes, nullptr);
+    }
+    EXPECT_EQ(deleted_texture, 77u);
+    EXPECT_EQ(kept->state, image_state_loaded);
+    // The worker still has the stalled one: it stays until its job ends.
+    EXPECT_EQ(stalled->state, image_state_loading);
+    EXPECT_EQ(stalled->remove, 1u);
+    image_queries_sweep();
+    EXPECT_EQ(stalled->state, image_state_loading);
+    EXPECT_EQ(user_log_since(log_start), "");
+
+    wait_idle(stalled);
+    image_queries_sweep();
+    image_queries_sweep();
+    EXPECT_EQ(stalled->state, image_state_free);
+    EXPECT_EQ(stalled->remove, 0u);
+    std::string log = user_log_since(log_start);
+    EXPECT_EQ(count_of(log, "/stall"), 1u) << log;
+    EXPECT_EQ(get(9, image_server.address("/stall"), false), nullptr);
+
+    image_query_release(kept);
+    image_texture_delete_hook = nullptr;
+    // Every address went back to block storage.
+    EXPECT_EQ(block_storage.free_list->address, before.address);
+    EXPECT_EQ(block_storage.free_list->size, before.size);
+}
+
+TEST_F(ImageQueries, ABusyTableOrAFullRingStartsNothing) {
+    // Without workers every job stays queued and every slot busy.
+    thread_terminate(&thread_queue);
+    thread_queue_create(&thread_queue, 0);
+    block_storage_node_t before = *block_storage.free_list;
+    for (u32 i = 0; i < 1023; i++) ASSERT_NE(get(1, refused_address(i)), nullptr) << i;
+
+    // The ring is full: the 1024th slot is given back with its address.
+    u64 log_start = log_channel(log_user)->text.used;
+    EXPECT_EQ(get(1, refused_address(1023)), nullptr);
+    EXPECT_EQ(used_slots(), 1023u);
+    EXPECT_EQ(user_log_since(log_start), "");
+
+    // With every slot held by a worker, a new picture waits, said once.
+    image_query_t* last = nullptr;
+    for (image_query_t& query : image_queries) {
+        if (query.state == image_state_free) last = &query;
+    }
+    ASSERT_NE(last, nullptr);
+    last->state = image_state_loading;
+    last->busy = 1;
+    EXPECT_EQ(get(2, refused_address(2000)), nullptr);
+    EXPECT_EQ(get(2, refused_address(2000)), nullptr);
+    std::string log = user_log_since(log_start);
+    EXPECT_EQ(count_of(log, refused_address(2000)), 1u) << log;
+    EXPECT_EQ(used_slots(), image_query_count);
+
+    // The queued jobs never run; the slots are given back as their ends would.
+    last->state = image_state_free;
+    for (image_query_t& query : image_queries) query.busy = 0;
+    for (image_query_t& query : image_queries) {
+        if (query.state != image_state_free) image_query_release(&query);
+    }
+    EXPECT_EQ(block_storage.free_list->address, before.address);
+    EXPECT_EQ(block_storage.free_list->size, before.size);
+}
