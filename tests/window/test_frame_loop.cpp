@@ -10,6 +10,7 @@
 
 #include "app/startup.h"
 #include "base/log.h"
+#include "image/image_query.h"
 
 namespace {
 
@@ -108,6 +109,28 @@ TEST_F(FrameLoop, InputWrittenIntoTheWindowReachesOnlyItsFrame) {
     std::string second = main_log_since_start();
     EXPECT_NE(second.find("Frame start: "), std::string::npos) << second;
     EXPECT_EQ(second.find("Input: "), std::string::npos) << second;
+}
+
+TEST_F(FrameLoop, AFrameLetsGoOfThePicturesOfRemovedEntries) {
+    // Start-up hands the reader the image table's removal.
+    EXPECT_EQ(reader_entry_removed_hook, image_queries_remove_entry);
+    // A removed entry's picture whose download ended after the removal.
+    image_query_t* query = &image_queries[3];
+    data_t url = query_address_copy(data_literal("http://127.0.0.1:1/late.png"));
+    ASSERT_NE(url.bytes, nullptr);
+    query->url = url;
+    query->entry_id = 42;
+    query->error = http_error_internet_open_url;
+    query->remove = 1;
+    query->state = image_state_load_error;
+    data_t user_text = log_channel(log_user)->text;
+
+    frame_run(&program.loop);
+    EXPECT_EQ(query->state, image_state_free);
+    EXPECT_EQ(query->url.bytes, nullptr);
+    data_t after = log_channel(log_user)->text;
+    std::string said((const char*)after.bytes + user_text.used, after.used - user_text.used);
+    EXPECT_NE(said.find("late.png"), std::string::npos) << said;
 }
 
 }  // namespace
