@@ -91,6 +91,22 @@ data_t data_sub_block(data_t* parent, u64 size, u64 alignment) {
     return block;
 }
 
+data_t data_sub_block_try(data_t* parent, u64 size, u64 alignment, bool* ok) {
+    ASSERT(data_sub_block_alignment_is_valid(alignment));
+    if (alignment == 0) alignment = memory_default_alignment;
+    if (!*ok || !parent->bytes || parent->used > parent->reserved) {
+        *ok = false;
+        return data_t{};
+    }
+    u64 room = parent->reserved - parent->used;
+    u64 padding = align_padding((u64)(parent->bytes + parent->used), alignment);
+    if (size > room || padding > room - size) {
+        *ok = false;
+        return data_t{};
+    }
+    return data_sub_block(parent, size, alignment);
+}
+
 data_t data_sub_block_rest(data_t* parent, u64 alignment) {
     ASSERT(data_sub_block_alignment_is_valid(alignment));
     if (alignment == 0) alignment = memory_default_alignment;

@@ -39,6 +39,10 @@ void data_free(data_t* block);
 
 data_t data_sub_block(data_t* parent, u64 size, u64 alignment);
 data_t data_sub_block_rest(data_t* parent, u64 alignment);
+// A sub-block if it fits, else a zero block, nothing taken, and *ok false. Once *ok
+// is false the later calls of a sequence take nothing either, so that the caller
+// tests once at the end: for blocks sized by a prediction, which may fall short.
+data_t data_sub_block_try(data_t* parent, u64 size, u64 alignment, bool* ok);
 data_t data_free_view_64(data_t* parent);
 data_t data_free_view(data_t* parent);
 

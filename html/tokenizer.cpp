@@ -651,30 +651,16 @@ static void hp_run_raw(hp_t* hp, html_tokens_t* tokens, html_parser_error_t* err
 
 // ---- the run ----
 
-data_t hp_carve(data_t* block, u64 size, u64 alignment, bool* ok) {
-    if (!*ok || !block->bytes) {
-        *ok = false;
-        return data_t{};
-    }
-    u64 padding = align_padding((u64)(block->bytes + block->used), alignment);
-    if (block->used > block->reserved || size > block->reserved - block->used ||
-        padding > block->reserved - block->used - size) {
-        *ok = false;
-        return data_t{};
-    }
-    return data_sub_block(block, size, alignment);
-}
-
 html_tokens_t hp_tokenizer(data_t* block, data_t input, u32 flags, html_parser_error_t* error) {
     PROFILE_ZONE(hp_tokenizer);
     html_tokens_t tokens = {};
     u64 size = input.used;
     u64 block_used = block->used;
     bool ok = true;
-    tokens.token_block = hp_carve(block, hp_predict_max_tokens(size) * sizeof(html_token_t), 8, &ok);
+    tokens.token_block = data_sub_block_try(block, hp_predict_max_tokens(size) * sizeof(html_token_t), 8, &ok);
     tokens.attribute_block =
-        hp_carve(block, hp_predict_max_attributes(size) * sizeof(html_attribute_token_t), 8, &ok);
-    tokens.text_block = hp_carve(block, size * 4, 1, &ok);
+        data_sub_block_try(block, hp_predict_max_attributes(size) * sizeof(html_attribute_token_t), 8, &ok);
+    tokens.text_block = data_sub_block_try(block, size * 4, 1, &ok);
     if (!ok) {
         block->used = block_used;
         *error = html_tokenizer_error_not_enough_memory;

@@ -24,6 +24,3 @@ u32 hp_token_emit(hp_t* hp, html_tokens_t* tokens);
 // ends the attribute list. Works on an hp_t alone: the prescan uses it too.
 void hp_read_attribute(hp_t* hp, data_t* text_block, data_t* name, data_t* value, html_parser_error_t* error);
 
-// A sub-block of `block` if it fits, else a zero block and *ok false: a block too
-// small for a prediction is an error for the caller, never a stop.
-data_t hp_carve(data_t* block, u64 size, u64 alignment, bool* ok);

@@ -209,11 +209,11 @@ html_tree_t hp_tree_construction(data_t* block, html_tokens_t* tokens, b32 ignor
     u64 t = tokens->token_count + 1;
     u64 block_used = block->used;
     bool ok = true;
-    tree.node_block = hp_carve(block, t * sizeof(html_node_t), 8, &ok);
-    tree.attribute_block = hp_carve(block, tokens->attribute_count * sizeof(html_attribute_t), 8, &ok);
-    tree.child_block = hp_carve(block, t * sizeof(html_node_t*), 8, &ok);
-    tree.text_block = hp_carve(block, tokens->text_block.used, 1, &ok);
-    data_t stack_block = hp_carve(block, t * sizeof(html_node_t*), 8, &ok);
+    tree.node_block = data_sub_block_try(block, t * sizeof(html_node_t), 8, &ok);
+    tree.attribute_block = data_sub_block_try(block, tokens->attribute_count * sizeof(html_attribute_t), 8, &ok);
+    tree.child_block = data_sub_block_try(block, t * sizeof(html_node_t*), 8, &ok);
+    tree.text_block = data_sub_block_try(block, tokens->text_block.used, 1, &ok);
+    data_t stack_block = data_sub_block_try(block, t * sizeof(html_node_t*), 8, &ok);
     if (!ok) {
         block->used = block_used;
         *error = html_tree_construction_error_not_enough_memory;

@@ -124,6 +124,39 @@ TEST(Data, SubBlocksAndViews) {
     EXPECT_EQ(data_free_view(&over).bytes, nullptr);
 }
 
+TEST(Data, SubBlockThatMayFailTakesNothingOnceItFailed) {
+    alignas(64) u8 buffer[64];
+    struct case_t {
+        u64 used, size, alignment;
+        bool fits;
+    } cases[] = {
+        {0, 64, 8, true},
+        {1, 56, 8, true},   // padding 7 and the size fill the block exactly
+        {1, 57, 8, false},  // one byte over, by the padding alone
+        {60, 8, 1, false},
+        {0, ~(u64)0, 1, false},  // a size that would wrap the sums
+        {65, 0, 1, false},       // a parent already over its end
+    };
+    for (const case_t& c : cases) {
+        data_t parent = data_make(sizeof(buffer), c.used, buffer);
+        bool ok = true;
+        data_t sub = data_sub_block_try(&parent, c.size, c.alignment, &ok);
+        EXPECT_EQ(ok, c.fits) << c.used << " " << c.size;
+        EXPECT_EQ(sub.bytes != nullptr, c.fits) << c.used << " " << c.size;
+        EXPECT_EQ(parent.used, c.fits ? sizeof(buffer) : c.used) << c.used << " " << c.size;
+    }
+    // After a failure, even a block that fits is refused.
+    data_t parent = data_make(sizeof(buffer), 0, buffer);
+    bool ok = true;
+    data_sub_block_try(&parent, 100, 1, &ok);
+    EXPECT_EQ(data_sub_block_try(&parent, 8, 1, &ok).bytes, nullptr);
+    EXPECT_EQ(parent.used, 0u);
+    data_t none = {};
+    ok = true;
+    EXPECT_EQ(data_sub_block_try(&none, 0, 1, &ok).bytes, nullptr);
+    EXPECT_FALSE(ok);
+}
+
 TEST(Data, ShrinkPopSkip) {
     u8 buffer[32];
     data_t parent = data_make(sizeof(buffer), 0, buffer);
