@@ -1,5 +1,6 @@
 # make run   - install what the build needs, build an optimised program and start it
-# make test  - install what the build needs, build with sanitizers and run every test
+# make test  - install what the build needs, build with sanitizers (warnings are
+#              errors) and run every test
 # make bench - build optimised and run the benchmarks against their peers
 # make fuzz  - build the fuzz targets with clang and run them for a while
 
@@ -36,7 +37,7 @@ build/release/build.ninja: | deps
 	cmake -S . -B build/release -G Ninja -DCMAKE_BUILD_TYPE=Release -DNEWSLOOM_TESTS=OFF -DNEWSLOOM_BENCH=ON
 
 build/test/build.ninja: | deps
-	cmake -S . -B build/test -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-g -O1" -DNEWSLOOM_SANITIZE=ON
+	cmake -S . -B build/test -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-g -O1" -DNEWSLOOM_SANITIZE=ON -DNEWSLOOM_WERROR=ON
 
 release: deps build/release/build.ninja
 	cmake --build build/release -j $(JOBS) --target newsloom newsloom-tool
@@ -44,7 +45,10 @@ release: deps build/release/build.ninja
 run: release
 	./build/release/newsloom $(ARGS)
 
+# Warnings are errors here; set again on every run, so that a build folder made
+# before the switch existed gets it too.
 test: deps build/test/build.ninja
+	cmake -S . -B build/test -DNEWSLOOM_WERROR=ON > /dev/null
 	cmake --build build/test -j $(JOBS)
 	cd build/test && ctest --output-on-failure -j $(JOBS) $(CTEST_ARGS)
 
