@@ -26,14 +26,18 @@ void tool_start(int argc, char** argv) {
     profiler_install_empty(0);
 }
 
+void tool_write(FILE* stream, const void* bytes, unsigned long long size) {
+    if (size) fwrite(bytes, 1, size, stream);
+}
+
 void tool_print_log(unsigned long long channel) {
     log_channel_t* log = log_channel(channel);
     if (log->overflowed) {
         // Oldest text first: from the write position to where the old text ended.
         u8* newest_end = log->text.bytes + log->text.used;
-        fwrite(newest_end, 1, log->overflow_end - log->text.used, stdout);
+        tool_write(stdout, newest_end, log->overflow_end - log->text.used);
     }
-    fwrite(log->text.bytes, 1, log->text.used, stdout);
+    tool_write(stdout, log->text.bytes, log->text.used);
 }
 
 static void tool_usage() {

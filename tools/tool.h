@@ -2,6 +2,8 @@
 // TOOL_COMMAND; the dispatcher finds them by name.
 #pragma once
 
+#include <cstdio>
+
 typedef int (*tool_function_t)(int argc, char** argv);  // argv[0] is the command name
 
 struct tool_command_t {
@@ -23,3 +25,6 @@ struct tool_registration_t {
 void tool_start(int argc, char** argv);
 // Writes log channel 0 to standard output.
 void tool_print_log(unsigned long long channel);
+// fwrite that takes an empty text with null bytes, as an empty data_t has them:
+// the C library's fwrite must not be given a null pointer even for 0 bytes.
+void tool_write(FILE* stream, const void* bytes, unsigned long long size);

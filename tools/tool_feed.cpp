@@ -10,7 +10,7 @@
 #include "store/reader.h"
 #include "tools/tool.h"
 
-static void print_data(data_t text) { fwrite(text.bytes, 1, text.used, stdout); }
+static void print_data(data_t text) { tool_write(stdout, text.bytes, text.used); }
 
 static void print_field(const char* label, data_t value) {
     if (value.used == 0) return;
@@ -214,7 +214,7 @@ static int tool_feed(int argc, char** argv) {
         data_t path = data_from_size(strlen(argv[i]), argv[i]);
         file_error_t error = 0;
         data_t document = file_read_all(path, false, &error);
-        if (error || !document.bytes) {
+        if (error) {
             fprintf(stderr, "newsloom-tool feed: can't read %s\n", argv[i]);
             status = 1;
             continue;

@@ -18,7 +18,7 @@ static void html_tool_flush(u8* mark) {
     data_t copy = data_allocate(log->text.reserved);
     if (!copy.bytes) return;
     log_copy_since(log_main, mark, &copy);
-    fwrite(copy.bytes, 1, copy.used, stdout);
+    tool_write(stdout, copy.bytes, copy.used);
     data_free(&copy);
 }
 
@@ -74,7 +74,7 @@ static int tool_html(int argc, char** argv) {
         data_free(&tree_memory);
     }
 
-    fwrite(report.bytes, 1, report.used, stdout);
+    tool_write(stdout, report.bytes, report.used);
     if (error && !html_parser_error_messages[error]) printf("Error: %s\n", html_parser_error_names[error]);
     if (tree_error) printf("Tree error: %s\n", html_parser_error_names[tree_error]);
     data_free(&report);

@@ -30,7 +30,7 @@ static int tool_store(int argc, char** argv) {
     if (status.problem != reader_file_fine) {
         char message[2048];
         u64 length = reader_load_message(&status, message, sizeof(message));
-        fwrite(message, 1, length, stderr);
+        tool_write(stderr, message, length);
         return 1;
     }
     printf("generation: %u, strings: %llu bytes, code points: %u\n", reader.generation,

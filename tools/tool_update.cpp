@@ -51,7 +51,7 @@ static bool update_pending() {
 static void update_print_user_log(u64 start) {
     log_channel_t* user = log_channel(log_user);
     if (user->text.used <= start) return;
-    fwrite(user->text.bytes + start, 1, user->text.used - start, stdout);
+    tool_write(stdout, user->text.bytes + start, user->text.used - start);
     fputc('\n', stdout);
 }
 
@@ -160,7 +160,7 @@ static int tool_update(int argc, char** argv) {
     http_session_close(&http_error);
     if (!saved) {
         log_channel_t* user = log_channel(log_user);
-        fwrite(user->text.bytes + user_start, 1, user->text.used - user_start, stderr);
+        tool_write(stderr, user->text.bytes + user_start, user->text.used - user_start);
         fputc('\n', stderr);
         return 1;
     }
