@@ -26,6 +26,7 @@ void log_reserve(u64 channel, u64 size) {
     if (log->text.used + size + log_end_mark.used >= log->text.reserved) {
         log->overflowed = 1;
         log->overflow_end = log->text.used;
+        log->wraps++;
         log->text.used = 0;
         data_push_string(&log->text, log_overflow_mark.bytes, log_overflow_mark.used);
     }

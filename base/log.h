@@ -10,6 +10,9 @@ struct log_channel_t {
     u32 indentation;
     u32 overflowed;
     u64 overflow_end;
+    // Times the ring has wrapped: a reader that took a position before a task
+    // knows its text whole only if this grew by at most one meanwhile.
+    u64 wraps;
 };
 
 constexpr u64 log_channel_count = 16;

@@ -73,7 +73,12 @@ static void hp_log_quoted(data_t value) {
     hp_log_literal("\"");
 }
 
-void html_tokens_print(html_tokens_t* tokens) {
+static void html_print_line_done(html_print_drain_t* drain, void* user) {
+    log_channel_t* log = log_channel(log_main);
+    if (drain && log->text.used > log->text.reserved / 2) drain(user);
+}
+
+void html_tokens_print(html_tokens_t* tokens, html_print_drain_t* drain, void* user) {
     for (u64 i = 0; i < tokens->token_count; i++) {
         html_token_t* token = tokens->tokens + i;
         switch (token->kind) {
@@ -110,25 +115,39 @@ void html_tokens_print(html_tokens_t* tokens) {
         default: hp_log_literal("token error"); break;
         }
         hp_log_literal("\n");
+        html_print_line_done(drain, user);
     }
 }
 
-void html_tree_print(html_tree_t* tree) {
+static void html_print_indentation(u64 depth) {
+    static const char blanks[html_print_indent_levels * 4 + 1] =
+        "                                                                "
+        "                                                                ";
+    log_write_bytes(log_main, blanks, min_of(depth, html_print_indent_levels) * 4);
+    if (depth > html_print_indent_levels) {
+        hp_log_literal("[");
+        log_write_u64(log_main, depth);
+        hp_log_literal("] ");
+    }
+}
+
+void html_tree_print(html_tree_t* tree, html_print_drain_t* drain, void* user) {
     if (!tree->nodes) return;
     // 1 MiB of walk stack is a quarter million nodes; a larger tree gets more.
     data_t memory = data_allocate(max_of<u64>(0x100000, hp_tree_walk_size(tree->node_count)));
     if (!memory.bytes) return;
     html_parser_error_t error = 0;
     hp_tree_walk_t walk = hp_tree_walk_start(&memory, tree->nodes, tree->node_count, &error);
+    u64 depth = 0;
     while (!error && hp_tree_walk_has_more(&walk)) {
         html_node_t* node = hp_tree_walk_current(&walk);
         if (node->kind == html_node_kind_text) {
-            log_write_indentation(log_main);
+            html_print_indentation(depth);
             hp_log_literal("text_node: ");
             log_write(log_main, node->text);
             hp_log_literal("\n");
         } else if (hp_tree_walk_is_opening(&walk)) {
-            log_write_indentation(log_main);
+            html_print_indentation(depth);
             hp_log_literal(html_element_names[node->element]);
             for (u32 a = 0; a < node->attribute_count; a++) {
                 html_attribute_t* attribute = node->attributes + a;
@@ -137,14 +156,15 @@ void html_tree_print(html_tree_t* tree) {
                 hp_log_quoted(attribute->value);
             }
             hp_log_literal("\n");
-            if (!html_element_is(node->element, html_element_flag_void)) log_indent_more(log_main);
+            if (!html_element_is(node->element, html_element_flag_void)) depth++;
         } else {
-            log_indent_less(log_main);
-            log_write_indentation(log_main);
+            depth--;
+            html_print_indentation(depth);
             hp_log_literal("/");
             hp_log_literal(html_element_names[node->element]);
             hp_log_literal("\n");
         }
+        html_print_line_done(drain, user);
         hp_tree_walk_next(&walk);
     }
     data_free(&memory);

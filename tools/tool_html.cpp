@@ -12,17 +12,44 @@
 #include "html/tree.h"
 #include "tools/tool.h"
 
-// Copies what channel 0 received since `mark` to standard output.
-static void html_tool_flush(u8* mark) {
+// Channel 0 is a ring of 5 MiB and a print of a large document is longer: the
+// print is drained to standard output as it goes. Text is lost only where one
+// line is longer than the whole ring, and the output says so there.
+struct html_tool_output_t {
+    u8* mark;
+    u64 wraps;
+    bool cut;
+};
+
+static void html_tool_output_start(html_tool_output_t* output) {
+    log_reserve(log_main, 0);
     log_channel_t* log = log_channel(log_main);
-    data_t copy = data_allocate(log->text.reserved);
-    if (!copy.bytes) return;
-    log_copy_since(log_main, mark, &copy);
-    tool_write(stdout, copy.bytes, copy.used);
-    data_free(&copy);
+    output->mark = data_end(log->text);
+    output->wraps = log->wraps;
 }
 
-static u8* html_tool_mark() { return data_end(log_channel(log_main)->text); }
+static void html_tool_drain(void* user) {
+    html_tool_output_t* output = (html_tool_output_t*)user;
+    log_channel_t* log = log_channel(log_main);
+    u8* start = log->text.bytes;
+    u8* now = data_end(log->text);
+    u64 wrapped = log->wraps - output->wraps;
+    if (wrapped == 0) {
+        tool_write(stdout, output->mark, (u64)(now - output->mark));
+    } else {
+        // The old text is whole after one wrap whose new text hasn't reached it.
+        if (wrapped == 1 && now <= output->mark) {
+            tool_write(stdout, output->mark, (u64)(start + log->overflow_end - output->mark));
+        } else {
+            output->cut = true;
+            printf("## Output cut here: a line was longer than the 5 MiB log ##\n");
+        }
+        u8* newest = start + log_overflow_mark.used;
+        tool_write(stdout, newest, (u64)(now - newest));
+    }
+    output->mark = now;
+    output->wraps = log->wraps;
+}
 
 static int tool_html(int argc, char** argv) {
     bool print_tree = false;
@@ -55,24 +82,26 @@ static int tool_html(int argc, char** argv) {
     html_parser_error_t error = 0;
     // The report is written while tokenizing; it is shown after the tokens.
     log_reserve(log_main, 0);
-    u8* report_mark = html_tool_mark();
+    u8* report_mark = data_end(log_channel(log_main)->text);
     html_tokens_t tokens = hp_tokenizer(&token_memory, input, 0, &error);
     data_t report = data_allocate(log_channel(log_main)->text.reserved);
     log_copy_since(log_main, report_mark, &report);
 
-    u8* mark = html_tool_mark();
-    html_tokens_print(&tokens);
-    html_tool_flush(mark);
+    html_tool_output_t output = {};
+    html_tool_output_start(&output);
+    html_tokens_print(&tokens, html_tool_drain, &output);
+    html_tool_drain(&output);
 
     html_parser_error_t tree_error = 0;
     if (print_tree && !error) {
         data_t tree_memory = data_allocate(hp_predict_tree_memory(&tokens));
         html_tree_t tree = hp_tree_construction(&tree_memory, &tokens, strict ? 0 : 1, &tree_error);
-        mark = html_tool_mark();
-        html_tree_print(&tree);
-        html_tool_flush(mark);
+        html_tool_output_start(&output);
+        html_tree_print(&tree, html_tool_drain, &output);
+        html_tool_drain(&output);
         data_free(&tree_memory);
     }
+    if (output.cut) fprintf(stderr, "newsloom-tool html: the output was cut where a line was longer than the log\n");
 
     tool_write(stdout, report.bytes, report.used);
     if (error && !html_parser_error_messages[error]) printf("Error: %s\n", html_parser_error_names[error]);

@@ -66,10 +66,12 @@ TEST(Log, WrapsWhenTheWriteAndEndMarkReachTheEnd) {
     std::string big(filler, 'x');
     log_write_bytes(channel, big.data(), big.size());
     EXPECT_EQ(log->overflowed, 0u);
+    EXPECT_EQ(log->wraps, 0u);
     u64 before = log->text.used;
     std::string hundred(100, 'n');
     log_write_bytes(channel, hundred.data(), hundred.size());
     EXPECT_EQ(log->overflowed, 1u);
+    EXPECT_EQ(log->wraps, 1u);
     EXPECT_EQ(log->overflow_end, before);
     EXPECT_EQ(channel_text(channel), "## Log overflowed ##\n" + hundred);
     EXPECT_TRUE(end_mark_follows(channel));
