@@ -131,8 +131,22 @@ static void drain_merge(app_t* app, reader_t* reader, query_t* query, feed_t* fe
         unique_id = data_t{};
     }
 
-    feed_t* merged = reader_merge_document(&app->scratch, reader, query->data, query->address, feed);
-    if (merged_note) merged_note(context, query->address);
+    u32 merge_error = merge_error_none;
+    feed_t* merged = reader_merge_document(&app->scratch, reader, query->data, query->address, feed, &merge_error);
+    if (merge_error) {
+        // A document the merge refuses is a failed download, like one that never came.
+        data_t why = merge_error_text(merge_error);
+        log_write(log_main, why);
+        log_write(log_main, data_literal("\n"));
+        log_paragraph_start(log_user);
+        log_write(log_user, data_literal("Error while retrieving feed: "));
+        log_write(log_user, query->address);
+        log_write(log_user, data_literal("\n    "));
+        log_write(log_user, why);
+        panel_show_log(panel);
+    } else if (merged_note) {
+        merged_note(context, query->address);
+    }
 
     if (by_unique_id && unique_id.used) {
         ASSERT(panel->selected_feed != nullptr);

@@ -552,56 +552,158 @@ static void merge_report_losses(merge_t* m, data_t address, u32 document_overflo
     log_write_c_string(log_user, ".\n");
 }
 
+static bool token_opens_entry(const xml_token_t* token) {
+    if (token->is_closing) return false;
+    data_t name = token->name;
+    if (name.used && name.bytes[name.used - 1] == '/') name.used--;  // <item/>
+    return name_is_literal(name, "item") || name_is_literal(name, "entry");
+}
+
+// Items and entries in bytes that no token reached: an opening "<item" or
+// "<entry" followed by the end of the name.
+static u32 count_entries_in_bytes(const u8* p, const u8* end) {
+    u32 count = 0;
+    for (; p < end; p++) {
+        if (*p != '<') continue;
+        u64 left = (u64)(end - p);
+        u64 length = left > 5 && bytes_equal(p + 1, 4, "item", 4) ? 5 : left > 6 && bytes_equal(p + 1, 5, "entry", 5) ? 6 : 0;
+        if (length == 0) continue;
+        u8 next = p[length];
+        if (next == '>' || next == '/' || char_is_space(next)) count++;
+    }
+    return count;
+}
+
 // The scanner's node block holds 16384 nodes, and each opening tag takes one. A
 // larger document is cut behind the last whole item or entry that fits, so that
-// no entry is kept with half of its fields.
-static u64 merge_tokens_that_fit(xml_token_t* tokens, u64 token_count, bool scan_was_cut) {
+// no entry is kept with half of its fields. `cut_entries` counts the items and
+// entries that the cut left out, those that the scan never reached included.
+static u64 merge_tokens_that_fit(xml_scan_t scan, data_t document, u32* cut_entries) {
     const u64 node_capacity = xml_sub_block_size / sizeof(xml_node_t);
+    xml_token_t* tokens = scan.tokens;
     u64 nodes = 0;
     u64 i = 0;
-    for (; i < token_count; i++) {
+    for (; i < scan.token_count; i++) {
         if (tokens[i].is_closing) continue;
         if (++nodes > node_capacity) break;
     }
-    if (i == token_count && !scan_was_cut) return token_count;
+    if (i == scan.token_count && !scan.overflowed) return scan.token_count;
     while (i > 0) {
         xml_token_t* token = &tokens[i - 1];
         if (token->is_closing && (name_is_literal(token->name, "item") || name_is_literal(token->name, "entry"))) break;
         i--;
     }
+    for (u64 k = i; k < scan.token_count; k++) *cut_entries += token_opens_entry(&tokens[k]);
+    if (scan.overflowed) {
+        const u8* scanned_end = scan.token_count ? tokens[scan.token_count - 1].end : document.bytes;
+        *cut_entries += count_entries_in_bytes(scanned_end, document.bytes + document.used);
+    }
     return i;
+}
+
+static bool token_is_markup(const xml_token_t* token) {
+    return token->is_comment || token->is_cdata || token->is_declaration || token->name.used == 0 ||
+           token->name.bytes[0] == '!' || token->name.bytes[0] == '?';
+}
+
+// A download cut short leaves its root element open. Merging it would move the
+// feed's date past the entries that never arrived, and the next whole document
+// would then skip them. Whatever a server appends behind the root's end doesn't
+// matter; the root's closing tag must be there. When the scan stopped short of
+// the end, the document's bytes are searched for it.
+static bool document_root_is_closed(xml_scan_t scan, data_t document) {
+    xml_token_t* root = nullptr;
+    u64 at = 0;
+    for (; at < scan.token_count && !root; at++) {
+        if (!token_is_markup(&scan.tokens[at])) root = &scan.tokens[at];
+    }
+    if (!root || root->is_closing || root->is_self_closing) return true;
+    data_t name = root->name;
+    if (!scan.overflowed) {
+        for (u64 i = scan.token_count; i-- > at;) {
+            xml_token_t* token = &scan.tokens[i];
+            if (token->is_closing && bytes_equal(token->name.bytes, token->name.used, name.bytes, name.used)) {
+                return true;
+            }
+        }
+        return false;
+    }
+    const u8* first = scan.tokens[scan.token_count - 1].end;
+    for (const u8* p = document.bytes + document.used; p - first > (i64)name.used + 2; p--) {
+        const u8* tag = p - name.used - 3;
+        u8 after = p[-1];
+        if (tag[0] == '<' && tag[1] == '/' && bytes_equal(tag + 2, name.used, name.bytes, name.used) &&
+            (after == '>' || char_is_space(after))) {
+            return true;
+        }
+    }
+    return false;
 }
 
 static bool address_is_youtube_feed(data_t address) {
     return data_starts_with(address, data_literal(youtube_feed_address));
 }
 
-feed_t* reader_merge_document(data_t* scratch, reader_t* reader, data_t document, data_t address, feed_t* feed) {
+static bool document_has_feed_root(xml_node_t* nodes, u64 count) {
+    for (u64 i = 0; i < count; i++) {
+        if (nodes[i].tag == xml_tag_channel || nodes[i].tag == xml_tag_feed) return true;
+    }
+    return false;
+}
+
+static date_t* feed_date_field(feed_t* feed) {
+    return feed_kind(feed) == record_kind_atom ? &feed->atom.updated : &feed->rss.last_build_date;
+}
+
+static void merge_note_refused(data_t address, const char* why) {
+    log_paragraph_start(log_user);
+    log_write_c_string(log_user, why);
+    log_write(log_user, address);
+}
+
+data_t merge_error_text(u32 error) {
+    if (error == merge_error_root_not_closed) return data_literal("the document ends before its root element is closed");
+    return data_t{};
+}
+
+feed_t* reader_merge_document(data_t* scratch, reader_t* reader, data_t document, data_t address, feed_t* feed,
+                              u32* error) {
     data_t arena = data_free_view_64(scratch);
 
     // The tokens may take what the tree's four blocks and a long text leave free;
     // a document with more tags than that is read up to the last whole item.
     const u64 tree_and_text = 5 * xml_sub_block_size + 256;
     if (arena.reserved < tree_and_text + KIB(64)) {
-        log_write_c_string(log_user, "No memory left to read the feed: ");
-        log_write(log_user, address);
-        log_write_c_string(log_user, "\n");
+        merge_note_refused(address, "No memory left to read the feed: ");
         return feed;
     }
     data_t token_space = data_make(arena.reserved - tree_and_text, 0, arena.bytes);
     xml_scan_t scan = xml_scan_tags(&token_space, document);
     arena.used = token_space.used;
     if (scan.token_count == 0) return feed;
-    u64 token_count = merge_tokens_that_fit(scan.tokens, scan.token_count, scan.overflowed);
-    if (token_count < scan.token_count) scan.overflowed = 1;
-    xml_document_t tree = xml_build_tree(&arena, scan.tokens, token_count);
-    if (tree.node_count == 0) return feed;
-    xml_node_t* nodes = (xml_node_t*)tree.nodes.bytes;
 
     merge_t m = {};
     m.reader = reader;
     m.arena = &arena;
     m.encoding = reader_encoding_utf8;
+    u64 token_count = merge_tokens_that_fit(scan, document, &m.dropped_entries);
+    u32 document_overflowed = scan.overflowed || token_count < scan.token_count;
+    xml_document_t tree = xml_build_tree(&arena, scan.tokens, token_count);
+    document_overflowed |= tree.overflowed;
+    xml_node_t* nodes = (xml_node_t*)tree.nodes.bytes;
+    // A document that holds no feed (an error page, say) is no failure: nothing in
+    // it is for the store. One cut down to nothing by the scanner's limits still
+    // says what it lost.
+    bool has_root = document_has_feed_root(nodes, tree.node_count);
+    if ((has_root || m.dropped_entries) && !document_root_is_closed(scan, document)) {
+        if (error) *error = merge_error_root_not_closed;
+        return feed;
+    }
+    if (!has_root) {
+        if (m.dropped_entries) merge_report_losses(&m, address, document_overflowed);
+        return feed;
+    }
+
     for (u32 i = 0; i < nodes[0].attribute_count; i++) {
         xml_attribute_t* attribute = nodes[0].attributes[i];
         if (attribute->kind != xml_attribute_encoding) continue;
@@ -612,66 +714,44 @@ feed_t* reader_merge_document(data_t* scratch, reader_t* reader, data_t document
 
     xml_node_t* root = nullptr;
     xml_node_t* rdf = nullptr;
-    for (u64 i = 0; i < tree.node_count; i++) {
+    for (u64 i = 0; i < tree.node_count && !root; i++) {
         xml_node_t* node = &nodes[i];
-        if (node->tag == xml_tag_channel || node->tag == xml_tag_feed) {
-            root = node;
-            break;
-        }
+        if (node->tag == xml_tag_channel || node->tag == xml_tag_feed) root = node;
         if (node->tag == xml_tag_rdf) rdf = node;
     }
-    if (!root) return feed;
 
     // A known feed whose address now serves the other format isn't converted: its
     // record would take fields of the wrong variant.
     u32 document_kind = root->tag == xml_tag_feed ? record_kind_atom : record_kind_rss;
     if (feed && feed_kind(feed) != document_kind) {
-        log_write_c_string(log_user, "The feed changed between RSS and Atom; not merged: ");
-        log_write(log_user, address);
-        log_write_c_string(log_user, "\n");
+        merge_note_refused(address, "The feed changed between RSS and Atom; not merged: ");
         return feed;
     }
-
-    if (root->tag == xml_tag_feed) {
-        m.is_youtube = address_is_youtube_feed(address);
-        if (feed) {
-            m.previous_date = feed->atom.updated;
+    if (feed) {
+        m.previous_date = *feed_date_field(feed);
+        // A feed's Atom links are replaced at each merge.
+        if (document_kind == record_kind_atom) {
             reader_remove_atom_links(reader, feed->id, &feed->atom.link_count, atom_owner_feed);
-        } else {
-            feed = reader_add_feed(reader, record_kind_atom);
-            if (!feed) {
-                log_write_c_string(log_user, "The store holds no more feeds; not added: ");
-                log_write(log_user, address);
-                log_write_c_string(log_user, "\n");
-                return nullptr;
-            }
-            merge_store(&m, address, &feed->address);
-        }
-        m.feed = feed;
-        merge_atom_children(&m, root);
-        if (date_is_zero(feed->atom.updated) || date_is_after(m.max_date, feed->atom.updated)) {
-            feed->atom.updated = m.max_date;
         }
     } else {
-        if (feed) {
-            m.previous_date = feed->rss.last_build_date;
-        } else {
-            feed = reader_add_feed(reader, record_kind_rss);
-            if (!feed) {
-                log_write_c_string(log_user, "The store holds no more feeds; not added: ");
-                log_write(log_user, address);
-                log_write_c_string(log_user, "\n");
-                return nullptr;
-            }
-            merge_store(&m, address, &feed->address);
+        feed = reader_add_feed(reader, document_kind);
+        if (!feed) {
+            merge_note_refused(address, "The store holds no more feeds; not added: ");
+            return nullptr;
         }
-        m.feed = feed;
-        merge_rss_children(&m, root);
-        if (rdf && rdf != root) merge_rss_children(&m, rdf);
-        if (date_is_zero(feed->rss.last_build_date) || date_is_after(m.max_date, feed->rss.last_build_date)) {
-            feed->rss.last_build_date = m.max_date;
-        }
+        merge_store(&m, address, &feed->address);
     }
-    merge_report_losses(&m, address, scan.overflowed | tree.overflowed);
+    m.feed = feed;
+    if (document_kind == record_kind_atom) {
+        m.is_youtube = address_is_youtube_feed(address);
+        merge_atom_children(&m, root);
+    } else {
+        merge_rss_children(&m, root);
+        // RSS 1.0: the items are the channel's siblings.
+        if (rdf && rdf != root) merge_rss_children(&m, rdf);
+    }
+    date_t* feed_date = feed_date_field(feed);
+    if (date_is_zero(*feed_date) || date_is_after(m.max_date, *feed_date)) *feed_date = m.max_date;
+    merge_report_losses(&m, address, document_overflowed);
     return feed;
 }

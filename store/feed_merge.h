@@ -9,9 +9,19 @@
 // recognises the service's feeds by it, and the address code builds them from it.
 constexpr char youtube_feed_address[] = "https://www.youtube.com/feeds/videos.xml?";
 
+// Why a document was refused as a failed download.
+enum : u32 {
+    merge_error_none = 0,
+    merge_error_root_not_closed = 1,  // cut short: the feed keeps its dates
+};
+// The words for the log panel; empty for none.
+data_t merge_error_text(u32 error);
+
 // Gives the feed merged into (new or given), or `feed` itself when the document
-// holds none. The arena is a free view of `scratch`, whose used doesn't move.
-feed_t* reader_merge_document(data_t* scratch, reader_t* reader, data_t document, data_t address, feed_t* feed);
+// holds none or was refused; a refusal sets *error when it is given. The arena is
+// a free view of `scratch`, whose used doesn't move.
+feed_t* reader_merge_document(data_t* scratch, reader_t* reader, data_t document, data_t address, feed_t* feed,
+                              u32* error = nullptr);
 
 // Adds a category or person whose strings are raw views of the document, and the
 // relation from the owner to it; `count` is the owner's counter of that relation.

@@ -222,6 +222,26 @@ TEST_F(Update, EachFailedAddressIsOneParagraphAndNoFeed) {
     EXPECT_NE(main_text.find("certificate"), std::string::npos) << main_text;
 }
 
+// A body that ends early, or a Content-Length shorter than the body, leaves the
+// feed's root open: that download fails like any other, and nothing is merged.
+TEST_F(Update, ACutDocumentIsAFailedDownload) {
+    const std::string addresses[] = {update_server.address("/feed-cut/4000/atp.rss"),
+                                     update_server.address("/feed-short/4000/atp.rss")};
+    u64 log_start = log_channel(log_user)->text.used;
+    panel.right_panel = panel_right_add_feed;
+    for (const std::string& address : addresses) add(address);
+    drain_until_idle();
+    EXPECT_EQ(feed_count(), 0u);
+    std::string text = user_log_since(log_start);
+    for (const std::string& address : addresses) {
+        EXPECT_NE(text.find("Error while retrieving feed: " + address +
+                            "\n    the document ends before its root element is closed"),
+                  std::string::npos)
+            << text;
+    }
+    EXPECT_EQ(panel.right_panel, panel_right_log);
+}
+
 TEST_F(Update, UpdateAllTwiceAndARemovedFeed) {
     const std::string addresses[] = {
         update_server.address("/feed/EMarley.rss"),

@@ -9,6 +9,8 @@ Paths:
   /feed-nolength/NAME   the same without Content-Length (the body ends at close)
   /copy/N/NAME          /feed/NAME under another address, so one document can
                         stand for many feeds
+  /feed-cut/N/NAME      the first N bytes of the file, without Content-Length
+  /feed-short/N/NAME    the whole file, with a Content-Length of only N
   /bytes/N              N bytes of a known pattern, with Content-Length
   /bytes-nolength/N     the same without Content-Length
   /longer/N/M           announces N bytes and writes M
@@ -89,6 +91,13 @@ class Handler(http.server.BaseHTTPRequestHandler):
                 self.send_body(body, None)
             else:
                 self.send_body(body, len(body))
+        elif kind in ("feed-cut", "feed-short"):
+            body = self.read_feed(parts[-1]) or b""
+            n = int(parts[1])
+            if kind == "feed-cut":
+                self.send_body(body[:n], None)
+            else:
+                self.send_body(body, n, close=True)
         elif kind == "bytes":
             n = int(parts[1])
             self.send_body(pattern(n), n)

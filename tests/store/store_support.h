@@ -22,6 +22,7 @@ struct store_fixture_t {
     data_t codepoint_block = {};
     codepoint_set_t codepoints = {};
     reader_t reader = {};
+    u32 merge_error = 0;  // of the last merge
 
     store_fixture_t() {
         scratch = data_allocate(MIB(10));
@@ -36,12 +37,11 @@ struct store_fixture_t {
         data_free(&scratch);
     }
 
-    // The document's bytes live in the std::string; the merge may lend a byte of
-    // it to the number parser and gives it back.
     feed_t* merge(std::string& document, const char* address, feed_t* feed = nullptr) {
         data_t bytes = data_from_size(document.size(), document.data());
         data_t where = data_from_size(strlen(address), address);
-        feed_t* merged = reader_merge_document(&scratch, &reader, bytes, where, feed);
+        merge_error = 0;
+        feed_t* merged = reader_merge_document(&scratch, &reader, bytes, where, feed, &merge_error);
         if (merged) {
             reader_ensure_meta(&reader, merged);
             reader_sort_feed(&reader, merged);

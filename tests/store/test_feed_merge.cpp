@@ -460,7 +460,73 @@ TEST(FeedMerge, TooManyNodesKeepsWhatFits) {
     ASSERT_TRUE(feed);
     EXPECT_GT(feed->entry_count, 8000u);
     EXPECT_LT(feed->entry_count, 9000u);
+    std::string dropped = "dropped " + std::to_string(9000 - feed->entry_count) + " entries";
     EXPECT_NE(user_log().find("http://example.com/nodes"), std::string::npos);
+    EXPECT_NE(user_log().find(dropped), std::string::npos) << user_log();
+    reader_check(&store.reader);
+
+    // Nothing whole fits: the document is dropped, and said.
+    std::string categories;
+    for (u32 i = 0; i < 20000; i++) categories += "<category>c</category>";
+    std::string xhtml;
+    for (u32 i = 0; i < 17000; i++) xhtml += "<b>x</b>";
+    const std::string documents[] = {
+        rss("", "<item>" + categories + "</item>"),
+        "<feed><entry><id>1</id><content type=\"xhtml\"><div>" + xhtml + "</div></content></entry>\n</feed>",
+    };
+    for (std::string one : documents) {
+        clear_user_log();
+        store_fixture_t empty;
+        EXPECT_EQ(empty.merge(one, "http://example.com/one"), nullptr);
+        EXPECT_NE(user_log().find("http://example.com/one"), std::string::npos);
+        EXPECT_NE(user_log().find("dropped 1 entries"), std::string::npos) << user_log();
+    }
+}
+
+// A document cut short leaves its root open and is refused whole: the feed keeps
+// its dates, so that the whole document of the next update brings every entry.
+TEST(FeedMerge, ACutDocumentIsRefusedAndTheFeedKeepsItsDates) {
+    store_fixture_t store;
+    std::string first = rss("", item("a", "Mon, 02 Jan 2006 10:00:00 GMT"));
+    feed_t* feed = store.merge(first, "http://example.com/feed");
+    ASSERT_TRUE(feed);
+    EXPECT_EQ(store.merge_error, (u32)merge_error_none);
+    std::string whole = rss("", item("c", "Mon, 02 Jan 2006 12:00:00 GMT") + item("b", "Mon, 02 Jan 2006 11:00:00 GMT"));
+    struct case_t {
+        std::string document;
+        u32 error;
+    };
+    const case_t cases[] = {
+        {whole.substr(0, whole.find("<item>", whole.find("</item>"))), merge_error_root_not_closed},
+        {whole.substr(0, whole.rfind("</rss>")), merge_error_root_not_closed},
+        {whole.substr(0, whole.size() - 1), merge_error_root_not_closed},
+        {"<?xml version=\"1.0\"?><!-- c --><feed><entry><id>x</id>", merge_error_root_not_closed},
+        // Behind the root's end anything may stand; before it, nothing is a feed.
+        {whole + "<!-- 0.1 s --><script>x</script>", merge_error_none},
+        {"<html><body>Not found", merge_error_none},
+        {"", merge_error_none},
+    };
+    for (const case_t& c : cases) {
+        SCOPED_TRACE(c.document);
+        std::string document = c.document;
+        if (c.error != merge_error_none) {
+            EXPECT_EQ(store.merge(document, "http://example.com/feed", feed), feed);
+            EXPECT_EQ(store.merge_error, c.error);
+            EXPECT_EQ(feed->entry_count, 1u);
+            EXPECT_EQ(date_text(feed->rss.last_build_date), "2006-01-02 10:00:00");
+            EXPECT_EQ(store.merge(document, "http://example.com/new"), nullptr) << "no feed is made";
+            EXPECT_EQ(store.merge_error, c.error);
+        } else {
+            store_fixture_t other;
+            other.merge(document, "http://example.com/other");
+            EXPECT_EQ(other.merge_error, (u32)merge_error_none);
+        }
+    }
+    EXPECT_EQ(store.reader.feeds.entry_count, 1u);
+    EXPECT_EQ(to_string(merge_error_text(merge_error_root_not_closed)),
+              "the document ends before its root element is closed");
+    store.merge(whole, "http://example.com/feed", feed);
+    EXPECT_EQ(feed->entry_count, 3u);
     reader_check(&store.reader);
 }
 
@@ -520,6 +586,9 @@ TEST(FeedMerge, MoreTagsThanScratchHoldsKeepsWholeItems) {
     pool_iterator_t walk = pool_iterator_start(&store.reader.entries, sizeof(entry_t), entry_is_alive);
     while (entry_t* entry = (entry_t*)pool_iterator_next(&walk)) EXPECT_GT(entry->rss.guid.used, 0u);
     EXPECT_NE(user_log().find("http://example.com/t"), std::string::npos);
+    // The items the scan never reached count as dropped too.
+    std::string dropped = "dropped " + std::to_string(5000 - feed->entry_count) + " entries";
+    EXPECT_NE(user_log().find(dropped), std::string::npos) << user_log();
     reader_check(&store.reader);
 
     // With no room at all the document is refused with its line, and nothing else.
