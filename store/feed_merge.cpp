@@ -3,6 +3,8 @@
 // ignored. A pool that fills keeps what fits; the rest is dropped and said once.
 #include "store/feed_merge.h"
 
+#include <cstddef>
+
 #include "base/date.h"
 #include "base/format.h"
 #include "base/log.h"
@@ -44,100 +46,83 @@ static xml_attribute_t* node_attribute(xml_node_t* node, xml_attribute_kind_t ki
 // ---------------------------------------------------------------------------
 // Categories and persons
 
-static u32 reader_find_category_by_term(reader_t* reader, data_t term) {
+// A category and a person are records of one shape: an id and three strings, the
+// first of which names it (term, name). One walk serves both pools.
+constexpr u64 named_strings_offset = offsetof(category_t, term);
+static_assert(sizeof(category_t) == sizeof(person_t) && offsetof(category_t, id) == offsetof(person_t, id) &&
+              offsetof(person_t, name) == named_strings_offset &&
+              offsetof(category_t, label) == named_strings_offset + 2 * sizeof(data_t) &&
+              offsetof(person_t, email) == named_strings_offset + 2 * sizeof(data_t));
+
+static u32* named_id(void* record) { return (u32*)record; }
+static data_t* named_strings(void* record) { return (data_t*)((u8*)record + named_strings_offset); }
+
+// The last record whose first string equals `name`, or 0.
+static u32 reader_find_named(pool_t* pool, data_t name) {
     u32 id = 0;
     u32 seen = 0;
-    for (u32 i = 0; i < reader->categories.max_entry_count && seen < reader->categories.entry_count; i++) {
-        category_t* category = (category_t*)pool_at(&reader->categories, sizeof(category_t), i);
-        if (!category->id) continue;
+    for (u32 i = 0; i < pool->max_entry_count && seen < pool->entry_count; i++) {
+        void* record = pool_at(pool, sizeof(category_t), i);
+        if (!*named_id(record)) continue;
         seen++;
-        if (reader_text_equal(category->term, term)) id = category->id;
+        if (reader_text_equal(named_strings(record)[0], name)) id = *named_id(record);
     }
     return id;
-}
-
-static u32 reader_find_person_by_name(reader_t* reader, data_t name) {
-    u32 id = 0;
-    u32 seen = 0;
-    for (u32 i = 0; i < reader->persons.max_entry_count && seen < reader->persons.entry_count; i++) {
-        person_t* person = (person_t*)pool_at(&reader->persons, sizeof(person_t), i);
-        if (!person->id) continue;
-        seen++;
-        if (reader_text_equal(person->name, name)) id = person->id;
-    }
-    return id;
-}
-
-static bool reader_add_relation(reader_t* reader, u32 kind, u32 owner_id, u32 target_id, u32* count) {
-    relation_t* relation = (relation_t*)pool_alloc(&reader->relations, sizeof(relation_t));
-    if (!relation) return false;
-    relation->kind = kind;
-    relation->owner_id = owner_id;
-    relation->target_id = target_id;
-    *count += 1;
-    return true;
 }
 
 static bool relations_full(reader_t* reader) { return reader->relations.entry_count >= reader->relations.max_entry_count; }
 
-bool reader_add_category(reader_t* reader, u32 encoding, category_t* record, u32 kind, u32 owner_id, u32* count,
-                         data_t* arena) {
-    u32 id = reader_find_category_by_term(reader, record->term);
+// Finds the record by its name or makes it, and relates the owner to it unless
+// that relation is already among the owner's `count`. For persons the owner's
+// relations of any kind count: an owner number shared by a feed and an entry can
+// thereby hide a relation, as the store always did.
+static bool reader_add_named(reader_t* reader, pool_t* pool, u32* last_id, bool any_kind, u32 encoding,
+                             const data_t strings[3], u32 kind, u32 owner_id, u32* count, data_t* arena) {
+    u32 id = reader_find_named(pool, strings[0]);
     bool needed = true;
     if (id != 0) {
         u32 seen = 0;
         for (u32 i = 0; i < reader->relations.max_entry_count && seen < *count; i++) {
             relation_t* relation = (relation_t*)pool_at(&reader->relations, sizeof(relation_t), i);
-            if (relation->kind != kind || relation->owner_id != owner_id) continue;
+            bool counts = any_kind ? relation_is_alive(relation) : relation->kind == kind;
+            if (!counts || relation->owner_id != owner_id) continue;
             seen++;
             if (relation->target_id == id) needed = false;
         }
     }
     if (needed && relations_full(reader)) return false;
     if (id == 0) {
-        category_t* category = (category_t*)pool_alloc(&reader->categories, sizeof(category_t));
-        if (!category) return false;
-        bytes_zero(category, sizeof(category_t));
-        reader->last_category_id += 1;
-        category->id = reader->last_category_id;
-        id = category->id;
-        reader_store_text(reader, record->term, &category->term, reader->codepoints, encoding, arena);
-        reader_store_text(reader, record->scheme, &category->scheme, reader->codepoints, encoding, arena);
-        reader_store_text(reader, record->label, &category->label, reader->codepoints, encoding, arena);
+        void* made = pool_alloc(pool, sizeof(category_t));
+        if (!made) return false;
+        bytes_zero(made, sizeof(category_t));
+        *last_id += 1;
+        *named_id(made) = id = *last_id;
+        for (u32 s = 0; s < 3; s++) {
+            reader_store_text(reader, strings[s], &named_strings(made)[s], reader->codepoints, encoding, arena);
+        }
     }
-    if (needed) reader_add_relation(reader, kind, owner_id, id, count);
+    if (needed) {
+        relation_t* relation = (relation_t*)pool_alloc(&reader->relations, sizeof(relation_t));
+        relation->kind = kind;
+        relation->owner_id = owner_id;
+        relation->target_id = id;
+        *count += 1;
+    }
     return true;
+}
+
+bool reader_add_category(reader_t* reader, u32 encoding, category_t* record, u32 kind, u32 owner_id, u32* count,
+                         data_t* arena) {
+    const data_t strings[3] = {record->term, record->scheme, record->label};
+    return reader_add_named(reader, &reader->categories, &reader->last_category_id, false, encoding, strings, kind,
+                            owner_id, count, arena);
 }
 
 bool reader_add_person(reader_t* reader, u32 encoding, person_t* record, u32 kind, u32 owner_id, u32* count,
                        data_t* arena) {
-    u32 id = reader_find_person_by_name(reader, record->name);
-    bool needed = true;
-    if (id != 0) {
-        // Counts the owner's relations of any kind: an owner number shared by a feed
-        // and an entry can thereby hide a relation. Kept as the store always did.
-        u32 seen = 0;
-        for (u32 i = 0; i < reader->relations.max_entry_count && seen < *count; i++) {
-            relation_t* relation = (relation_t*)pool_at(&reader->relations, sizeof(relation_t), i);
-            if (!relation_is_alive(relation) || relation->owner_id != owner_id) continue;
-            seen++;
-            if (relation->target_id == id) needed = false;
-        }
-    }
-    if (needed && relations_full(reader)) return false;
-    if (id == 0) {
-        person_t* person = (person_t*)pool_alloc(&reader->persons, sizeof(person_t));
-        if (!person) return false;
-        bytes_zero(person, sizeof(person_t));
-        reader->last_person_id += 1;
-        person->id = reader->last_person_id;
-        id = person->id;
-        reader_store_text(reader, record->name, &person->name, reader->codepoints, encoding, arena);
-        reader_store_text(reader, record->uri, &person->uri, reader->codepoints, encoding, arena);
-        reader_store_text(reader, record->email, &person->email, reader->codepoints, encoding, arena);
-    }
-    if (needed) reader_add_relation(reader, kind, owner_id, id, count);
-    return true;
+    const data_t strings[3] = {record->name, record->uri, record->email};
+    return reader_add_named(reader, &reader->persons, &reader->last_person_id, true, encoding, strings, kind,
+                            owner_id, count, arena);
 }
 
 feed_meta_t* reader_ensure_meta(reader_t* reader, feed_t* feed) {
