@@ -19,8 +19,7 @@ void (*image_texture_delete_hook)(u32 texture) = nullptr;
 static bool image_wait_reported = false;
 
 static void image_log_paragraph(const char* text, data_t url) {
-    log_channel_t* user = log_channel(log_user);
-    if (user->text.used || user->overflowed) log_write(log_user, data_literal("\n\n"));
+    log_paragraph_start(log_user);
     log_write_c_string(log_user, text);
     log_write(log_user, url);
 }
