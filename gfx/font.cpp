@@ -52,6 +52,24 @@ static void codepoints_sort(u32* values, u32 count) {
     }
 }
 
+static void kerning_table_build(font_set_t* set, font_t* font) {
+    font->kerning_table = nullptr;
+    if (font->empty || font->kerning_count == 0) return;
+    u64 size = sizeof(i16) * font_kerning_table_glyphs * 128;
+    font->kerning_table = (i16*)data_push(&set->memory, size, 2);
+    ASSERT(font->kerning_table);
+    for (u64 i = 0; i < font_kerning_table_glyphs * 128; i++) font->kerning_table[i] = 0;
+    u32 glyphs = min_of(font->codepoint_count, font_kerning_table_glyphs);
+    for (u32 g = 0; g < glyphs; g++) {
+        const glyph_t* glyph = &font->glyphs[g];
+        const kerning_pair_t* pair = font->kerning + glyph->kerning_offset;
+        for (u32 k = 0; k < glyph->kerning_count; k++) {
+            // Kerning amounts are 16-bit in the font file.
+            if (pair[k].second < 128) font->kerning_table[g * 128 + pair[k].second] = (i16)pair[k].amount;
+        }
+    }
+}
+
 static void font_tables_build(font_set_t* set, font_t* font, const font_t* same_face) {
     u32 count = font->codepoint_count;
     u32* codepoints = font->codepoints;
@@ -84,6 +102,7 @@ static void font_tables_build(font_set_t* set, font_t* font, const font_t* same_
             glyph->kerning_count = same_face->glyphs[i].kerning_count;
         }
         font->fallback = same_face->fallback;
+        font->kerning_table = same_face->kerning_table;
         return;
     }
     int* glyph_ids = nullptr;
@@ -114,6 +133,7 @@ static void font_tables_build(font_set_t* set, font_t* font, const font_t* same_
         }
     }
     ASSERT(font->fallback != font_no_glyph);
+    kerning_table_build(set, font);
 }
 
 // Packs every non-empty font into an atlas of the given size; false when something

@@ -41,7 +41,11 @@ struct font_t {
     u32 fallback;  // glyph of U+FFFD
     u32 empty;     // no font file was found: no glyphs, a line height of `size`
     u32 kerning_count;
+    // The pairs of the first glyphs (below font_kerning_table_glyphs) with a second
+    // code point below 128, by table: running text asks for these all the time.
+    i16* kerning_table;
 };
+constexpr u32 font_kerning_table_glyphs = 128;
 
 struct font_set_t {
     data_t memory;  // the arena: font records first, then what font_build makes
@@ -76,7 +80,12 @@ inline const glyph_t* font_glyph(const font_t* font, u32 codepoint) {
 // case stays out of the call.
 i32 font_kerning_search(const font_t* font, const glyph_t* glyph, u32 second_codepoint);
 inline i32 font_kerning(const font_t* font, const glyph_t* glyph, u32 second_codepoint) {
-    return glyph->kerning_count ? font_kerning_search(font, glyph, second_codepoint) : 0;
+    if (!glyph->kerning_count) return 0;
+    u32 first = (u32)(glyph - font->glyphs);
+    if (first < font_kerning_table_glyphs && second_codepoint < 128 && font->kerning_table) {
+        return font->kerning_table[first * 128 + second_codepoint];
+    }
+    return font_kerning_search(font, glyph, second_codepoint);
 }
 f32 font_line_height(const font_t* font, u32 with_gap);
 f32 font_baseline(const font_t* font);
