@@ -37,11 +37,46 @@ static u32 jis0208_lookup(u32 pointer) {
     return index_lookup(pointer, index_jis0208, index_jis0208_runs, index_jis0208_run_count);
 }
 
-// Shared ending of a two-byte sequence with no mapping: an ASCII second byte is
-// given back, to be read on its own.
-static void pair_failed(u8 second, u32 error_value, u8* length, decoder_error_t* error) {
-    *length = second < 128 ? 1 : 2;
-    *error = error_value;
+// The steps every decoder but ISO-2022-JP starts with: no byte left is the end of
+// input, and a byte below `ascii_end` stands for itself. True when that decided.
+static bool single_byte_decided(const u8* first, const u8* end, u32 ascii_end, u32* codepoint, u8* length,
+                                decoder_error_t* error) {
+    if (first >= end) {
+        *length = 0;
+        *error = decoder_error_end_of_input;
+        return true;
+    }
+    *length = 1;
+    if (first[0] >= ascii_end) return false;
+    *codepoint = first[0];
+    return true;
+}
+
+// A lead byte that isn't `valid` is its decoder's error, and a valid one with
+// nothing behind it is cut off. True when that decided.
+static bool lead_byte_decided(const u8* first, const u8* end, bool valid, decoder_error_t lead_error,
+                              decoder_error_t* error) {
+    if (!valid) {
+        *error = lead_error;
+        return true;
+    }
+    if (end - first >= 2) return false;
+    *error = decoder_error_truncated;
+    return true;
+}
+
+// The end of a sequence of `taken` bytes whose last is `last`: its code point, or,
+// without a mapping (0), the error, with an ASCII last byte given back to be read
+// on its own.
+static void sequence_end(u32 value, u8 last, u8 taken, decoder_error_t pair_error, u32* codepoint, u8* length,
+                         decoder_error_t* error) {
+    if (value == 0) {
+        *length = last < 128 ? taken - 1 : taken;
+        *error = pair_error;
+        return;
+    }
+    *length = taken;
+    *codepoint = value;
 }
 
 u32 gb18030_ranges_decode(u32 pointer) {
@@ -63,29 +98,13 @@ u32 gb18030_ranges_decode(u32 pointer) {
 }
 
 void gb18030_decode(const u8* first, const u8* end, u32* codepoint, u8* length, decoder_error_t* error) {
-    if (first >= end) {
-        *length = 0;
-        *error = decoder_error_end_of_input;
-        return;
-    }
+    if (single_byte_decided(first, end, 128, codepoint, length, error)) return;
     u8 b1 = first[0];
-    *length = 1;
-    if (b1 < 128) {
-        *codepoint = b1;
-        return;
-    }
     if (b1 == 128) {
         *codepoint = 0x20AC;
         return;
     }
-    if (b1 == 255) {
-        *error = decoder_error_gb18030_first_byte;
-        return;
-    }
-    if (end - first < 2) {
-        *error = decoder_error_truncated;
-        return;
-    }
+    if (lead_byte_decided(first, end, b1 != 255, decoder_error_gb18030_first_byte, error)) return;
     u8 b2 = first[1];
     if (b2 >= 48 && b2 <= 57) {
         // Four bytes: digit, byte, digit.
@@ -124,35 +143,14 @@ void gb18030_decode(const u8* first, const u8* end, u32* codepoint, u8* length, 
         u32 pointer = (b1 - 129u) * 190 + (b2 - (b2 < 127 ? 64u : 65u));
         if (pointer < index_gb18030_count) value = index_gb18030[pointer];
     }
-    if (value == 0) {
-        pair_failed(b2, decoder_error_gb18030_second_byte, length, error);
-        return;
-    }
-    *length = 2;
-    *codepoint = value;
+    sequence_end(value, b2, 2, decoder_error_gb18030_second_byte, codepoint, length, error);
 }
 
 void big5_decode(const u8* first, const u8* end, u32* codepoint, u32* second_codepoint, u8* length,
                  decoder_error_t* error) {
-    if (first >= end) {
-        *length = 0;
-        *error = decoder_error_end_of_input;
-        return;
-    }
+    if (single_byte_decided(first, end, 128, codepoint, length, error)) return;
     u8 b1 = first[0];
-    *length = 1;
-    if (b1 < 128) {
-        *codepoint = b1;
-        return;
-    }
-    if (b1 < 129 || b1 > 254) {
-        *error = decoder_error_big5_first_byte;
-        return;
-    }
-    if (end - first < 2) {
-        *error = decoder_error_truncated;
-        return;
-    }
+    if (lead_byte_decided(first, end, b1 >= 129 && b1 <= 254, decoder_error_big5_first_byte, error)) return;
     u8 b2 = first[1];
     u32 value = 0;
     if ((b2 >= 64 && b2 <= 126) || (b2 >= 161 && b2 <= 254)) {
@@ -166,34 +164,14 @@ void big5_decode(const u8* first, const u8* end, u32* codepoint, u32* second_cod
             default: value = big5_index_lookup(pointer); break;
         }
     }
-    if (value == 0) {
-        pair_failed(b2, decoder_error_big5_pair, length, error);
-        return;
-    }
-    *length = 2;
-    *codepoint = value;
+    sequence_end(value, b2, 2, decoder_error_big5_pair, codepoint, length, error);
 }
 
 void euc_jp_decode(const u8* first, const u8* end, u32* codepoint, u8* length, decoder_error_t* error) {
-    if (first >= end) {
-        *length = 0;
-        *error = decoder_error_end_of_input;
-        return;
-    }
+    if (single_byte_decided(first, end, 128, codepoint, length, error)) return;
     u8 b1 = first[0];
-    *length = 1;
-    if (b1 < 128) {
-        *codepoint = b1;
-        return;
-    }
-    if (b1 != 142 && b1 != 143 && (b1 < 161 || b1 > 254)) {
-        *error = decoder_error_euc_jp_first_byte;
-        return;
-    }
-    if (end - first < 2) {
-        *error = decoder_error_truncated;
-        return;
-    }
+    bool lead_valid = b1 == 142 || b1 == 143 || (b1 >= 161 && b1 <= 254);
+    if (lead_byte_decided(first, end, lead_valid, decoder_error_euc_jp_first_byte, error)) return;
     u8 b2 = first[1];
     if (b1 == 142 && b2 >= 161 && b2 <= 223) {
         // Half-width katakana.
@@ -223,13 +201,7 @@ void euc_jp_decode(const u8* first, const u8* end, u32* codepoint, u8* length, d
         value = jis0212 ? index_lookup(pointer, index_jis0212, index_jis0212_runs, index_jis0212_run_count)
                         : jis0208_lookup(pointer);
     }
-    if (value == 0) {
-        *length = trail < 128 ? taken - 1 : taken;
-        *error = decoder_error_euc_jp_pair;
-        return;
-    }
-    *length = taken;
-    *codepoint = value;
+    sequence_end(value, trail, taken, decoder_error_euc_jp_pair, codepoint, length, error);
 }
 
 void iso2022_jp_decode(const u8* first, const u8* end, u32* codepoint, u8* length, u8* state,
@@ -391,29 +363,14 @@ void iso2022_jp_decode(const u8* first, const u8* end, u32* codepoint, u8* lengt
 }
 
 void shift_jis_decode(const u8* first, const u8* end, u32* codepoint, u8* length, decoder_error_t* error) {
-    if (first >= end) {
-        *length = 0;
-        *error = decoder_error_end_of_input;
-        return;
-    }
+    if (single_byte_decided(first, end, 129, codepoint, length, error)) return;
     u8 b1 = first[0];
-    *length = 1;
-    if (b1 <= 128) {
-        *codepoint = b1;
-        return;
-    }
     if (b1 >= 161 && b1 <= 223) {
         *codepoint = b1 + 65216u;
         return;
     }
-    if (!((b1 >= 129 && b1 <= 159) || (b1 >= 224 && b1 <= 252))) {
-        *error = decoder_error_shift_jis_first_byte;
-        return;
-    }
-    if (end - first < 2) {
-        *error = decoder_error_truncated;
-        return;
-    }
+    bool lead_valid = (b1 >= 129 && b1 <= 159) || (b1 >= 224 && b1 <= 252);
+    if (lead_byte_decided(first, end, lead_valid, decoder_error_shift_jis_first_byte, error)) return;
     u8 b2 = first[1];
     u32 value = 0;
     if ((b2 >= 64 && b2 <= 126) || (b2 >= 128 && b2 <= 252)) {
@@ -426,43 +383,17 @@ void shift_jis_decode(const u8* first, const u8* end, u32* codepoint, u8* length
         }
         value = jis0208_lookup(pointer);
     }
-    if (value == 0) {
-        pair_failed(b2, decoder_error_shift_jis_pair, length, error);
-        return;
-    }
-    *length = 2;
-    *codepoint = value;
+    sequence_end(value, b2, 2, decoder_error_shift_jis_pair, codepoint, length, error);
 }
 
 void euc_kr_decode(const u8* first, const u8* end, u32* codepoint, u8* length, decoder_error_t* error) {
-    if (first >= end) {
-        *length = 0;
-        *error = decoder_error_end_of_input;
-        return;
-    }
+    if (single_byte_decided(first, end, 128, codepoint, length, error)) return;
     u8 b1 = first[0];
-    *length = 1;
-    if (b1 < 128) {
-        *codepoint = b1;
-        return;
-    }
-    if (b1 < 129 || b1 > 254) {
-        *error = decoder_error_euc_kr_first_byte;
-        return;
-    }
-    if (end - first < 2) {
-        *error = decoder_error_truncated;
-        return;
-    }
+    if (lead_byte_decided(first, end, b1 >= 129 && b1 <= 254, decoder_error_euc_kr_first_byte, error)) return;
     u8 b2 = first[1];
     u32 value = 0;
     if (b2 >= 65 && b2 <= 254) {
         value = index_lookup((b1 - 129u) * 190 + b2 - 65u, index_euc_kr, index_euc_kr_runs, index_euc_kr_run_count);
     }
-    if (value == 0) {
-        pair_failed(b2, decoder_error_euc_kr_pair, length, error);
-        return;
-    }
-    *length = 2;
-    *codepoint = value;
+    sequence_end(value, b2, 2, decoder_error_euc_kr_pair, codepoint, length, error);
 }
