@@ -80,6 +80,16 @@ void reader_add_address_list(app_t* app, reader_t* reader, data_t path) {
     data_free(&block);
 }
 
+// A failed address's paragraph in the log panel, which opens; the caller writes
+// the reason behind the indentation.
+static void drain_failure_paragraph(app_t* app, data_t address) {
+    log_paragraph_start(log_user);
+    log_write(log_user, data_literal("Error while retrieving feed: "));
+    log_write(log_user, address);
+    log_write(log_user, data_literal("\n    "));
+    panel_show_log(app->panel);
+}
+
 static void drain_failure(app_t* app, query_t* query) {
     if (query->error_message[0]) {
         log_write_c_string(log_main, query->error_message);
@@ -94,14 +104,11 @@ static void drain_failure(app_t* app, query_t* query) {
     log_write(log_main, name);
     log_write(log_main, data_literal("\n"));
 
-    log_paragraph_start(log_user);
-    log_write(log_user, data_literal("Error while retrieving feed: "));
-    log_write(log_user, query->address);
-    log_write(log_user, data_literal("\n    Returned ("));
+    drain_failure_paragraph(app, query->address);
+    log_write(log_user, data_literal("Returned ("));
     log_write_u64(log_user, query->error);
     log_write(log_user, data_literal(") "));
     log_write(log_user, name);
-    panel_show_log(app->panel);
     // Neither the address nor the block is given back on this path: failures are
     // rare and the leak small.
 }
@@ -138,12 +145,8 @@ static void drain_merge(app_t* app, reader_t* reader, query_t* query, feed_t* fe
         data_t why = merge_error_text(merge_error);
         log_write(log_main, why);
         log_write(log_main, data_literal("\n"));
-        log_paragraph_start(log_user);
-        log_write(log_user, data_literal("Error while retrieving feed: "));
-        log_write(log_user, query->address);
-        log_write(log_user, data_literal("\n    "));
+        drain_failure_paragraph(app, query->address);
         log_write(log_user, why);
-        panel_show_log(panel);
     } else if (merged_note) {
         merged_note(context, query->address);
     }

@@ -40,13 +40,7 @@ protected:
 
     static void SetUpTestSuite() {
         ASSERT_TRUE(update_server.start(NEWSLOOM_TEST_DATA "/feeds", true));
-        memory_query_system(nullptr, nullptr, nullptr, nullptr);
-        if (!block_storage.memory.bytes) {
-            block_storage_create(&block_storage, block_storage_region_size, block_storage_commit_size,
-                                 block_storage_block_size);
-        }
-        http_error_t error = 0;
-        http_session_open(data_literal("newsloom"), &error);
+        downloads_prepare();
         if (!update_codepoint_block.bytes) {
             update_codepoint_block = data_allocate(codepoint_set_size());
             codepoint_set_init(&update_codepoints, &update_codepoint_block);

@@ -14,6 +14,22 @@
 #include <filesystem>
 #include <string>
 
+#include "net/block_storage.h"
+#include "net/http_file.h"
+
+// What start-up makes for downloads, once per test program: the page size, block
+// storage for the addresses, and the session. Gives the session's error.
+inline http_error_t downloads_prepare() {
+    memory_query_system(nullptr, nullptr, nullptr, nullptr);
+    if (!block_storage.memory.bytes) {
+        block_storage_create(&block_storage, block_storage_region_size, block_storage_commit_size,
+                             block_storage_block_size);
+    }
+    http_error_t error = 0;
+    http_session_open(data_literal("newsloom"), &error);
+    return error;
+}
+
 struct feed_server_t {
     pid_t pid = 0;
     int port = 0;

@@ -22,14 +22,7 @@ protected:
     u64 table_count = query_table_size;
     static void SetUpTestSuite() {
         ASSERT_TRUE(query_server.start(NEWSLOOM_TEST_DATA "/feeds", false));
-        memory_query_system(nullptr, nullptr, nullptr, nullptr);
-        if (!block_storage.memory.bytes) {
-            block_storage_create(&block_storage, block_storage_region_size, block_storage_commit_size,
-                                 block_storage_block_size);
-        }
-        http_error_t error = 0;
-        http_session_open(data_literal("newsloom"), &error);
-        ASSERT_EQ(error, 0u);
+        ASSERT_EQ(downloads_prepare(), 0u);
     }
     static void TearDownTestSuite() {
         http_error_t error = 0;
