@@ -11,6 +11,7 @@
 #include "net/block_storage.h"
 #include "net/work_queue.h"
 #include "platform/os.h"
+#include "platform/signals.h"
 #include "profiler/profiler.h"
 #include "store/reader_file.h"
 
@@ -48,6 +49,9 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     if (options && options->headless) {
         window_create_stub(&program->window, options->width, options->height);
     } else {
+        // SIGTERM and SIGINT close the window as its close button does; armed before
+        // the window shows, so that no signal finds the program unprepared.
+        signal_close_install(window_close_request);
         frame_window_create(&program->window);
     }
     if (argument_find_text("-gfx_log", 0)) log_save(log_graphics, data_literal("win32_opengl.log"));

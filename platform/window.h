@@ -143,6 +143,9 @@ void window_set_cursor(window_t* window, void* cursor);
 void window_set_swap_interval(i32 interval);
 // Ends a blocking wait of the main thread; callable from any thread.
 void window_wake();
+// What the close button does, from any thread: the next drain of messages sets
+// `quit_requested`, and the wait for messages ends now.
+void window_close_request();
 
 // The frame's input record of `window`, its clock read now.
 void window_input_frame(const window_t* window, input_frame_t* input);

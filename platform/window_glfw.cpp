@@ -25,6 +25,7 @@ static bool glfw_started;
 // Messages other than mouse moves since the wait began; flag 2 waits for one.
 static u32 glfw_non_move_events;
 static u32 glfw_woken;  // set by window_wake from any thread
+static u32 glfw_close_requested;  // set by window_close_request from any thread
 
 static u32 glfw_time_ms() { return (u32)(glfwGetTime() * 1000.0); }
 
@@ -328,6 +329,9 @@ void window_destroy(window_t* window) {
 
 void window_handle_messages(window_t* window, u32 flags) {
     PROFILE_ZONE(window_handle_messages);
+    // A close asked for before the wait would have nothing left to end the wait.
+    bool closing = __atomic_exchange_n(&glfw_close_requested, 0, __ATOMIC_ACQ_REL);
+    if (closing) window->quit_requested = 1;
     // A stub has no messages: its input is what a test wrote since it began the
     // frame's input itself.
     if (!window->handle) return;
@@ -336,6 +340,7 @@ void window_handle_messages(window_t* window, u32 flags) {
         input_frame_begin(window);
     }
     glfw_non_move_events = 0;
+    if (closing) flags &= ~(u32)window_messages_wait;
     if (flags & window_messages_wait) {
         PROFILE_ZONE(GetMessage);
         glfwWaitEvents();
@@ -347,6 +352,7 @@ void window_handle_messages(window_t* window, u32 flags) {
         PROFILE_ZONE(PeekMessage);
         glfwPollEvents();
     }
+    if (__atomic_exchange_n(&glfw_close_requested, 0, __ATOMIC_ACQ_REL)) window->quit_requested = 1;
     glfw_mouse_position(window, &window->mouse_x, &window->mouse_y);
     if (window->events_dropped) {
         log_write_c_string(log_user, "Too much input in one frame: ");
@@ -379,6 +385,11 @@ void window_set_swap_interval(i32 interval) {
 void window_wake() {
     __atomic_store_n(&glfw_woken, 1, __ATOMIC_RELEASE);
     if (glfw_started) glfwPostEmptyEvent();
+}
+
+void window_close_request() {
+    __atomic_store_n(&glfw_close_requested, 1, __ATOMIC_RELEASE);
+    window_wake();
 }
 
 // Without a window (the stub) the clipboard is this buffer, so that tests can copy

@@ -1,0 +1,55 @@
+// SIGTERM and SIGINT end the program under a real X server the way the close button
+// does: the frame runs to its end, the profile and the store are written, and the
+// store holds what it held before.
+#include <signal.h>
+
+#include "store/store_support.h"
+#include "window/x_server_test.h"
+
+class SignalTest : public x_server_test_t {};
+
+// A store with one feed of the corpus, saved as the program would have left it.
+static std::string store_with_a_feed(const std::string& folder) {
+    store_fixture_t store;
+    store.use_folder(folder);
+    std::string document = read_test_file("feeds/atp.rss");
+    if (!store.merge(document, "https://atp.fm/rss")) return "";
+    if (!store.save()) return "";
+    return command_output("'" NEWSLOOM_BINARY_DIR "/newsloom-tool' store \"$(ls -d '" + folder +
+                          "'/feed_data_*.bin | tail -n 1)\"");
+}
+
+TEST_F(SignalTest, TerminationSignalsCloseLikeTheCloseButton) {
+    for (int number : {SIGTERM, SIGINT}) {
+        SCOPED_TRACE(number);
+        std::string store = folder + "/store" + std::to_string(number);
+        std::string listing = store_with_a_feed(store);
+        ASSERT_NE(listing.find("atp"), std::string::npos) << listing;
+        // Store files are named by the second; the program's own save needs a new one.
+        usleep(1100000);
+
+        program_t program = program_start(folder, {"-path", store, "-profile", "-log"});
+        ASSERT_NE(window_wait(), 0u) << file_text(folder + "/stderr.txt");
+        ASSERT_EQ(kill(program.pid, number), 0);
+        ASSERT_TRUE(program_wait(&program, 30)) << "the signal didn't end the program";
+        program_kill(&program);
+        ASSERT_TRUE(WIFEXITED(program.status)) << "ended by the signal itself";
+        EXPECT_EQ(WEXITSTATUS(program.status), 0) << file_text(folder + "/stderr.txt");
+
+        // A second store file, newer, the same as the first but for its generation.
+        std::string files = command_output("ls '" + store + "'");
+        ASSERT_EQ(std::count(files.begin(), files.end(), '\n'), 2) << files;
+        std::string saved = command_output("'" NEWSLOOM_BINARY_DIR "/newsloom-tool' store \"$(ls -d '" + store +
+                                           "'/feed_data_*.bin | tail -n 1)\"");
+        EXPECT_EQ(saved.substr(saved.find('\n')), listing.substr(listing.find('\n')));
+
+        // The frame that saw the request ran whole, and shutdown followed.
+        std::string log = file_text(folder + "/log.txt");
+        EXPECT_NE(log.find("\nFrame start: 0\n"), std::string::npos) << log;
+        std::string report = command_output("'" NEWSLOOM_BINARY_DIR "/newsloom-tool' profile '" + folder +
+                                            "/profile.bin'");
+        EXPECT_NE(report.find("\nframe "), std::string::npos) << report;
+        EXPECT_NE(report.find("\n    window_swap_buffers "), std::string::npos) << report;
+        EXPECT_NE(report.find("\nthread_terminate "), std::string::npos) << report;
+    }
+}
