@@ -192,8 +192,7 @@ void frame_run(frame_loop_t* loop) {
         gl_frame_begin(render);
         if (window->resized && window->had_focus) gl_resize(render, 0, 0, window->width, window->height);
         gl_renderer_scissor(render, false, 0, 0, 0, 0);
-        static const f32 black[4] = {0, 0, 0, 1};
-        gl_clear(render, black);
+        gl_clear(render, colour_black);
 
         image_queries_sweep();
         u32 codepoint_count_before = loop->codepoints->count;

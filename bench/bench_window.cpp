@@ -71,13 +71,12 @@ void BM_ArticleFrame(benchmark::State& state) {
     u32 glyphs = (u32)ceil(1080 / 14.0) * (1920 / 2);
     u32 text = gl_batch_create(&render, batch_type_text, gl_format(2, 1, 1, 4), glyphs, 78 * 5, &fonts->set, 0);
     data_t memory = data_allocate(MIB(16));
-    static const f32 white[4] = {1, 1, 1, 1};
     f32 scroll = 20000;
     for (auto _ : state) {
         data_clear(&memory);
         gl_frame_begin(&render);
         layout_t layout;
-        layout_create(&layout, &memory, &fonts->set, layout_rect_t{450, 20, 450 + width, 20 + height}, 0, scroll,
+        layout_create(&layout, &memory, &fonts->set, rect_t{450, 20, 450 + width, 20 + height}, 0, scroll,
                       nullptr);
         layout.font = 1;
         layout.wrap_width = width - 16;
@@ -97,7 +96,7 @@ void BM_ArticleFrame(benchmark::State& state) {
         for (u32 i = 0; i < item->text.run_count; i++) {
             const layout_line_t& run = item->text.runs[i];
             f32 y = 20 + height + scroll - run.rect.y1 + item->text.baseline;
-            gl_batch_text(batch, run.text, run.bytes, run.codepoints, 450 + run.rect.x0, y, 0, 1, white);
+            gl_batch_text(batch, run.text, run.bytes, run.codepoints, 450 + run.rect.x0, y, 0, 1, colour_white);
         }
         gl_frame_end(&render);
         benchmark::DoNotOptimize(batch->vertex_count);

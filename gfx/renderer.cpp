@@ -25,11 +25,11 @@ u32 gl_format_index_bytes(u8 format) {
 
 static f32 unit_clamp(f32 value) { return value < 0 ? 0 : (value > 1 ? 1 : value); }
 
-u32 color_pack(const f32* colour) {
-    u32 r = (u32)(unit_clamp(colour[0]) * 255.0f + 0.5f);
-    u32 g = (u32)(unit_clamp(colour[1]) * 255.0f + 0.5f);
-    u32 b = (u32)(unit_clamp(colour[2]) * 255.0f + 0.5f);
-    u32 a = (u32)(unit_clamp(colour[3]) * 255.0f + 0.5f);
+u32 color_pack(colour_t colour) {
+    u32 r = (u32)(unit_clamp(colour.r) * 255.0f + 0.5f);
+    u32 g = (u32)(unit_clamp(colour.g) * 255.0f + 0.5f);
+    u32 b = (u32)(unit_clamp(colour.b) * 255.0f + 0.5f);
+    u32 a = (u32)(unit_clamp(colour.a) * 255.0f + 0.5f);
     return r | (g << 8) | (b << 16) | (a << 24);
 }
 
@@ -142,9 +142,9 @@ void gl_resize(renderer_t* renderer, i32 x, i32 y, i32 width, i32 height) {
     projection_set(renderer, width, height);
 }
 
-void gl_clear(renderer_t* renderer, const f32* colour) {
+void gl_clear(renderer_t* renderer, colour_t colour) {
     render_command_t* command = command_push(renderer, render_command_clear);
-    for (u32 i = 0; i < 4; i++) command->colour[i] = colour[i];
+    command->colour = colour;
 }
 
 void gl_renderer_scissor(renderer_t* renderer, bool enabled, i32 x, i32 y, i32 width, i32 height) {
@@ -194,15 +194,15 @@ static u32 restart_value(const batch_t* batch) {
 }
 
 // Four vertices in strip order x0y1, x0y0, x1y1, x1y0 and their five indices.
-static bool quad_write(batch_t* batch, f32 x0, f32 y0, f32 x1, f32 y1, const f32* uv, const u32* colours) {
+static bool quad_write(batch_t* batch, rect_t r, rect_t uv, const u32* colours) {
     if (batch->vertex_count + 4 > batch->vertex_capacity || batch->index_count + 5 > batch->index_capacity) {
         batch->dropped += 1;
         return false;
     }
-    const f32 xs[4] = {x0, x0, x1, x1};
-    const f32 ys[4] = {y1, y0, y1, y0};
-    const f32 us[4] = {uv[0], uv[0], uv[2], uv[2]};
-    const f32 vs[4] = {uv[3], uv[1], uv[3], uv[1]};
+    const f32 xs[4] = {r.x0, r.x0, r.x1, r.x1};
+    const f32 ys[4] = {r.y1, r.y0, r.y1, r.y0};
+    const f32 us[4] = {uv.x0, uv.x0, uv.x1, uv.x1};
+    const f32 vs[4] = {uv.y1, uv.y0, uv.y1, uv.y0};
     u32 components = (batch->format & 3) + 2;
     bool has_colour = batch->format & 4;
     bool has_uv = batch->format & 8;
@@ -225,33 +225,29 @@ static bool quad_write(batch_t* batch, f32 x0, f32 y0, f32 x1, f32 y1, const f32
     return true;
 }
 
-static void corner_colours_pack(const f32* corner_colours, const f32* colour, u32* out) {
+static void corner_colours_pack(const colour_t* corner_colours, colour_t colour, u32* out) {
     for (u32 i = 0; i < 4; i++) {
-        f32 c[4];
-        for (u32 k = 0; k < 4; k++) {
-            f32 corner = corner_colours ? corner_colours[i * 4 + k] : 1.0f;
-            c[k] = corner * (colour ? colour[k] : 1.0f);
-        }
-        out[i] = color_pack(c);
+        colour_t corner = corner_colours ? corner_colours[i] : colour_white;
+        out[i] = color_pack(colour_t{corner.r * colour.r, corner.g * colour.g, corner.b * colour.b, corner.a * colour.a});
     }
 }
 
-static const f32 uv_whole[4] = {0, 0, 1, 1};
+static const rect_t uv_whole = {0, 0, 1, 1};
 
-void gl_batch_rectangle(batch_t* batch, const f32* rect, const f32* uv, const f32* corner_colours,
-                        const f32* colour) {
+void gl_batch_rectangle(batch_t* batch, rect_t rect, const rect_t* uv, const colour_t* corner_colours,
+                        colour_t colour) {
     PROFILE_ZONE(gl_batch_rectangle);
     batch_command_t* command = batch_command_push(batch, batch_type_quads);
     if (!command) return;
     u32 colours[4];
     corner_colours_pack(corner_colours, colour, colours);
     command->first_index = batch->index_count;
-    if (quad_write(batch, rect[0], rect[1], rect[2], rect[3], uv ? uv : uv_whole, colours)) {
+    if (quad_write(batch, rect, uv ? *uv : uv_whole, colours)) {
         command->index_count = 5;
     }
 }
 
-void gl_batch_image(batch_t* batch, const f32* rect, const f32* uv, const f32* corner_colours, const f32* colour,
+void gl_batch_image(batch_t* batch, rect_t rect, const rect_t* uv, const colour_t* corner_colours, colour_t colour,
                     u32 texture, u32 bytes_per_pixel) {
     batch_command_t* command = batch_command_push(batch, batch_type_images);
     if (!command) return;
@@ -260,13 +256,13 @@ void gl_batch_image(batch_t* batch, const f32* rect, const f32* uv, const f32* c
     command->texture = texture;
     command->bytes_per_pixel = bytes_per_pixel;
     command->first_index = batch->index_count;
-    if (quad_write(batch, rect[0], rect[1], rect[2], rect[3], uv ? uv : uv_whole, colours)) {
+    if (quad_write(batch, rect, uv ? *uv : uv_whole, colours)) {
         command->index_count = 5;
     }
 }
 
 void gl_batch_text(batch_t* batch, const u8* text, u64 length, u64 codepoints, f32 x, f32 y, u32 trim_first,
-                   u32 font, const f32* colour) {
+                   u32 font, colour_t colour) {
     ASSERT(batch->type == batch_type_text && batch->fonts && font < batch->fonts->font_count);
     if (length == 0) return;
     if (batch->text.used + length > batch->text.reserved) {
@@ -312,10 +308,11 @@ static void text_expand(batch_t* batch, batch_command_t* command) {
         if (first && command->trim_first) pen_x -= glyph->offset_x0;
         first = false;
         if (glyph->x1 > glyph->x0) {
-            f32 uv[4] = {glyph->x0 * inverse_width, glyph->y0 * inverse_height, glyph->x1 * inverse_width,
+            rect_t uv = {glyph->x0 * inverse_width, glyph->y0 * inverse_height, glyph->x1 * inverse_width,
                          glyph->y1 * inverse_height};
-            if (!quad_write(batch, pen_x + glyph->offset_x0, pen_y + glyph->offset_y0, pen_x + glyph->offset_x1,
-                            pen_y + glyph->offset_y1, uv, colours)) {
+            rect_t box = {pen_x + glyph->offset_x0, pen_y + glyph->offset_y0, pen_x + glyph->offset_x1,
+                          pen_y + glyph->offset_y1};
+            if (!quad_write(batch, box, uv, colours)) {
                 break;
             }
         }
@@ -586,7 +583,7 @@ void gl_render(renderer_t* renderer) {
         switch (command->kind) {
             case render_command_clear:
                 if (!renderer->gl_ready) break;
-                glClearColor(command->colour[0], command->colour[1], command->colour[2], command->colour[3]);
+                glClearColor(command->colour.r, command->colour.g, command->colour.b, command->colour.a);
                 glClear(GL_COLOR_BUFFER_BIT);
                 break;
             case render_command_viewport:

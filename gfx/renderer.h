@@ -4,6 +4,7 @@
 #pragma once
 
 #include "base/data.h"
+#include "base/rect.h"
 #include "gfx/font.h"
 
 enum : u32 {
@@ -47,7 +48,7 @@ struct render_command_t {
     u32 batch;
     i32 enabled;
     i32 x, y, width, height;
-    f32 colour[4];
+    colour_t colour;
     u8 padding[20];
 };
 static_assert(sizeof(render_command_t) == 64);
@@ -114,7 +115,7 @@ struct renderer_t {
 u8 gl_format(u32 components, u32 has_colour, u32 has_uv, u32 index_bytes);
 u32 gl_format_vertex_words(u8 format);
 u32 gl_format_index_bytes(u8 format);
-u32 color_pack(const f32* colour);
+u32 color_pack(colour_t colour);
 
 // With `with_gl` false the renderer only queues; tests use that without a context.
 void gl_renderer_create(renderer_t* renderer, i32 width, i32 height, u32 flags, bool with_gl = true);
@@ -127,20 +128,20 @@ inline batch_t* gl_batch(renderer_t* renderer, u32 handle) {
 }
 void gl_frame_begin(renderer_t* renderer);
 void gl_resize(renderer_t* renderer, i32 x, i32 y, i32 width, i32 height);
-void gl_clear(renderer_t* renderer, const f32* colour);
+void gl_clear(renderer_t* renderer, colour_t colour);
 void gl_viewport(renderer_t* renderer, i32 x, i32 y, i32 width, i32 height);
 void gl_renderer_scissor(renderer_t* renderer, bool enabled, i32 x, i32 y, i32 width, i32 height);
 void gl_scissor(batch_t* batch, bool enabled, i32 x, i32 y, i32 width, i32 height);
-// rect is x0, y0, x1, y1 (y up); uv null means 0, 0, 1, 1; corner colours null means
-// white, in the order x0y1, x0y0, x1y1, x1y0.
-void gl_batch_rectangle(batch_t* batch, const f32* rect, const f32* uv, const f32* corner_colours,
-                        const f32* colour);
-void gl_batch_image(batch_t* batch, const f32* rect, const f32* uv, const f32* corner_colours, const f32* colour,
+// uv null means 0, 0, 1, 1; corner colours null means white, else four in the order
+// x0y1, x0y0, x1y1, x1y0.
+void gl_batch_rectangle(batch_t* batch, rect_t rect, const rect_t* uv, const colour_t* corner_colours,
+                        colour_t colour);
+void gl_batch_image(batch_t* batch, rect_t rect, const rect_t* uv, const colour_t* corner_colours, colour_t colour,
                     u32 texture, u32 bytes_per_pixel);
 // (x, y) is the pen on the baseline; codepoints 0 means count them. The bytes are
 // copied.
 void gl_batch_text(batch_t* batch, const u8* text, u64 length, u64 codepoints, f32 x, f32 y, u32 trim_first,
-                   u32 font, const f32* colour);
+                   u32 font, colour_t colour);
 void gl_frame_end(renderer_t* renderer);
 void gl_render(renderer_t* renderer);
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "base/data.h"
+#include "base/rect.h"
 #include "gfx/font.h"
 
 constexpr f32 layout_no_wrap = 3.4028235e38f;
@@ -32,13 +33,9 @@ enum : u32 {
     layout_item_finish = 12,
 };
 
-struct layout_rect_t {
-    f32 x0, y0, x1, y1;
-};
-
 // A whole line, or a visible run of one.
 struct layout_line_t {
-    layout_rect_t rect;
+    rect_t rect;
     const u8* text;
     u64 bytes;
     u64 codepoints;
@@ -53,7 +50,7 @@ struct layout_text_t {
     u32 run_count;
     const u8* text;
     u64 length;
-    layout_rect_t bounds;
+    rect_t bounds;
     f32 line_height;
     f32 line_gap;
     f32 baseline;
@@ -73,13 +70,13 @@ struct layout_item_t {
         } wrap;
         u32 font;
         struct {
-            f32 colour[4];
+            colour_t colour;
             layout_item_t* previous;
         } colour;
         u32 flags;
         struct {
             u64 user;
-            layout_rect_t rect;
+            rect_t rect;
             u32 flags;
         } box;
         struct {
@@ -100,7 +97,7 @@ struct layout_t {
     f32 max_x, max_y;
     f32 line_start_x, pen_x, pen_y;
     u32 font;
-    f32 colour[4];
+    colour_t colour;
     f32 wrap_width;
     u32 break_anywhere, eat_space;
     u32 finished;
@@ -123,7 +120,7 @@ struct layout_size_t {
 };
 
 // rect is x0, y0, x1, y1 of the view; padding top, bottom, left, right.
-void layout_create(layout_t* layout, data_t* memory, font_set_t* fonts, layout_rect_t rect, f32 scroll_x,
+void layout_create(layout_t* layout, data_t* memory, font_set_t* fonts, rect_t rect, f32 scroll_x,
                    f32 scroll_y, const f32* padding);
 // record 0 measures; otherwise the visible runs are stored too, and with
 // layout_flag_keep_lines every line.

@@ -6,7 +6,7 @@
 #include "layout/layout.h"
 #include "profiler/profiler.h"
 
-void layout_create(layout_t* layout, data_t* memory, font_set_t* fonts, layout_rect_t rect, f32 scroll_x,
+void layout_create(layout_t* layout, data_t* memory, font_set_t* fonts, rect_t rect, f32 scroll_x,
                    f32 scroll_y, const f32* padding) {
     *layout = layout_t{};
     layout->memory = memory;
@@ -27,7 +27,7 @@ void layout_create(layout_t* layout, data_t* memory, font_set_t* fonts, layout_r
     layout->pen_y = layout->max_y = layout->padding_top;
     layout->pen_x = layout->line_start_x = layout->max_x = layout->padding_left;
     layout->wrap_width = layout_no_wrap;
-    for (u32 i = 0; i < 4; i++) layout->colour[i] = 1;
+    layout->colour = colour_white;
     layout->items = (layout_item_t*)(memory->bytes + memory->used + align_padding((u64)(memory->bytes + memory->used), 8));
 }
 
@@ -48,14 +48,6 @@ static inline u32 decode(const u8* p, const u8* end, u32* size) {
 }
 
 static inline bool is_line_break(u32 c) { return c == '\n' || c == '\r'; }
-
-static bool rect_overlaps(layout_rect_t a, layout_rect_t b) {
-    return a.x0 < b.x1 && b.x0 < a.x1 && a.y0 < b.y1 && b.y0 < a.y1;
-}
-
-static bool rect_inside(layout_rect_t inner, layout_rect_t outer) {
-    return inner.x0 >= outer.x0 && inner.x1 <= outer.x1 && inner.y0 >= outer.y0 && inner.y1 <= outer.y1;
-}
 
 // The last code point of the nearest text item before this one, looking through
 // colour changes and marks, so that kerning joins adjoining items.
@@ -85,7 +77,7 @@ struct text_state_t {
     u32 record;
     bool keep_lines;
     f32 line_height, gap;
-    layout_rect_t bounds;
+    rect_t bounds;
     layout_line_t line;
     bool line_open;
     layout_line_t word;  // the line as it stood at the last break opportunity
@@ -126,7 +118,7 @@ static void line_open_at_pen(text_state_t* s, const u8* p) {
     layout_t* layout = s->layout;
     s->line = layout_line_t{};
     s->line.text = p;
-    s->line.rect = layout_rect_t{layout->pen_x, layout->pen_y, layout->pen_x, layout->pen_y + s->line_height + s->gap};
+    s->line.rect = rect_t{layout->pen_x, layout->pen_y, layout->pen_x, layout->pen_y + s->line_height + s->gap};
     s->line_open = true;
 }
 
@@ -142,8 +134,8 @@ void layout_text(layout_t* layout, layout_item_t* item, u32 record) {
     s.keep_lines = (layout->flags & layout_flag_keep_lines) != 0;
     s.line_height = (f32)(font->ascent - font->descent) * font->scale;
     s.gap = (f32)font->line_gap * font->scale;
-    layout_rect_t view = {0, 0, layout->width, layout->height};
-    s.bounds = layout_rect_t{layout->pen_x, layout->pen_y, layout->pen_x, layout->pen_y};
+    rect_t view = {0, 0, layout->width, layout->height};
+    s.bounds = rect_t{layout->pen_x, layout->pen_y, layout->pen_x, layout->pen_y};
     if (body->length) s.bounds.y1 = s.bounds.y0 + s.line_height;
 
     bool at_line_start = layout->pen_x == layout->line_start_x;
@@ -226,7 +218,7 @@ void layout_text(layout_t* layout, layout_item_t* item, u32 record) {
                       (space || layout->break_anywhere || word_too_long);
         if (fits || forced) {
             at_line_start = false;
-            layout_rect_t box = {layout->pen_x - layout->scroll_x, layout->pen_y - layout->scroll_y,
+            rect_t box = {layout->pen_x - layout->scroll_x, layout->pen_y - layout->scroll_y,
                                  layout->pen_x - layout->scroll_x + advance,
                                  layout->pen_y - layout->scroll_y + s.line_height};
             // Measuring keeps no runs, so it needn't know what is visible.
@@ -241,7 +233,7 @@ void layout_text(layout_t* layout, layout_item_t* item, u32 record) {
                     s.run = &s.local_run;
                 }
                 *s.run = layout_line_t{};
-                s.run->rect = layout_rect_t{layout->pen_x + start_offset, layout->pen_y,
+                s.run->rect = rect_t{layout->pen_x + start_offset, layout->pen_y,
                                             layout->pen_x + start_offset, layout->pen_y + s.line_height};
                 s.run->text = p;
             }
@@ -326,7 +318,7 @@ void layout_text(layout_t* layout, layout_item_t* item, u32 record) {
     if (record) {
         for (u32 i = 0; i < body->run_count; i++) s.bounds.x0 = min_of(s.bounds.x0, body->runs[i].rect.x0);
         for (u32 i = 0; i < body->run_count; i++) {
-            layout_rect_t r = body->runs[i].rect;
+            rect_t r = body->runs[i].rect;
             const f32 e = 0.01f;
             ASSERT(r.x0 >= s.bounds.x0 - e && r.x1 <= s.bounds.x1 + e && r.y0 >= s.bounds.y0 - e &&
                    r.y1 <= s.bounds.y1 + e);

@@ -18,7 +18,7 @@ u32 ui_click_logic(ui_t* ui, pair_t id, rect_t rect, u32 kind) {
 }
 
 // Text centred in `inner`, or from its left edge when it fills it.
-static void text_centred(ui_t* ui, ui_layer_t layer, rect_t inner, data_t text, u32 font, const f32* colour) {
+static void text_centred(ui_t* ui, ui_layer_t layer, rect_t inner, data_t text, u32 font, colour_t colour) {
     if (!layer.text || text.used == 0 || rect_width(inner) <= 0) return;
     const font_t* face = ui_font(ui, font);
     f32 width = 0;

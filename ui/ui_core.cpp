@@ -59,18 +59,6 @@ bool pair_is_sibling(pair_t a, pair_t b) {
     return true;
 }
 
-// Rectangles.
-
-rect_t rect_intersect(rect_t a, rect_t b) {
-    rect_t r = {max_of(a.x0, b.x0), max_of(a.y0, b.y0), min_of(a.x1, b.x1), min_of(a.y1, b.y1)};
-    if (r.x0 >= r.x1 || r.y0 >= r.y1) return rect_t{};
-    return r;
-}
-
-bool rect_is_whole(rect_t r) {
-    return floorf(r.x0) == r.x0 && floorf(r.y0) == r.y0 && floorf(r.x1) == r.x1 && floorf(r.y1) == r.y1;
-}
-
 // The record.
 
 void ui_create(ui_t* ui, data_t memory, window_t* window) {
@@ -136,7 +124,7 @@ void ui_apply_cursor(ui_t* ui) {
 
 void ui_set_clip(ui_t* ui, rect_t rect) {
     // Each pass of a layout sets its clip again; the batches need it once.
-    if (rect.x0 == ui->clip.x0 && rect.y0 == ui->clip.y0 && rect.x1 == ui->clip.x1 && rect.y1 == ui->clip.y1) return;
+    if (rect_equal(rect, ui->clip)) return;
     ui->clip = rect;
     i32 x = (i32)rect.x0, y = (i32)rect.y0;
     i32 w = (i32)(rect.x1 - rect.x0), h = (i32)(rect.y1 - rect.y0);
@@ -361,10 +349,9 @@ u32 ui_style_state(const ui_t* ui, pair_t id) {
     return hot ? ui_state_hot : ui_state_normal;
 }
 
-void ui_draw_rect(batch_t* batch, rect_t rect, const f32* colour) {
+void ui_draw_rect(batch_t* batch, rect_t rect, colour_t colour) {
     if (!batch) return;
-    f32 r[4] = {rect.x0, rect.y0, rect.x1, rect.y1};
-    gl_batch_rectangle(batch, r, nullptr, nullptr, colour);
+    gl_batch_rectangle(batch, rect, nullptr, nullptr, colour);
 }
 
 rect_t ui_draw_frame(ui_layer_t layer, const ui_style_t* style, u32 state, rect_t rect) {
@@ -374,17 +361,17 @@ rect_t ui_draw_frame(ui_layer_t layer, const ui_style_t* style, u32 state, rect_
     return rect_shrink(fill, style->padding);
 }
 
-void ui_draw_icon(const ui_t* ui, ui_layer_t layer, u32 icon, rect_t box, const f32* colour, bool turned) {
+void ui_draw_icon(const ui_t* ui, ui_layer_t layer, u32 icon, rect_t box, colour_t colour, bool turned) {
     if (!layer.icons || !ui->icon_atlas.ready || icon >= ui_icon_count) return;
     const f32* uv = ui->icon_atlas.uv[icon];
     f32 w = (f32)ui->icon_atlas.sizes[icon][0], h = (f32)ui->icon_atlas.sizes[icon][1];
     f32 x = floorf(box.x0 + (rect_width(box) - w) / 2), y = floorf(box.y0 + (rect_height(box) - h) / 2);
-    f32 r[4] = {x, y, x + w, y + h};
+    rect_t r = {x, y, x + w, y + h};
     // The masks are stored top row first, so upright means the texture's first row at
     // the quad's top.
-    f32 upright[4] = {uv[0], uv[3], uv[2], uv[1]};
-    f32 upside_down[4] = {uv[2], uv[1], uv[0], uv[3]};
-    gl_batch_rectangle(layer.icons, r, turned ? upside_down : upright, nullptr, colour);
+    rect_t upright = {uv[0], uv[3], uv[2], uv[1]};
+    rect_t upside_down = {uv[2], uv[1], uv[0], uv[3]};
+    gl_batch_rectangle(layer.icons, r, turned ? &upside_down : &upright, nullptr, colour);
 }
 
 const font_t* ui_font(const ui_t* ui, u32 font) {

@@ -10,8 +10,6 @@
 #include "layout/layout.h"
 #include "platform/window.h"
 
-typedef layout_rect_t rect_t;
-
 // A widget id: a path of up to four components, unused ones zero, a zero never
 // before a used one. Compared bytewise, never hashed.
 struct pair_t {
@@ -94,9 +92,9 @@ enum : u32 {
 struct ui_style_t {
     f32 margin[4];
     f32 padding[4];
-    f32 frame[3][4];  // normal, hot, active
-    f32 fill[3][4];
-    f32 text[3][4];
+    colour_t frame[3];  // normal, hot, active
+    colour_t fill[3];
+    colour_t text[3];
 };
 
 struct ui_theme_t {
@@ -111,7 +109,7 @@ struct ui_theme_t {
     ui_style_t splitter;
     ui_style_t light_list_field;
     ui_style_t light_list_row;
-    f32 background[4];
+    colour_t background;
 };
 extern ui_theme_t ui_theme;
 void ui_theme_init();
@@ -248,19 +246,6 @@ bool ui_modal_contains(const ui_t* ui, pair_t id);
 void ui_owner_add(ui_t* ui, pair_t id);
 void ui_owner_remove(ui_t* ui, pair_t id);
 
-// Rectangles.
-inline bool rect_contains(rect_t r, f32 x, f32 y) { return r.x0 <= x && x < r.x1 && r.y0 <= y && y < r.y1; }
-inline bool rect_overlaps(rect_t a, rect_t b) { return a.x0 < b.x1 && b.x0 < a.x1 && a.y0 < b.y1 && b.y0 < a.y1; }
-// The zero rectangle when they don't meet.
-rect_t rect_intersect(rect_t a, rect_t b);
-inline f32 rect_width(rect_t r) { return r.x1 - r.x0; }
-inline f32 rect_height(rect_t r) { return r.y1 - r.y0; }
-// Takes top, bottom, left, right off the edges.
-inline rect_t rect_shrink(rect_t r, const f32* sides) {
-    return rect_t{r.x0 + sides[2], r.y0 + sides[1], r.x1 - sides[3], r.y1 - sides[0]};
-}
-bool rect_is_whole(rect_t r);
-
 // The dispatch of a widget: traps on a rectangle that isn't whole pixels; false when
 // it lies outside the clip (the widget does nothing).
 bool ui_dispatch_begin(const ui_t* ui, rect_t rect);
@@ -276,12 +261,12 @@ struct ui_layer_t {
 };
 ui_layer_t ui_layer(const ui_t* ui, pair_t id);
 u32 ui_style_state(const ui_t* ui, pair_t id);
-void ui_draw_rect(batch_t* batch, rect_t rect, const f32* colour);
+void ui_draw_rect(batch_t* batch, rect_t rect, colour_t colour);
 // The rectangle in the frame colour, the fill box in the fill colour; gives the inner
 // box.
 rect_t ui_draw_frame(ui_layer_t layer, const ui_style_t* style, u32 state, rect_t rect);
 // The icon at its own size, centred in `box`; `turned` shows it upside down.
-void ui_draw_icon(const ui_t* ui, ui_layer_t layer, u32 icon, rect_t box, const f32* colour, bool turned);
+void ui_draw_icon(const ui_t* ui, ui_layer_t layer, u32 icon, rect_t box, colour_t colour, bool turned);
 const font_t* ui_font(const ui_t* ui, u32 font);
 // Text cut to `width` with an ellipsis, in the frame's memory.
 data_t ui_fit_text(ui_t* ui, const font_t* font, data_t text, f32 width, f32* fitted_width);

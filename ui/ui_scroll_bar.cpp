@@ -155,7 +155,7 @@ void part_render(ui_t* ui, ui_layer_t layer, pair_t part, rect_t rect, i32 icon,
     u32 state = part_state(ui, part);
     rect_t inner = ui_draw_frame(layer, style, state, rect);
     if (icon < 0) return;
-    const f32* colour = style->frame[state == ui_state_active ? ui_state_normal : state];
+    colour_t colour = style->frame[state == ui_state_active ? ui_state_normal : state];
     ui_draw_icon(ui, layer, (u32)icon, inner, colour, turned);
 }
 

@@ -78,7 +78,7 @@ void splitter_draw(ui_t* ui, pair_t id, splitter_t* s, const f32* inset) {
                   s->bar.y1 + inset[pad_top]};
     const ui_style_t* style = &ui_theme.splitter;
     u32 cursor = s->horizontal ? ui_cursor_resize_ns : ui_cursor_resize_we;
-    const f32* colour = style->frame[ui_state_normal];
+    colour_t colour = style->frame[ui_state_normal];
     if (ui_is_active(ui, id)) {
         PROFILE_ZONE(pair_active_set_cursor);
         colour = style->frame[ui_state_active];

@@ -49,7 +49,7 @@ u64 text_next_word(const u8* text, u64 length, u64 offset) {
 
 namespace {
 
-const f32 selection_colour[4] = {0.42f, 0.58f, 0.72f, 1};
+const colour_t selection_colour = {0.42f, 0.58f, 0.72f, 1};
 
 struct box_t {
     ui_t* ui;
@@ -294,7 +294,7 @@ void text_box_render(box_t* b) {
     if (layer.text && rect_width(visible) > 0) {
         ui_text_scissor(layer, visible);
         f32 y = bottom + font_baseline(b->face);
-        const f32* colour = style->text[state];
+        colour_t colour = style->text[state];
         const u8* t = b->text->bytes;
         if (first > 0) gl_batch_text(layer.text, t, first, 0, origin, y, 1, b->font, colour);
         if (end > first) gl_batch_text(layer.text, t + first, end - first, 0, x_first, y, first == 0, b->font, colour);

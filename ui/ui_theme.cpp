@@ -5,25 +5,21 @@ ui_theme_t ui_theme;
 
 namespace {
 
-struct colour_t {
-    f32 c[4];
-};
-
-const colour_t g75 = {{0.75f, 0.75f, 0.75f, 1}};
-const colour_t g50 = {{0.5f, 0.5f, 0.5f, 1}};
-const colour_t g25 = {{0.25f, 0.25f, 0.25f, 1}};
-const colour_t blue = {{0, 0.48f, 0.8f, 1}};
-const colour_t magenta = {{1, 0, 1, 1}};
-const colour_t white = {{1, 1, 1, 1}};
-const colour_t black = {{0, 0, 0, 1}};
-const colour_t none = {{0, 0, 0, 0}};
+const colour_t g75 = {0.75f, 0.75f, 0.75f, 1};
+const colour_t g50 = {0.5f, 0.5f, 0.5f, 1};
+const colour_t g25 = {0.25f, 0.25f, 0.25f, 1};
+const colour_t blue = {0, 0.48f, 0.8f, 1};
+const colour_t magenta = {1, 0, 1, 1};
+const colour_t white = {1, 1, 1, 1};
+const colour_t black = {0, 0, 0, 1};
+const colour_t none = {0, 0, 0, 0};
 
 void set4(f32* target, f32 a, f32 b, f32 c, f32 d) {
     target[0] = a, target[1] = b, target[2] = c, target[3] = d;
 }
 
-void set3(f32 (*target)[4], colour_t normal, colour_t hot, colour_t active) {
-    for (u32 i = 0; i < 4; i++) target[0][i] = normal.c[i], target[1][i] = hot.c[i], target[2][i] = active.c[i];
+void set3(colour_t* target, colour_t normal, colour_t hot, colour_t active) {
+    target[0] = normal, target[1] = hot, target[2] = active;
 }
 
 // margin and padding: top, bottom, left, right.
@@ -53,10 +49,10 @@ void ui_theme_init() {
     style(&t->list_field, 1, two, g75, blue, blue, g50, g50, g50, white);
     style(&t->list_row, 0, row, magenta, magenta, magenta, g50, blue, blue, white);
     style(&t->scroll_button, 1, two, g75, blue, blue, g50, g50, blue, white);
-    const colour_t track = {{0.13f, 0.13f, 0.14f, 1}};
+    const colour_t track = {0.13f, 0.13f, 0.14f, 1};
     style(&t->scroll_track, 0, zero, none, none, none, track, none, none, none);
     style(&t->splitter, 1, wide, g75, blue, blue, g50, g75, blue, white);
     style(&t->light_list_field, 1, two, g75, blue, blue, white, white, white, black);
     style(&t->light_list_row, 0, light_row, magenta, magenta, magenta, white, blue, blue, black);
-    set4(t->background, 0.18f, 0.18f, 0.19f, 1);
+    t->background = colour_t{0.18f, 0.18f, 0.19f, 1};
 }

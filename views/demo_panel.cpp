@@ -48,8 +48,7 @@ static void label(ui_t* ui, rect_t box, data_t text, u32 font) {
     data_t fitted = ui_fit_text(ui, face, text, rect_width(box), &width);
     if (fitted.used == 0) return;
     f32 y = (box.y0 + box.y1) / 2 - face->size / 2 + font_baseline(face);
-    static const f32 white[4] = {1, 1, 1, 1};
-    gl_batch_text(ui->text, fitted.bytes, fitted.used, 0, box.x0, y, 1, font, white);
+    gl_batch_text(ui->text, fitted.bytes, fitted.used, 0, box.x0, y, 1, font, colour_white);
 }
 
 // The widgets' row; gives what is left below it.

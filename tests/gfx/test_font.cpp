@@ -120,7 +120,7 @@ TEST(Font, NoFontFileIsAnEmptyFontThatStillLaysOut) {
     }
     data_t memory = data_allocate(0x10000);
     layout_t layout;
-    layout_create(&layout, &memory, &set, layout_rect_t{0, 0, 200, 200}, 0, 0, nullptr);
+    layout_create(&layout, &memory, &set, rect_t{0, 0, 200, 200}, 0, 0, nullptr);
     layout_item_t item = {};
     item.kind = layout_item_text;
     item.text.text = (const u8*)"nothing to see";
@@ -133,9 +133,8 @@ TEST(Font, NoFontFileIsAnEmptyFontThatStillLaysOut) {
     renderer_t render;
     gl_renderer_create(&render, 200, 200, renderer_alpha_blending, false);
     u32 text = gl_batch_create(&render, batch_type_text, gl_format(2, 1, 1, 2), 100, 10, &set, 0);
-    static const f32 white[4] = {1, 1, 1, 1};
     gl_frame_begin(&render);
-    gl_batch_text(gl_batch(&render, text), (const u8*)"abc", 3, 0, 10, 10, 1, 0, white);
+    gl_batch_text(gl_batch(&render, text), (const u8*)"abc", 3, 0, 10, 10, 1, 0, colour_white);
     gl_frame_end(&render);
     EXPECT_EQ(gl_batch(&render, text)->vertex_count, 0u);
 }

@@ -22,8 +22,7 @@ TEST(Renderer, FormatByteAndVertexSize) {
         EXPECT_EQ(gl_format_vertex_words(format), c.words);
         EXPECT_EQ(gl_format_index_bytes(format), c.index_bytes);
     }
-    static const f32 colour[4] = {1, 0.5f, 0, 1};
-    EXPECT_EQ(color_pack(colour), 0xFF0080FFu);  // red lowest
+    EXPECT_EQ(color_pack(colour_t{1, 0.5f, 0, 1}), 0xFF0080FFu);  // red lowest
 }
 
 TEST(Renderer, QuadsGoInStripOrderWithRestart) {
@@ -32,8 +31,8 @@ TEST(Renderer, QuadsGoInStripOrderWithRestart) {
     u32 handle = gl_batch_create(&render, batch_type_quads, gl_format(2, 1, 0, 2), 2, 4, nullptr, 0);
     batch_t* batch = gl_batch(&render, handle);
     gl_frame_begin(&render);
-    static const f32 rect[4] = {1, 2, 3, 4};
-    gl_batch_rectangle(batch, rect, nullptr, nullptr, nullptr);
+    const rect_t rect = {1, 2, 3, 4};
+    gl_batch_rectangle(batch, rect, nullptr, nullptr, colour_white);
     const f32* v = (const f32*)batch->vertices;
     const f32 expected[4][2] = {{1, 4}, {1, 2}, {3, 4}, {3, 2}};
     for (u32 i = 0; i < 4; i++) {
@@ -44,8 +43,8 @@ TEST(Renderer, QuadsGoInStripOrderWithRestart) {
     const u16* indices = (const u16*)batch->indices;
     EXPECT_EQ(indices[4], 0xFFFF);
     // Two quads fit; the third is dropped, not a stop.
-    gl_batch_rectangle(batch, rect, nullptr, nullptr, nullptr);
-    gl_batch_rectangle(batch, rect, nullptr, nullptr, nullptr);
+    gl_batch_rectangle(batch, rect, nullptr, nullptr, colour_white);
+    gl_batch_rectangle(batch, rect, nullptr, nullptr, colour_white);
     EXPECT_EQ(batch->vertex_count, 8u);
     EXPECT_EQ(batch->dropped, 1u);
     gl_frame_begin(&render);
@@ -59,9 +58,8 @@ TEST(Renderer, TextExpandsToOneQuadPerInkedGlyph) {
     font_set_t* set = &test_fonts()->set;
     u32 handle = gl_batch_create(&render, batch_type_text, gl_format(2, 1, 1, 2), 100, 10, set, 0);
     batch_t* batch = gl_batch(&render, handle);
-    static const f32 white[4] = {1, 1, 1, 1};
     gl_frame_begin(&render);
-    gl_batch_text(batch, (const u8*)"To be", 5, 0, 10, 50, 1, 2, white);
+    gl_batch_text(batch, (const u8*)"To be", 5, 0, 10, 50, 1, 2, colour_white);
     gl_frame_end(&render);
     EXPECT_EQ(batch->commands[0].codepoints, 5u);
     EXPECT_EQ(batch->vertex_count, 16u);  // the space has no ink

@@ -22,7 +22,7 @@ struct text_layout_t {
 std::unique_ptr<text_layout_t> layout_make(f32 width, f32 height, f32 wrap_width, u32 flags, u32 font = 1) {
     std::unique_ptr<text_layout_t> t(new text_layout_t{});
     t->memory = data_allocate(MIB(4));
-    layout_create(&t->layout, &t->memory, &test_fonts()->set, layout_rect_t{0, 0, width, height}, 0, 0, nullptr);
+    layout_create(&t->layout, &t->memory, &test_fonts()->set, rect_t{0, 0, width, height}, 0, 0, nullptr);
     t->layout.items = t->items;
     t->layout.wrap_width = wrap_width;
     t->layout.flags = flags;

@@ -271,7 +271,7 @@ TEST(UiTextBox, DraggingSelectsAndStopsAtTheBox) {
     f.h.release();
     f.frame();
     // The selection is painted behind the text.
-    const f32 selection[4] = {0.42f, 0.58f, 0.72f, 1};
+    const colour_t selection = {0.42f, 0.58f, 0.72f, 1};
     bool painted = false;
     for (u32 i = 0; i < f.h.quads(f.h.rectangles); i++) painted |= f.h.quad_colour(f.h.rectangles, i) == packed(selection);
     EXPECT_TRUE(painted);

@@ -141,4 +141,4 @@ struct ui_harness_t {
     }
 };
 
-inline u32 packed(const f32* colour) { return color_pack(colour); }
+inline u32 packed(colour_t colour) { return color_pack(colour); }

@@ -55,22 +55,16 @@ TEST_F(GlTest, BatchesDrawWhatTheyQueued) {
     u32 odd = gl_texture_create(odd_row, 3, 1, 3, 0);
     EXPECT_NE(odd, 0u);
 
-    static const f32 black[4] = {0, 0, 0, 1}, red[4] = {1, 0, 0, 1}, green[4] = {0, 1, 0, 1};
-    static const f32 half_blue[4] = {0, 0, 1, 0.5f}, white[4] = {1, 1, 1, 1};
+    const colour_t white = colour_white;
     gl_frame_begin(&render);
-    gl_clear(&render, black);
-    f32 r1[4] = {10, 10, 110, 110};
-    gl_batch_rectangle(rectangles, r1, nullptr, nullptr, red);
+    gl_clear(&render, colour_black);
+    gl_batch_rectangle(rectangles, rect_t{10, 10, 110, 110}, nullptr, nullptr, colour_t{1, 0, 0, 1});
     gl_scissor(rectangles, true, 150, 0, 20, 240);
-    f32 r2[4] = {140, 10, 200, 110};
-    gl_batch_rectangle(rectangles, r2, nullptr, nullptr, green);
+    gl_batch_rectangle(rectangles, rect_t{140, 10, 200, 110}, nullptr, nullptr, colour_t{0, 1, 0, 1});
     gl_scissor(rectangles, false, 0, 0, 0, 0);
-    f32 r3[4] = {10, 150, 50, 190};
-    gl_batch_rectangle(rectangles, r3, nullptr, nullptr, half_blue);
-    f32 i1[4] = {220, 10, 260, 50};
-    gl_batch_image(images, i1, nullptr, nullptr, white, quadrants, 4);
-    f32 i2[4] = {280, 10, 300, 30};
-    gl_batch_image(images, i2, nullptr, nullptr, white, single, 1);
+    gl_batch_rectangle(rectangles, rect_t{10, 150, 50, 190}, nullptr, nullptr, colour_t{0, 0, 1, 0.5f});
+    gl_batch_image(images, rect_t{220, 10, 260, 50}, nullptr, nullptr, white, quadrants, 4);
+    gl_batch_image(images, rect_t{280, 10, 300, 30}, nullptr, nullptr, white, single, 1);
     gl_batch_text(text, (const u8*)"MMMM", 4, 0, 100, 200, 1, 2, white);
     gl_frame_end(&render);
 
