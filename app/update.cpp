@@ -139,7 +139,9 @@ static void drain_merge(app_t* app, reader_t* reader, query_t* query, feed_t* fe
     }
 
     u32 merge_error = merge_error_none;
-    feed_t* merged = reader_merge_document(&app->scratch, reader, query->data, query->address, feed, &merge_error);
+    data_t content_type = data_from_size(text_length(query->content_type), query->content_type);
+    feed_t* merged =
+        reader_merge_document(&app->scratch, reader, query->data, query->address, feed, &merge_error, content_type);
     if (merge_error) {
         // A document the merge refuses is a failed download, like one that never came.
         data_t why = merge_error_text(merge_error);

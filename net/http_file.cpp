@@ -83,6 +83,9 @@ http_file_t http_file_open(data_t address, http_error_t* error) {
     if (os_http_query_content_length(file.handle, length, sizeof(length))) {
         file.storage.reserved = parse_u64((const u8*)length, text_length(length));
     }
+    if (!os_http_query_content_type(file.handle, file.content_type, sizeof(file.content_type))) {
+        file.content_type[0] = 0;
+    }
     return file;
 }
 

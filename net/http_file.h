@@ -32,6 +32,9 @@ struct http_file_t {
     // On return from http_file_open, reserved is the Content-Length (0 without one).
     // The caller puts its own block here; http_file_get sets used to the bytes read.
     data_t storage;
+    // The response's Content-Type, zero-terminated, empty without one: the feed's
+    // charset may be there.
+    char content_type[128];
 };
 
 extern os_http_session_t http_session;

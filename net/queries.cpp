@@ -36,6 +36,7 @@ void query_job_download(void* argument) {
     file.storage = data_allocate(size);
     http_file_get(&file, &query->error);
     query->data = file.storage;
+    bytes_copy(query->content_type, file.content_type, sizeof(query->content_type));
     const char* message = http_error_message();
     u64 length = min_of<u64>(text_length(message), sizeof(query->error_message) - 1);
     bytes_copy(query->error_message, message, length);

@@ -27,6 +27,7 @@ struct query_t {
     // The system's reason for a failure, for log channel 0: workers don't write
     // logs, since log channels aren't synchronised.
     char error_message[os_http_message_size];
+    char content_type[128];  // of the response, zero-terminated; for the merge
 };
 
 query_t* query_find_free(query_t* table, u64 count);

@@ -25,6 +25,9 @@ os_http_request_t os_http_open_url(os_http_session_t session, const char* addres
 // The Content-Length of the final response as its text, zero-terminated; false
 // when the response has none or it doesn't fit.
 bool os_http_query_content_length(os_http_request_t request, char* buffer, u64 size);
+// The Content-Type of the final response, zero-terminated; false when it has none
+// or it doesn't fit.
+bool os_http_query_content_type(os_http_request_t request, char* buffer, u64 size);
 // The status code of the final response (after redirects); 0 when none was read.
 u32 os_http_status(os_http_request_t request);
 // The next bytes of the body, at most `size`; *read 0 with true means the end.

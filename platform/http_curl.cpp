@@ -244,6 +244,15 @@ bool os_http_query_content_length(os_http_request_t request, char* buffer, u64 s
     return true;
 }
 
+bool os_http_query_content_type(os_http_request_t request, char* buffer, u64 size) {
+    const char* type = nullptr;
+    if (curl_easy_getinfo(request->easy, CURLINFO_CONTENT_TYPE, &type) != CURLE_OK || !type) return false;
+    u64 length = strlen(type);
+    if (length + 1 > size) return false;
+    memcpy(buffer, type, length + 1);
+    return true;
+}
+
 u32 os_http_status(os_http_request_t request) { return request->status; }
 
 bool os_http_read(os_http_request_t request, void* buffer, u64 size, u64* read, char* message) {

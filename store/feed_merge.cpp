@@ -651,8 +651,126 @@ data_t merge_error_text(u32 error) {
     return data_t{};
 }
 
-feed_t* reader_merge_document(data_t* scratch, reader_t* reader, data_t document, data_t address, feed_t* feed,
-                              u32* error) {
+// ---------------------------------------------------------------------------
+// Encoding: a byte order mark, the charset of the response's Content-Type, the
+// XML declaration, else UTF-8; a document that names none and isn't valid UTF-8
+// is read as windows-1252, as browsers do.
+
+constexpr u32 encoding_windows_1252_id = 22;
+constexpr u32 encoding_utf_16be_id = 38;
+constexpr u32 encoding_utf_16le_id = 39;
+
+static bool encoding_is_utf16(u32 encoding) {
+    return encoding == encoding_utf_16be_id || encoding == encoding_utf_16le_id;
+}
+
+// UTF-16 by its byte order mark, or by "<?" in either order of bytes; 0 otherwise.
+static u32 document_utf16_encoding(data_t document) {
+    const u8* b = document.bytes;
+    if (document.used < 4) return 0;
+    if ((b[0] == 0xFE && b[1] == 0xFF) || (b[0] == 0 && b[1] == '<' && b[2] == 0 && b[3] == '?')) {
+        return encoding_utf_16be_id;
+    }
+    if ((b[0] == 0xFF && b[1] == 0xFE) || (b[0] == '<' && b[1] == 0 && b[2] == '?' && b[3] == 0)) {
+        return encoding_utf_16le_id;
+    }
+    return 0;
+}
+
+// The charset parameter of a Content-Type ("text/xml; charset=\"utf-8\""), or empty.
+static data_t content_type_charset(data_t type) {
+    u8* p = type.bytes;
+    u8* end = type.bytes + type.used;
+    while (p < end) {
+        while (p < end && *p != ';') p++;
+        if (p < end) p++;
+        while (p < end && char_is_space(*p)) p++;
+        if (!bytes_starts_with_no_case(p, end, "charset", 7)) continue;
+        p += 7;
+        while (p < end && char_is_space(*p)) p++;
+        if (p >= end || *p != '=') continue;
+        p++;
+        while (p < end && char_is_space(*p)) p++;
+        if (p < end && (*p == '"' || *p == '\'')) p++;
+        u8* value = p;
+        while (p < end && *p != ';' && *p != '"' && *p != '\'' && !char_is_space(*p)) p++;
+        return data_from_range(value, p);
+    }
+    return data_t{};
+}
+
+static bool bytes_are_utf8(const u8* p, const u8* end) {
+    while (p < end) {
+        if (end - p >= 8) {
+            u64 word;
+            __builtin_memcpy(&word, p, 8);
+            if (!(word & 0x8080808080808080ull)) {
+                p += 8;
+                continue;
+            }
+        }
+        if (*p < 0x80) {
+            p++;
+            continue;
+        }
+        u32 codepoint = 0, length = 0;
+        utf_error_t error = 0;
+        utf8_decode(p, end, &codepoint, &length, &error);
+        if (error) return false;
+        p += length;
+    }
+    return true;
+}
+
+// The label of the first node's `encoding` attribute, normally the declaration's.
+static data_t declared_label(xml_node_t* first) {
+    for (u32 i = 0; i < first->attribute_count; i++) {
+        if (first->attributes[i]->kind == xml_attribute_encoding) return first->attributes[i]->value;
+    }
+    return data_t{};
+}
+
+// A label that names UTF-16 in a document that was read as bytes is wrong: the
+// document wouldn't have been readable at all.
+static u32 encoding_of_label(data_t label) {
+    u32 encoding = label.used ? reader_encoding_from_label(label) : 0;
+    return encoding_is_utf16(encoding) ? reader_encoding_utf8 : encoding;
+}
+
+static u32 document_encoding(data_t document, data_t content_type, xml_node_t* first) {
+    if (document.used >= 3 && bytes_equal(document.bytes, 3, "\xEF\xBB\xBF", 3)) return reader_encoding_utf8;
+    u32 encoding = encoding_of_label(content_type_charset(content_type));
+    if (encoding) return encoding;
+    encoding = encoding_of_label(declared_label(first));
+    if (encoding) return encoding;
+    return bytes_are_utf8(document.bytes, document.bytes + document.used) ? reader_encoding_utf8
+                                                                          : encoding_windows_1252_id;
+}
+
+// A UTF-16 document in UTF-8, so that the scanner, which looks for ASCII bytes,
+// can read it. The block is the caller's to free; empty when none could be had.
+static data_t document_from_utf16(data_t document, u32 encoding) {
+    data_t block = data_allocate(document.used / 2 * 3 + 16);
+    if (!block.bytes) return block;
+    const u8* p = document.bytes;
+    const u8* end = document.bytes + document.used;
+    if (end - p >= 2 && ((p[0] == 0xFE && p[1] == 0xFF) || (p[0] == 0xFF && p[1] == 0xFE))) p += 2;
+    u8 state[3] = {};
+    while (p < end) {
+        u32 codepoint, length;
+        reader_decode(encoding, p, end, &codepoint, &length, state);
+        p += length;
+        if (!codepoint_is_valid(codepoint)) codepoint = codepoint_replacement;
+        u32 written = 0;
+        utf_error_t error = 0;
+        utf8_encode(block.bytes + block.used, block.bytes + block.reserved, codepoint, &written, &error);
+        block.used += written;
+    }
+    return block;
+}
+
+static feed_t* merge_document(data_t* scratch, reader_t* reader, data_t document, data_t address, feed_t* feed,
+                              u32* error, data_t content_type, bool from_utf16) {
     data_t arena = data_free_view_64(scratch);
 
     // The tokens may take what the tree's four blocks and a long text leave free;
@@ -689,13 +807,7 @@ feed_t* reader_merge_document(data_t* scratch, reader_t* reader, data_t document
         return feed;
     }
 
-    for (u32 i = 0; i < nodes[0].attribute_count; i++) {
-        xml_attribute_t* attribute = nodes[0].attributes[i];
-        if (attribute->kind != xml_attribute_encoding) continue;
-        u32 encoding = reader_encoding_from_label(attribute->value);
-        if (encoding) m.encoding = encoding;
-        break;
-    }
+    m.encoding = from_utf16 ? reader_encoding_utf8 : document_encoding(document, content_type, &nodes[0]);
 
     xml_node_t* root = nullptr;
     xml_node_t* rdf = nullptr;
@@ -738,5 +850,19 @@ feed_t* reader_merge_document(data_t* scratch, reader_t* reader, data_t document
     date_t* feed_date = feed_date_field(feed);
     if (date_is_zero(*feed_date) || date_is_after(m.max_date, *feed_date)) *feed_date = m.max_date;
     merge_report_losses(&m, address, document_overflowed);
+    return feed;
+}
+
+feed_t* reader_merge_document(data_t* scratch, reader_t* reader, data_t document, data_t address, feed_t* feed,
+                              u32* error, data_t content_type) {
+    u32 utf16 = document_utf16_encoding(document);
+    if (!utf16) return merge_document(scratch, reader, document, address, feed, error, content_type, false);
+    data_t copy = document_from_utf16(document, utf16);
+    if (!copy.bytes) {
+        merge_note_refused(address, "No memory left to read the feed: ");
+        return feed;
+    }
+    feed = merge_document(scratch, reader, copy, address, feed, error, content_type, true);
+    data_free(&copy);
     return feed;
 }

@@ -19,9 +19,10 @@ data_t merge_error_text(u32 error);
 
 // Gives the feed merged into (new or given), or `feed` itself when the document
 // holds none or was refused; a refusal sets *error when it is given. The arena is
-// a free view of `scratch`, whose used doesn't move.
+// a free view of `scratch`, whose used doesn't move. `content_type` is the
+// response's, whose charset comes before the document's own declaration.
 feed_t* reader_merge_document(data_t* scratch, reader_t* reader, data_t document, data_t address, feed_t* feed,
-                              u32* error = nullptr);
+                              u32* error = nullptr, data_t content_type = data_t{});
 
 // Adds a category or person whose strings are raw views of the document, and the
 // relation from the owner to it; `count` is the owner's counter of that relation.

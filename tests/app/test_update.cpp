@@ -236,6 +236,18 @@ TEST_F(Update, ACutDocumentIsAFailedDownload) {
     EXPECT_EQ(panel.right_panel, panel_right_log);
 }
 
+// The response's charset reaches the merge, where it comes before what the
+// document itself says.
+TEST_F(Update, TheResponsesCharsetDecidesTheEncoding) {
+    std::string address = update_server.address("/typed/windows-1251/encoding_undeclared_1252.rss");
+    add(address);
+    drain_until_idle();
+    feed_t* feed = feed_at(address);
+    ASSERT_TRUE(feed);
+    EXPECT_EQ(std::string((char*)feed->rss.title.bytes, feed->rss.title.used),
+              "Caf\xd0\xb9 \xe2\x80\x9cquoted\xe2\x80\x9d \xd0\x82");
+}
+
 TEST_F(Update, UpdateAllTwiceAndARemovedFeed) {
     const std::string addresses[] = {
         update_server.address("/feed/EMarley.rss"),

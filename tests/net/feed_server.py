@@ -11,6 +11,7 @@ Paths:
                         stand for many feeds
   /feed-cut/N/NAME      the first N bytes of the file, without Content-Length
   /feed-short/N/NAME    the whole file, with a Content-Length of only N
+  /typed/CHARSET/NAME   the file with "charset=CHARSET" in its Content-Type
   /bytes/N              N bytes of a known pattern, with Content-Length
   /bytes-nolength/N     the same without Content-Length
   /longer/N/M           announces N bytes and writes M
@@ -52,9 +53,9 @@ class Handler(http.server.BaseHTTPRequestHandler):
     def log_message(self, format, *args):
         pass
 
-    def send_body(self, body, length=None, status=200, close=False):
+    def send_body(self, body, length=None, status=200, close=False, content_type="application/xml"):
         self.send_response(status)
-        self.send_header("Content-Type", "application/xml")
+        self.send_header("Content-Type", content_type)
         if length is not None:
             self.send_header("Content-Length", str(length))
         if close or length is None:
@@ -91,6 +92,9 @@ class Handler(http.server.BaseHTTPRequestHandler):
                 self.send_body(body, None)
             else:
                 self.send_body(body, len(body))
+        elif kind == "typed":
+            body = self.read_feed(parts[-1]) or b""
+            self.send_body(body, len(body), content_type="application/rss+xml; charset=" + parts[1])
         elif kind in ("feed-cut", "feed-short"):
             body = self.read_feed(parts[-1]) or b""
             n = int(parts[1])

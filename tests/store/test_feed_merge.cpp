@@ -530,6 +530,48 @@ TEST(FeedMerge, ACutDocumentIsRefusedAndTheFeedKeepsItsDates) {
     reader_check(&store.reader);
 }
 
+// The encoding comes from the byte order mark, then the response's charset, then
+// the declaration; a document naming none that isn't UTF-8 is windows-1252.
+TEST(FeedMerge, EncodingOrder) {
+    const std::string cafe = "Caf\xc3\xa9 \xe2\x80\x9cquoted\xe2\x80\x9d \xe2\x82\xac";
+    struct case_t {
+        const char* file;
+        const char* content_type;
+        std::string feed_title;
+        std::string entry_title;
+    };
+    const case_t cases[] = {
+        {"encoding_utf16le_bom.atom", "", cafe, "\xc3\xbc" "ber \xf0\x9f\x98\x80"},
+        {"encoding_utf16be.atom", "application/atom+xml", cafe, "\xc3\xbc" "ber \xf0\x9f\x98\x80"},
+        {"encoding_latin1.rss", "", "Caf\xc3\xa9 d\xc3\xa9j\xc3\xa0 vu", "na\xc3\xafve"},
+        {"encoding_latin1.rss", "text/xml; charset=\"utf-8\"", "Caf\xef\xbf\xbd d\xef\xbf\xbdj\xef\xbf\xbd vu",
+         "na\xef\xbf\xbdve"},
+        {"encoding_undeclared_1252.rss", "", cafe, "na\xc3\xafve"},
+        {"encoding_undeclared_1252.rss", "text/xml;charset=windows-1251", "Caf\xd0\xb9 \xe2\x80\x9cquoted\xe2\x80\x9d \xd0\x82",
+         "na\xd0\xbfve"},
+        {"encoding_bom_over_declaration.rss", "text/xml; charset=iso-8859-1", cafe, "na\xc3\xafve"},
+        // A label of UTF-16 on a document read as bytes can't be right.
+        {"zones.rss", "text/xml; charset=utf-16", "Zones", "Eastern"},
+    };
+    for (const case_t& c : cases) {
+        SCOPED_TRACE(std::string(c.file) + " " + c.content_type);
+        store_fixture_t store;
+        std::string document = read_test_file((std::string("feeds/") + c.file).c_str());
+        ASSERT_FALSE(document.empty());
+        data_t bytes = data_from_size(document.size(), document.data());
+        data_t type = data_from_size(strlen(c.content_type), c.content_type);
+        feed_t* feed = reader_merge_document(&store.scratch, &store.reader, bytes, data_literal("http://example.com/e"),
+                                             nullptr, nullptr, type);
+        ASSERT_TRUE(feed);
+        EXPECT_EQ(to_string(feed_title(feed)), c.feed_title);
+        pool_iterator_t walk = pool_iterator_start(&store.reader.entries, sizeof(entry_t), entry_is_alive);
+        entry_t* entry = (entry_t*)pool_iterator_next(&walk);
+        ASSERT_TRUE(entry);
+        EXPECT_EQ(to_string(entry_title(entry)), c.entry_title);
+        EXPECT_EQ(to_string(feed->address), "http://example.com/e");
+    }
+}
+
 // No document stops the program: every corpus document cut at many places, and
 // with bytes flipped, merges into a store that stays consistent.
 TEST(FeedMerge, CutAndDamagedDocumentsNeverStop) {
