@@ -3,11 +3,13 @@
 #              errors) and run every test
 # make bench - build optimised and run the benchmarks against their peers
 # make fuzz  - build the fuzz targets with clang and run them for a while
+# make install - build optimised and install the programs, the desktop entry and the
+#                icon under PREFIX (default /usr/local), inside DESTDIR when given
 
 PACKAGES := build-essential cmake ninja-build pkg-config python3 \
 	libgtest-dev libgmock-dev libbenchmark-dev \
 	libcurl4-openssl-dev libglfw3-dev libgl-dev libx11-dev libfontconfig-dev libstb-dev \
-	fonts-dejavu-core xdg-utils xdg-user-dirs \
+	fonts-dejavu-core xdg-utils xdg-user-dirs desktop-file-utils \
 	xvfb xauth xdotool x11-apps libgl1-mesa-dri \
 	libgumbo-dev libxml2-dev newsboat clang libclang-rt-14-dev
 
@@ -18,9 +20,11 @@ SUDO := sudo
 endif
 
 JOBS ?= $(shell nproc)
+PREFIX ?= /usr/local
+DESTDIR ?=
 ARGS ?=
 
-.PHONY: all deps run test bench fuzz release clean
+.PHONY: all deps run test bench fuzz release install clean
 
 all: release
 
@@ -40,7 +44,16 @@ build/test/build.ninja: | deps
 	cmake -S . -B build/test -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-g -O1" -DNEWSLOOM_SANITIZE=ON -DNEWSLOOM_WERROR=ON
 
 release: deps build/release/build.ninja
-	cmake --build build/release -j $(JOBS) --target newsloom newsloom-tool
+	cmake --build build/release -j $(JOBS) --target newsloom newsloom-tool newsloom-icons
+
+install: release
+	DESTDIR="$(DESTDIR)" cmake --install build/release --prefix "$(PREFIX)"
+	@if [ -z "$(DESTDIR)" ] && command -v update-desktop-database >/dev/null; then \
+		update-desktop-database -q "$(PREFIX)/share/applications" || true; \
+	fi
+	@if [ -z "$(DESTDIR)" ] && command -v gtk-update-icon-cache >/dev/null; then \
+		gtk-update-icon-cache -q -t "$(PREFIX)/share/icons/hicolor" || true; \
+	fi
 
 run: release
 	./build/release/newsloom $(ARGS)
