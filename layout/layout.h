@@ -1,6 +1,7 @@
-// Text layout: breaking UTF-8 into lines inside a layout, measuring it and
-// recording the visible runs for the text batch; and three measurements of a single
-// line that need no layout.
+// A panel's layout: the items that its description pushes, the passes that measure
+// them, decide the scroll bars, fix their positions and replay them for widgets and
+// drawing; the text layout that breaks UTF-8 into lines and records the visible runs;
+// and three measurements of a single line that need no layout.
 #pragma once
 
 #include "base/data.h"
@@ -119,9 +120,101 @@ struct layout_size_t {
     f32 width, height;
 };
 
-// rect is x0, y0, x1, y1 of the view; padding top, bottom, left, right.
+// Pass states.
+enum : u32 {
+    layout_state_measure = 0,
+    layout_state_logic = 1,
+    layout_state_remeasure = 2,
+    layout_state_draw = 3,
+    layout_state_done = 4,
+};
+
+// layout_advance flags.
+enum : u32 {
+    layout_advance_ceil_x = 1,
+    layout_advance_ceil_y = 2,
+};
+// layout_set_wrap flags.
+enum : u32 {
+    layout_wrap_break_anywhere = 1,
+    layout_wrap_eat_space = 2,
+};
+// layout_box flags.
+enum : u32 {
+    layout_box_pen_right = 1,
+    layout_box_pen_below = 2,
+    layout_box_ceil = 4,
+};
+
+// The width of a scroll bar, taken from the view when the content needs one.
+constexpr f32 layout_bar_size = 16;
+
+// rect is x0, y0, x1, y1 of the view; padding top, bottom, left, right (null: none).
+// Items are pushed at the end of `memory`, which every measuring pass empties back
+// to what it held here.
 void layout_create(layout_t* layout, data_t* memory, font_set_t* fonts, rect_t rect, f32 scroll_x,
                    f32 scroll_y, const f32* padding);
+
+// The pass loop of a view:
+//     while (layout_pass_start(&layout)) {
+//         ui_set_mode(ui, ui_mode_from_layout(&layout)); scroll bars;
+//         if (layout_pass_ready(&layout, 0)) continue;
+//         push the items; layout_finish(&layout);
+//         if (ui_mode_is_live(ui)) widgets on the items' rectangles;
+//     }
+// The description must push the same items in every pass.
+u32 layout_pass_start(layout_t* layout);
+void layout_pass_end(layout_t* layout);
+// Non-zero: a scroll bar moved the view, measure again at once.
+u32 layout_pass_ready(layout_t* layout, u32 defer);
+// Fixes the positions in screen space (y up). `partial` stops after the first item
+// that ends below the view.
+void layout_end(layout_t* layout, u32 partial);
+// For a widget that lays out its own text in one call: push the items for as long as
+// this returns 1; the positions are then final.
+u32 layout_pass_only_size(layout_t* layout);
+inline bool layout_is_building(const layout_t* layout) {
+    return layout->state == layout_state_measure || layout->state == layout_state_remeasure;
+}
+// A measuring pass that already went past the view, before its bars are known.
+bool layout_would_overflow(const layout_t* layout);
+inline bool layout_has_vertical_overflow(const layout_t* layout) { return layout->height < layout->max_y; }
+inline bool layout_has_horizontal_overflow(const layout_t* layout) { return layout->width < layout->max_x; }
+u32 layout_needs_vertical_bar(const layout_t* layout);
+u32 layout_needs_horizontal_bar(const layout_t* layout);
+// Widgets that changed what the description pushes ask for another measure.
+void layout_request_remeasure(layout_t* layout, u32 keep_bars);
+
+// Items. In a building pass each is made and takes effect; in the others the same
+// item comes back, with its final position, and nothing else happens.
+layout_item_t* layout_push_item(layout_t* layout, u32 kind);
+// The text is kept by pointer: it must outlive the layout.
+layout_item_t* layout_string_p(layout_t* layout, const u8* text, u64 length);
+inline layout_item_t* layout_string(layout_t* layout, data_t text) {
+    return layout_string_p(layout, text.bytes, text.used);
+}
+layout_item_t* layout_advance(layout_t* layout, f32 dx, f32 dy, u32 flags);
+// start_x 0 means the left padding.
+layout_item_t* layout_set_wrap(layout_t* layout, f32 start_x, f32 width, u32 flags);
+// To the row's start, below everything pushed so far.
+layout_item_t* layout_new_line(layout_t* layout);
+layout_item_t* layout_set_font(layout_t* layout, u32 font);
+layout_item_t* layout_push_colour(layout_t* layout, colour_t colour);
+layout_item_t* layout_pop_colour(layout_t* layout);
+layout_item_t* layout_set_flags(layout_t* layout, u32 flags);
+layout_item_t* layout_box(layout_t* layout, f32 width, f32 height, u64 user, u32 flags);
+layout_item_t* layout_mark(layout_t* layout, u64 a, u64 b);
+// Room to the right of the pen on this row.
+f32 layout_remaining(layout_t* layout);
+f32 layout_remaining_floor(layout_t* layout);
+layout_item_t* layout_finish(layout_t* layout);
+
+// Text and boxes only: the item lies at least partly in the view.
+bool layout_item_visible(const layout_t* layout, const layout_item_t* item);
+// Font and colour items change the layout as they did when built; others are
+// ignored. For code that walks the items of a finished layout itself.
+void layout_replay_state(layout_t* layout, layout_item_t* item);
+
 // record 0 measures; otherwise the visible runs are stored too, and with
 // layout_flag_keep_lines every line.
 void layout_text(layout_t* layout, layout_item_t* item, u32 record);

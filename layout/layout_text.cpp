@@ -6,31 +6,6 @@
 #include "layout/layout.h"
 #include "profiler/profiler.h"
 
-void layout_create(layout_t* layout, data_t* memory, font_set_t* fonts, rect_t rect, f32 scroll_x,
-                   f32 scroll_y, const f32* padding) {
-    *layout = layout_t{};
-    layout->memory = memory;
-    layout->memory_start = *memory;
-    layout->fonts = fonts;
-    layout->x = rect.x0;
-    layout->y = rect.y0;
-    layout->width = rect.x1 - rect.x0;
-    layout->height = rect.y1 - rect.y0;
-    layout->scroll_x = scroll_x;
-    layout->scroll_y = scroll_y;
-    if (padding) {
-        layout->padding_top = padding[0];
-        layout->padding_bottom = padding[1];
-        layout->padding_left = padding[2];
-        layout->padding_right = padding[3];
-    }
-    layout->pen_y = layout->max_y = layout->padding_top;
-    layout->pen_x = layout->line_start_x = layout->max_x = layout->padding_left;
-    layout->wrap_width = layout_no_wrap;
-    layout->colour = colour_white;
-    layout->items = (layout_item_t*)(memory->bytes + memory->used + align_padding((u64)(memory->bytes + memory->used), 8));
-}
-
 // One code point; a bad byte is U+FFFD of one byte.
 static inline u32 decode(const u8* p, const u8* end, u32* size) {
     if (*p < 0x80) {
