@@ -7,7 +7,7 @@
 struct window_t;
 struct panel_t;
 struct ui_t;
-struct renderer_t;
+struct draw_t;
 struct query_t;
 
 constexpr u64 app_path_capacity = 4096;
@@ -17,7 +17,7 @@ struct app_t {
     window_t* window;
     panel_t* panel;
     ui_t* ui;
-    renderer_t* render;
+    draw_t* draw;  // the frame's batches; views draw only through it
     query_t* queries;
     u64 query_count;
     u32 start_generation;

@@ -64,28 +64,9 @@ void frame_fonts_create(font_set_t* fonts, data_t font_memory, codepoint_set_t* 
     font_build(fonts);
 }
 
-void frame_render_create(renderer_t* render, frame_batches_t* batches, window_t* window, font_set_t* fonts,
-                         u32 icon_texture) {
-    u32 lines_per_screen = (u32)ceil((f64)window->screen_height / 14.0);
-    u32 glyphs_per_line = (u32)(window->screen_width / 2);
-    u32 glyph_capacity = lines_per_screen * glyphs_per_line;
-    u32 run_capacity = lines_per_screen * 5;
+void frame_render_create(renderer_t* render, draw_t* draw, window_t* window, font_set_t* fonts, u32 icon_texture) {
     gl_renderer_create(render, window->width, window->height, renderer_alpha_blending, window->handle != nullptr);
-    u8 colour_only = gl_format(2, 1, 0, 2);
-    u8 textured = gl_format(2, 1, 1, 2);
-    // Large screens need more glyph vertices than two-byte indices can name.
-    u8 text_format = gl_format(2, 1, 1, glyph_capacity * 4 > 0xFFFE ? 4 : 2);
-    for (u32 layer = 0; layer < 2; layer++) {
-        u32 rectangles = gl_batch_create(render, batch_type_quads, colour_only, 1000, 1000, nullptr, 0);
-        u32 text = gl_batch_create(render, batch_type_text, text_format, glyph_capacity, run_capacity, fonts, 0);
-        u32 icons = gl_batch_create(render, batch_type_quads, textured, 100, 100, nullptr, icon_texture);
-        if (layer == 0) {
-            batches->rectangles = rectangles, batches->text = text, batches->icons = icons;
-        } else {
-            batches->overlay_rectangles = rectangles, batches->overlay_text = text, batches->overlay_icons = icons;
-        }
-    }
-    batches->images = gl_batch_create(render, batch_type_images, textured, 1000, 1000, nullptr, 0);
+    draw_create(draw, render, fonts, window->screen_width, window->screen_height, icon_texture);
 }
 
 // Each input event of the frame on the main log: what reached the window, for
@@ -159,7 +140,6 @@ void frame_loop_start(frame_loop_t* loop) {
 void frame_run(frame_loop_t* loop) {
     window_t* window = loop->window;
     app_t* app = loop->app;
-    renderer_t* render = loop->render;
 
     PROFILE_FRAME(frame);
     loop->frame_start = os_ticks();
@@ -189,10 +169,7 @@ void frame_run(frame_loop_t* loop) {
         PROFILE_ZONE(not_messages);
         if (window->quit_requested) window->running = 0;
 
-        gl_frame_begin(render);
-        if (window->resized && window->had_focus) gl_resize(render, 0, 0, window->width, window->height);
-        gl_renderer_scissor(render, false, 0, 0, 0, 0);
-        gl_clear(render, colour_black);
+        draw_frame_begin(loop->draw, window->width, window->height, window->resized && window->had_focus);
 
         image_queries_sweep();
         u32 codepoint_count_before = loop->codepoints->count;
@@ -207,11 +184,11 @@ void frame_run(frame_loop_t* loop) {
         }
         if (loop->codepoints->count > codepoint_count_before) {
             font_set_codepoints(loop->fonts, loop->codepoints->values, loop->codepoints->count);
-            gl_text_textures_reset(render);
+            draw_fonts_rebuilt(loop->draw);
         }
         {
             PROFILE_ZONE(render);
-            gl_frame_end(render);
+            draw_frame_end(loop->draw);
         }
         if (frame_counter == 0 && loop->first_frame_png.used) first_frame_write(loop);
         window_swap_buffers(window);

@@ -4,7 +4,7 @@
 
 #include "app/app.h"
 #include "gfx/font.h"
-#include "gfx/renderer.h"
+#include "gfx/draw.h"
 #include "platform/window.h"
 #include "store/codepoint_set.h"
 
@@ -13,20 +13,11 @@ struct reader_t;
 struct ui_t;
 struct demo_panel_t;
 
-// The six batches of the two layers, in creation (and drawing) order, then the
-// images last.
-struct frame_batches_t {
-    u32 rectangles, text, icons;
-    u32 overlay_rectangles, overlay_text, overlay_icons;
-    u32 images;
-};
-
 struct frame_loop_t {
     app_t* app;
     window_t* window;
     font_set_t* fonts;
-    renderer_t* render;
-    frame_batches_t* batches;
+    draw_t* draw;
     panel_t* panel;
     reader_t* reader;
     codepoint_set_t* codepoints;  // shared with the reader
@@ -50,10 +41,10 @@ void frame_window_create(window_t* window);
 // or DejaVu Sans Mono, at 12), loads and bakes them. A face that isn't found is an
 // empty font.
 void frame_fonts_create(font_set_t* fonts, data_t font_memory, codepoint_set_t* codepoints);
-// Renderer for the client size with alpha blending, and the batches sized from the
-// screen. `icon_texture` is the icon atlas (0 until the UI makes it).
-void frame_render_create(renderer_t* render, frame_batches_t* batches, window_t* window, font_set_t* fonts,
-                         u32 icon_texture);
+// Renderer for the client size with alpha blending (one that only queues when there
+// is no window), and the frame's batches in it. `icon_texture` is the icon atlas
+// (0 until the UI makes it).
+void frame_render_create(renderer_t* render, draw_t* draw, window_t* window, font_set_t* fonts, u32 icon_texture);
 // Composition, frame period and timer: the last steps of start-up.
 void frame_loop_start(frame_loop_t* loop);
 // One whole frame: messages (a stub window has none; its input is whatever a test

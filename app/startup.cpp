@@ -94,10 +94,8 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
 
     // 19-21. The icon texture (to come), the renderer and its batches; the UI draws
     // into the six of the two layers.
-    frame_render_create(&program->render, &program->batches, &program->window, &program->fonts, 0);
-    frame_batches_t* b = &program->batches;
-    ui_bind_batches(&program->ui, &program->render, b->rectangles, b->text, b->icons, b->overlay_rectangles,
-                    b->overlay_text, b->overlay_icons);
+    frame_render_create(&program->render, &program->draw, &program->window, &program->fonts, 0);
+    ui_bind_draw(&program->ui, &program->draw);
 
     // 22. The panel.
     panel_t* panel = &program->panel;
@@ -122,7 +120,7 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     // 26. The rest of app_t.
     app->window = &program->window;
     app->panel = panel;
-    app->render = &program->render;
+    app->draw = &program->draw;
     app->ui = &program->ui;
     app->queries = program->queries;
     app->query_count = query_table_size;
@@ -133,8 +131,7 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     loop->app = app;
     loop->window = &program->window;
     loop->fonts = &program->fonts;
-    loop->render = &program->render;
-    loop->batches = &program->batches;
+    loop->draw = &program->draw;
     loop->panel = panel;
     loop->reader = reader;
     loop->codepoints = &program->codepoints;

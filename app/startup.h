@@ -20,7 +20,7 @@ struct program_t {
     query_t queries[query_table_size];
     font_set_t fonts;
     renderer_t render;
-    frame_batches_t batches;
+    draw_t draw;
     ui_t ui;
     demo_panel_t demo;
     frame_loop_t loop;

@@ -19,14 +19,14 @@ u32 ui_click_logic(ui_t* ui, pair_t id, rect_t rect, u32 kind) {
 
 // Text centred in `inner`, or from its left edge when it fills it.
 static void text_centred(ui_t* ui, ui_layer_t layer, rect_t inner, data_t text, u32 font, colour_t colour) {
-    if (!layer.text || text.used == 0 || rect_width(inner) <= 0) return;
+    if (!layer.draw || text.used == 0 || rect_width(inner) <= 0) return;
     const font_t* face = ui_font(ui, font);
     f32 width = 0;
     data_t fitted = ui_fit_text(ui, face, text, rect_width(inner), &width);
     if (fitted.used == 0) return;
     f32 x = width < rect_width(inner) ? inner.x0 + (rect_width(inner) - width) / 2 : inner.x0;
     f32 y = (inner.y0 + inner.y1) / 2 - face->size / 2 + font_baseline(face);
-    gl_batch_text(layer.text, fitted.bytes, fitted.used, 0, x, y, 1, font, colour);
+    ui_draw_text(layer, fitted, x, y, 1, font, colour);
 }
 
 static void button_render(ui_t* ui, pair_t id, rect_t rect, data_t text, u32 font) {
@@ -80,13 +80,11 @@ static void check_box_label_render(ui_t* ui, pair_t id, rect_t rect, u32 value, 
     f32 x = box.x1 + 4;
     f32 room = rect.x1 - x;
     ui_layer_t layer = ui_layer(ui, id);
-    if (room <= 0 || text.used == 0 || !layer.text) return;
+    if (room <= 0 || text.used == 0 || !layer.draw) return;
     const font_t* face = ui_font(ui, font);
     f32 width = 0;
     data_t fitted = ui_fit_text(ui, face, text, room, &width);
-    if (fitted.used == 0) return;
-    gl_batch_text(layer.text, fitted.bytes, fitted.used, 0, x, rect.y0 + font_baseline(face), 1, font,
-                  ui_theme.check_box.text[ui_state_normal]);
+    ui_draw_text(layer, fitted, x, rect.y0 + font_baseline(face), 1, font, ui_theme.check_box.text[ui_state_normal]);
 }
 
 u32 ui_check_box_label(ui_t* ui, pair_t id, rect_t rect, u32* value, data_t text, u32 font) {

@@ -82,17 +82,9 @@ void ui_create(ui_t* ui, data_t memory, window_t* window) {
     ui->previous_mouse[1] = ui->mouse[1];
 }
 
-void ui_bind_batches(ui_t* ui, renderer_t* renderer, u32 rectangles, u32 text, u32 icons, u32 overlay_rectangles,
-                     u32 overlay_text, u32 overlay_icons) {
-    ASSERT(rectangles < 16 && text < 16 && icons < 16 && overlay_rectangles < 16 && overlay_text < 16 &&
-           overlay_icons < 16);
-    ui->rectangles = gl_batch(renderer, rectangles);
-    ui->text = gl_batch(renderer, text);
-    ui->icons = gl_batch(renderer, icons);
-    ui->overlay_rectangles = gl_batch(renderer, overlay_rectangles);
-    ui->overlay_text = gl_batch(renderer, overlay_text);
-    ui->overlay_icons = gl_batch(renderer, overlay_icons);
-    ui->fonts = ui->text->fonts;
+void ui_bind_draw(ui_t* ui, draw_t* draw) {
+    ui->draw = draw;
+    ui->fonts = draw->fonts;
 }
 
 void ui_frame_begin(ui_t* ui, const input_frame_t* input) {
@@ -108,11 +100,7 @@ void ui_frame_begin(ui_t* ui, const input_frame_t* input) {
     ui->hot = pair_t{};
     ui->previous_active = ui->active;
     ui->previous_active_kind = ui->active_kind;
-    if (ui->overlay_rectangles) {
-        gl_scissor(ui->overlay_rectangles, false, 0, 0, 0, 0);
-        gl_scissor(ui->overlay_text, false, 0, 0, 0, 0);
-        gl_scissor(ui->overlay_icons, false, 0, 0, 0, 0);
-    }
+    if (ui->draw) draw_clip(ui->draw, draw_layer_overlay, nullptr);
     ui->cursor = ui_cursor_arrow;
     ui->owner_count = 0;
 }
@@ -126,13 +114,7 @@ void ui_set_clip(ui_t* ui, rect_t rect) {
     // Each pass of a layout sets its clip again; the batches need it once.
     if (rect_equal(rect, ui->clip)) return;
     ui->clip = rect;
-    i32 x = (i32)rect.x0, y = (i32)rect.y0;
-    i32 w = (i32)(rect.x1 - rect.x0), h = (i32)(rect.y1 - rect.y0);
-    if (ui->rectangles) {
-        gl_scissor(ui->rectangles, true, x, y, w, h);
-        gl_scissor(ui->text, true, x, y, w, h);
-        gl_scissor(ui->icons, true, x, y, w, h);
-    }
+    if (ui->draw) draw_clip(ui->draw, draw_layer_normal, &rect);
 }
 
 void ui_set_mode(ui_t* ui, u32 mode) {
@@ -339,8 +321,7 @@ bool ui_half_begin(ui_t* ui, u32 half, u32* saved) {
 // Drawing.
 
 ui_layer_t ui_layer(const ui_t* ui, pair_t id) {
-    if (ui_modal_contains(ui, id)) return ui_layer_t{ui->overlay_rectangles, ui->overlay_text, ui->overlay_icons};
-    return ui_layer_t{ui->rectangles, ui->text, ui->icons};
+    return ui_layer_t{ui->draw, ui_modal_contains(ui, id) ? (u32)draw_layer_overlay : (u32)draw_layer_normal};
 }
 
 u32 ui_style_state(const ui_t* ui, pair_t id) {
@@ -349,20 +330,24 @@ u32 ui_style_state(const ui_t* ui, pair_t id) {
     return hot ? ui_state_hot : ui_state_normal;
 }
 
-void ui_draw_rect(batch_t* batch, rect_t rect, colour_t colour) {
-    if (!batch) return;
-    gl_batch_rectangle(batch, rect, nullptr, nullptr, colour);
+void ui_draw_rect(ui_layer_t layer, rect_t rect, colour_t colour) {
+    if (layer.draw) draw_rect(layer.draw, layer.layer, rect, colour);
+}
+
+void ui_draw_text(ui_layer_t layer, data_t text, f32 x, f32 y, u32 trim_first, u32 font, colour_t colour) {
+    if (!layer.draw || text.used == 0) return;
+    draw_text(layer.draw, layer.layer, text.bytes, text.used, 0, x, y, trim_first, font, colour);
 }
 
 rect_t ui_draw_frame(ui_layer_t layer, const ui_style_t* style, u32 state, rect_t rect) {
     rect_t fill = rect_shrink(rect, style->margin);
-    ui_draw_rect(layer.rectangles, rect, style->frame[state]);
-    ui_draw_rect(layer.rectangles, fill, style->fill[state]);
+    ui_draw_rect(layer, rect, style->frame[state]);
+    ui_draw_rect(layer, fill, style->fill[state]);
     return rect_shrink(fill, style->padding);
 }
 
 void ui_draw_icon(const ui_t* ui, ui_layer_t layer, u32 icon, rect_t box, colour_t colour, bool turned) {
-    if (!layer.icons || !ui->icon_atlas.ready || icon >= ui_icon_count) return;
+    if (!layer.draw || !ui->icon_atlas.ready || icon >= ui_icon_count) return;
     const f32* uv = ui->icon_atlas.uv[icon];
     f32 w = (f32)ui->icon_atlas.sizes[icon][0], h = (f32)ui->icon_atlas.sizes[icon][1];
     f32 x = floorf(box.x0 + (rect_width(box) - w) / 2), y = floorf(box.y0 + (rect_height(box) - h) / 2);
@@ -371,7 +356,7 @@ void ui_draw_icon(const ui_t* ui, ui_layer_t layer, u32 icon, rect_t box, colour
     // the quad's top.
     rect_t upright = {uv[0], uv[3], uv[2], uv[1]};
     rect_t upside_down = {uv[2], uv[1], uv[0], uv[3]};
-    gl_batch_rectangle(layer.icons, r, turned ? &upside_down : &upright, nullptr, colour);
+    draw_icon(layer.draw, layer.layer, r, turned ? upside_down : upright, colour);
 }
 
 const font_t* ui_font(const ui_t* ui, u32 font) {
@@ -395,15 +380,9 @@ data_t ui_fit_text(ui_t* ui, const font_t* font, data_t text, f32 width, f32* fi
 }
 
 void ui_text_scissor(ui_layer_t layer, rect_t rect) {
-    if (!layer.text) return;
-    gl_scissor(layer.text, true, (i32)rect.x0, (i32)rect.y0, (i32)rect_width(rect), (i32)rect_height(rect));
+    if (layer.draw) draw_text_clip(layer.draw, layer.layer, &rect);
 }
 
 void ui_text_scissor_restore(const ui_t* ui, ui_layer_t layer) {
-    if (!layer.text) return;
-    if (layer.text == ui->overlay_text) {
-        gl_scissor(layer.text, false, 0, 0, 0, 0);
-    } else {
-        ui_text_scissor(layer, ui->clip);
-    }
+    if (layer.draw) draw_text_clip(layer.draw, layer.layer, layer.layer == draw_layer_overlay ? nullptr : &ui->clip);
 }

@@ -6,7 +6,7 @@
 #pragma once
 
 #include "base/data.h"
-#include "gfx/renderer.h"
+#include "gfx/draw.h"
 #include "layout/layout.h"
 #include "platform/window.h"
 
@@ -169,12 +169,7 @@ constexpr u64 ui_frame_memory_size = 0x100000;
 struct ui_t {
     data_t* memory;  // the frame's memory, cleared by ui_frame_begin
     window_t* window;  // only handed back to the window's doors (cursor)
-    batch_t* rectangles;
-    batch_t* text;
-    batch_t* icons;
-    batch_t* overlay_rectangles;
-    batch_t* overlay_text;
-    batch_t* overlay_icons;
+    draw_t* draw;  // null: the widgets work but draw nothing
     ui_icons_t icon_atlas;
     pair_t active, hot, previous_active;
     u32 active_kind;
@@ -204,9 +199,7 @@ struct ui_t {
 
 // `memory` holds the widget records (ui_widget_memory_size is what the program gives).
 void ui_create(ui_t* ui, data_t memory, window_t* window);
-// The six batches of the two layers; handles below 16 are batch handles of `renderer`.
-void ui_bind_batches(ui_t* ui, renderer_t* renderer, u32 rectangles, u32 text, u32 icons, u32 overlay_rectangles,
-                     u32 overlay_text, u32 overlay_icons);
+void ui_bind_draw(ui_t* ui, draw_t* draw);
 void ui_frame_begin(ui_t* ui, const input_frame_t* input);
 // Shows the cursor that the widgets asked for while the mouse is over the window.
 void ui_apply_cursor(ui_t* ui);
@@ -255,13 +248,14 @@ inline void ui_half_end(ui_t* ui, u32 saved) { ui->mode = saved; }
 
 // Drawing, on the normal layer or, for what lies under the modal id, the overlay.
 struct ui_layer_t {
-    batch_t* rectangles;
-    batch_t* text;
-    batch_t* icons;
+    draw_t* draw;  // null when the UI draws nothing
+    u32 layer;
 };
 ui_layer_t ui_layer(const ui_t* ui, pair_t id);
 u32 ui_style_state(const ui_t* ui, pair_t id);
-void ui_draw_rect(batch_t* batch, rect_t rect, colour_t colour);
+void ui_draw_rect(ui_layer_t layer, rect_t rect, colour_t colour);
+// Text cut to nothing or without a layer draws nothing.
+void ui_draw_text(ui_layer_t layer, data_t text, f32 x, f32 y, u32 trim_first, u32 font, colour_t colour);
 // The rectangle in the frame colour, the fill box in the fill colour; gives the inner
 // box.
 rect_t ui_draw_frame(ui_layer_t layer, const ui_style_t* style, u32 state, rect_t rect);

@@ -165,16 +165,14 @@ void list_render(ui_t* ui, pair_t list, const list_geometry_t* g, const data_t* 
         pair_t id = row_id(list, row);
         bool lit = ui_is_hot(ui, id) || pair_equal(record->list.highlight, id);
         u32 state = lit ? ui_state_hot : ui_state_normal;
-        ui_draw_rect(layer.rectangles, r, row_style->fill[state]);
+        ui_draw_rect(layer, r, row_style->fill[state]);
         f64 top = g->rows.y1 + scroll - (f64)row * g->row_height;
         f32 x = r.x0 + row_style->padding[2];
         f32 room = r.x1 - row_style->padding[3] - x;
         f32 width = 0;
         data_t text = ui_fit_text(ui, face, items[row], room, &width);
-        if (text.used && layer.text) {
-            f32 y = (f32)(top - g->row_height + row_style->padding[1]) + font_baseline(face);
-            gl_batch_text(layer.text, text.bytes, text.used, 0, x, y, 1, font, row_style->text[state]);
-        }
+        f32 y = (f32)(top - g->row_height + row_style->padding[1]) + font_baseline(face);
+        ui_draw_text(layer, text, x, y, 1, font, row_style->text[state]);
     }
     ui_text_scissor_restore(ui, layer);
     if (g->has_bar) {
@@ -241,13 +239,12 @@ void drop_down_render(ui_t* ui, pair_t id, rect_t rect, const data_t* items, u64
     u32 icon = arrow_width == 16 ? ui_icon_chevron_up_14 : ui_icon_chevron_up_10;
     // The chevron points down while closed, up while open.
     ui_draw_icon(ui, layer, icon, arrow, style->text[ui_state_normal], !open);
-    if (*selected < count && layer.text) {
+    if (*selected < count && layer.draw) {
         const font_t* face = ui_font(ui, font);
         f32 width = 0;
         data_t text = ui_fit_text(ui, face, items[*selected], arrow.x0 - inner.x0, &width);
         f32 y = (inner.y0 + inner.y1) / 2 - face->size / 2 + font_baseline(face);
-        if (text.used) gl_batch_text(layer.text, text.bytes, text.used, 0, inner.x0, y, 1, font,
-                                     style->text[ui_state_normal]);
+        ui_draw_text(layer, text, inner.x0, y, 1, font, style->text[ui_state_normal]);
     }
     if (open && list_record && list_is_modal(ui, pair_push(id, list_part))) {
         pair_t list = pair_push(id, list_part);

@@ -88,5 +88,5 @@ void splitter_draw(ui_t* ui, pair_t id, splitter_t* s, const f32* inset) {
         colour = style->frame[ui_state_hot];
         ui->cursor = cursor;
     }
-    ui_draw_rect(ui_layer(ui, id).rectangles, bar, colour);
+    ui_draw_rect(ui_layer(ui, id), bar, colour);
 }

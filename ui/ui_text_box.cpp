@@ -278,8 +278,8 @@ void text_box_render(box_t* b) {
     u32 state = active ? ui_state_active : hot ? ui_state_hot : ui_state_normal;
     if (hot) ui->cursor = ui_cursor_ibeam;
     ui_layer_t layer = ui_layer(ui, b->id);
-    ui_draw_rect(layer.rectangles, b->rect, style->frame[state]);
-    ui_draw_rect(layer.rectangles, b->fill, style->fill[state]);
+    ui_draw_rect(layer, b->rect, style->frame[state]);
+    ui_draw_rect(layer, b->fill, style->fill[state]);
 
     u64 first = min_of(selection_start(b), b->text->used), end = min_of(selection_end(b), b->text->used);
     f32 origin = b->inner.x0 - s.scroll;
@@ -289,24 +289,22 @@ void text_box_render(box_t* b) {
     rect_t visible = rect_intersect(b->inner, ui->clip);
     if (end > first) {
         rect_t selection = rect_intersect(rect_t{x_first, bottom, x_end, top}, visible);
-        if (rect_width(selection) > 0) ui_draw_rect(layer.rectangles, selection, selection_colour);
+        if (rect_width(selection) > 0) ui_draw_rect(layer, selection, selection_colour);
     }
-    if (layer.text && rect_width(visible) > 0) {
+    if (layer.draw && rect_width(visible) > 0) {
         ui_text_scissor(layer, visible);
         f32 y = bottom + font_baseline(b->face);
         colour_t colour = style->text[state];
         const u8* t = b->text->bytes;
-        if (first > 0) gl_batch_text(layer.text, t, first, 0, origin, y, 1, b->font, colour);
-        if (end > first) gl_batch_text(layer.text, t + first, end - first, 0, x_first, y, first == 0, b->font, colour);
-        if (b->text->used > end) {
-            gl_batch_text(layer.text, t + end, b->text->used - end, 0, x_end, y, end == 0, b->font, colour);
-        }
+        ui_draw_text(layer, data_from_size(first, t), origin, y, 1, b->font, colour);
+        ui_draw_text(layer, data_from_size(end - first, t + first), x_first, y, first == 0, b->font, colour);
+        ui_draw_text(layer, data_from_size(b->text->used - end, t + end), x_end, y, end == 0, b->font, colour);
         ui_text_scissor_restore(ui, layer);
     }
     if (active) {
         f32 x = end > first ? (caret == end ? x_end : x_first) : origin + text_x(b, caret);
         rect_t bar = rect_intersect(rect_t{x, bottom, x + 1, top}, visible);
-        if (rect_width(bar) > 0) ui_draw_rect(layer.rectangles, bar, style->text[ui_state_normal]);
+        if (rect_width(bar) > 0) ui_draw_rect(layer, bar, style->text[ui_state_normal]);
     }
 }
 

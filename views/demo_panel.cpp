@@ -42,13 +42,12 @@ void demo_panel_init(demo_panel_t* panel, data_t* memory) {
 
 // Text in the window's own colours, straight into the normal layer.
 static void label(ui_t* ui, rect_t box, data_t text, u32 font) {
-    if (!ui->text || text.used == 0) return;
+    if (!ui->draw || text.used == 0) return;
     const font_t* face = ui_font(ui, font);
     f32 width = 0;
     data_t fitted = ui_fit_text(ui, face, text, rect_width(box), &width);
-    if (fitted.used == 0) return;
     f32 y = (box.y0 + box.y1) / 2 - face->size / 2 + font_baseline(face);
-    gl_batch_text(ui->text, fitted.bytes, fitted.used, 0, box.x0, y, 1, font, colour_white);
+    ui_draw_text(ui_layer_t{ui->draw, draw_layer_normal}, fitted, box.x0, y, 1, font, colour_white);
 }
 
 // The widgets' row; gives what is left below it.
@@ -104,11 +103,11 @@ static rect_t widget_row(ui_t* ui, demo_panel_t* panel, rect_t rect) {
 
 // Where the long text goes.
 static void text_view(ui_t* ui, demo_panel_t* panel, data_t* memory, rect_t rect) {
-    ui_draw_rect(ui->rectangles, rect, ui_theme.text_box.fill[ui_state_normal]);
+    ui_draw_rect(ui_layer_t{ui->draw, draw_layer_normal}, rect, ui_theme.text_box.fill[ui_state_normal]);
 }
 
 void demo_panel_draw(ui_t* ui, demo_panel_t* panel, data_t* memory, rect_t rect) {
-    ui_draw_rect(ui->rectangles, rect, ui_theme.background);
+    ui_draw_rect(ui_layer_t{ui->draw, draw_layer_normal}, rect, ui_theme.background);
     rect_t rest = widget_row(ui, panel, rect);
     if (rect_width(rest) > 40 && rect_height(rest) > 40) text_view(ui, panel, memory, rest);
 }

@@ -43,7 +43,7 @@ protected:
         frame();
     }
     std::string drawn_text() {
-        batch_t* b = gl_batch(&program.render, program.batches.text);
+        batch_t* b = gl_batch(&program.render, program.draw.text[draw_layer_normal]);
         std::string all;
         for (u32 i = 0; i < b->command_count; i++) {
             if (b->commands[i].kind != batch_type_text) continue;

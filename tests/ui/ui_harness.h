@@ -6,7 +6,7 @@
 
 #include <functional>
 
-#include "gfx/renderer.h"
+#include "gfx/draw.h"
 #include "layout/test_fonts.h"
 #include "platform/window.h"
 #include "ui/ui_core.h"
@@ -14,6 +14,7 @@
 struct ui_harness_t {
     window_t window = {};
     renderer_t render = {};
+    draw_t draw = {};
     ui_t ui = {};
     data_t widget_memory = {};
     input_frame_t input = {};
@@ -24,20 +25,13 @@ struct ui_harness_t {
     explicit ui_harness_t(i32 width = 640, i32 height = 480, u64 widget_memory_size = ui_widget_memory_size) {
         window_create_stub(&window, width, height);
         gl_renderer_create(&render, width, height, renderer_alpha_blending, false);
-        font_set_t* fonts = &test_fonts()->set;
-        u8 colour_only = gl_format(2, 1, 0, 2);
-        u8 textured = gl_format(2, 1, 1, 2);
-        u8 text_format = gl_format(2, 1, 1, 4);
-        rectangles = gl_batch_create(&render, batch_type_quads, colour_only, 1000, 1000, nullptr, 0);
-        text = gl_batch_create(&render, batch_type_text, text_format, 20000, 1000, fonts, 0);
-        icons = gl_batch_create(&render, batch_type_quads, textured, 100, 100, nullptr, 0);
-        overlay_rectangles = gl_batch_create(&render, batch_type_quads, colour_only, 1000, 1000, nullptr, 0);
-        overlay_text = gl_batch_create(&render, batch_type_text, text_format, 20000, 1000, fonts, 0);
-        overlay_icons = gl_batch_create(&render, batch_type_quads, textured, 100, 100, nullptr, 0);
+        draw_create(&draw, &render, &test_fonts()->set, 1920, 1080, 0);
+        rectangles = draw.rectangles[0], text = draw.text[0], icons = draw.icons[0];
+        overlay_rectangles = draw.rectangles[1], overlay_text = draw.text[1], overlay_icons = draw.icons[1];
         widget_memory = data_allocate(widget_memory_size);
         ui_create(&ui, widget_memory, &window);
         ui.counter_frequency = 1000000;
-        ui_bind_batches(&ui, &render, rectangles, text, icons, overlay_rectangles, overlay_text, overlay_icons);
+        ui_bind_draw(&ui, &draw);
         if (!ui.icon_atlas.ready) icons_fake();
     }
 
@@ -60,7 +54,7 @@ struct ui_harness_t {
     void frame(const std::function<void()>& content = [] {}) {
         window_input_frame(&window, &input);
         input.ticks = clock;
-        gl_frame_begin(&render);
+        draw_frame_begin(&draw, input.width, input.height, false);
         ui_frame_begin(&ui, &input);
         content();
         ui_apply_cursor(&ui);
