@@ -124,6 +124,14 @@ static void first_frame_write(frame_loop_t* loop) {
     data_free(&pixels);
 }
 
+static void first_frame_time_write(frame_loop_t* loop) {
+    u8 text[32];
+    u64 size = format_u64(text, sizeof(text), os_ticks(), 0, ' ', 0);
+    file_error_t error = 0;
+    file_write_all(loop->first_frame_time, text, size, true, &error);
+    if (error) log_write_c_string(log_main, "Could not write the time of the first frame.\n");
+}
+
 void frame_loop_start(frame_loop_t* loop) {
     window_t* window = loop->window;
     // A window that failed to open has said so; no frame runs.
@@ -192,6 +200,7 @@ void frame_run(frame_loop_t* loop) {
         }
         if (frame_counter == 0 && loop->first_frame_png.used) first_frame_write(loop);
         window_swap_buffers(window);
+        if (frame_counter == 0 && loop->first_frame_time.used) first_frame_time_write(loop);
     }
     frame_counter += 1;
     data_clear(&app->scratch);

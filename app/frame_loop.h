@@ -25,6 +25,9 @@ struct frame_loop_t {
     demo_panel_t* demo;
     // A debug aid for the window tests: the first frame is written there as PNG.
     data_t first_frame_png;
+    // For the start-up benchmark: the monotonic clock in nanoseconds once the first
+    // frame was swapped, as decimal text.
+    data_t first_frame_time;
 
     // The loop's own state, set by frame_loop_start. Time stamps are in ticks.
     u32 composition_enabled;

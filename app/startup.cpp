@@ -138,6 +138,7 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     loop->ui = &program->ui;
     loop->demo = &program->demo;
     loop->first_frame_png = argument_value_text("-first_frame_png", nullptr);
+    loop->first_frame_time = argument_value_text("-first_frame_time", nullptr);
     frame_loop_start(loop);
     return true;
 }

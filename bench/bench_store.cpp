@@ -19,6 +19,7 @@
 #include "store/feed_merge.h"
 #include "store/reader.h"
 #include "store/reader_file.h"
+#include "bench/full_store.h"
 
 static const char* const corpus_files[] = {
     "489.rss",       "DaringFireball.atom", "EMarley.rss",     "aktuality.rss",  "atp.rss",
@@ -64,36 +65,6 @@ static std::string read_file(const std::string& path) {
     std::stringstream bytes;
     bytes << file.rdbuf();
     return bytes.str();
-}
-
-// An RSS document like a busy blog's: items with a title, link, guid, date,
-// categories and an escaped HTML description of a few kilobytes.
-static std::string generated_rss(u32 items, u32 feed_number) {
-    static const char* const days[] = {"Mon", "Tue", "Wed", "Thu", "Fri", "Sat", "Sun"};
-    std::string paragraph =
-        "&lt;p&gt;Lorem ipsum dolor sit amet, consectetur adipiscing elit, sed do eiusmod tempor incididunt ut "
-        "labore et dolore magna aliqua. Ut enim ad minim veniam, quis nostrud exercitation ullamco laboris &amp; "
-        "nisi ut aliquip ex ea commodo consequat &#8212; caf\xc3\xa9 na\xc3\xafve.&lt;/p&gt;\n";
-    std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<rss version=\"2.0\"><channel><title>Feed " +
-                       std::to_string(feed_number) +
-                       "</title><link>https://example.com/</link><description>Generated</description>\n";
-    for (u32 i = 0; i < items; i++) {
-        char date[64];
-        snprintf(date, sizeof(date), "%s, %02u %s 2019 %02u:%02u:%02u +0000", days[i % 7], 1 + i % 28,
-                 i % 2 ? "Mar" : "Apr", i % 24, i % 60, (i * 7) % 60);
-        std::string n = std::to_string(i);
-        text += "<item><title>Item number " + n + " of the generated feed</title><link>https://example.com/" + n +
-                "</link><guid isPermaLink=\"false\">id-" + n + "</guid><pubDate>" + date +
-                "</pubDate><category>" + (items > 200 ? std::string("one") : "tag " + std::to_string(feed_number) + "-" + n) +
-                "</category>";
-        // A full store has room for one relation per entry.
-        if (items > 200) text += "<category>two " + std::to_string(i % 5) + "</category>";
-        text += "<description>";
-        u32 repeats = items > 200 ? 12 : 3;
-        for (u32 r = 0; r < repeats; r++) text += paragraph;
-        text += "</description></item>\n";
-    }
-    return text + "</channel></rss>\n";
 }
 
 struct document_t {
@@ -223,18 +194,9 @@ int main(int argc, char** argv) {
     std::string pattern = (std::filesystem::temp_directory_path() / "newsloom_bench_store_XXXXXX").string();
     store_folder = mkdtemp(pattern.data());
     full_store->folder = data_from_size(store_folder.size(), store_folder.data());
-    std::vector<std::string> full_documents;
-    for (u32 f = 0; f < 100; f++) full_documents.push_back(generated_rss(100, f));
+    std::vector<std::string> full_documents = full_store_documents();
     auto fill_start = std::chrono::steady_clock::now();
-    for (u32 f = 0; f < 100; f++) {
-        std::string& document = full_documents[f];
-        std::string address = "https://example.com/feed/" + std::to_string(f);
-        feed_t* feed = reader_merge_document(&full_store->scratch, &full_store->reader,
-                                             data_from_size(document.size(), document.data()),
-                                             data_from_size(address.size(), address.data()), nullptr);
-        reader_ensure_meta(&full_store->reader, feed);
-        data_clear(&full_store->scratch);
-    }
+    full_store_fill(&full_store->scratch, &full_store->reader, full_documents);
     double fill_ms =
         std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - fill_start).count();
     printf("filling the store by 100 first merges took %.1f ms\n", fill_ms);

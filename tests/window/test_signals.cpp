@@ -2,6 +2,7 @@
 // does: the frame runs to its end, the profile and the store are written, and the
 // store holds what it held before.
 #include <signal.h>
+#include <time.h>
 
 #include "store/store_support.h"
 #include "window/x_server_test.h"
@@ -28,7 +29,11 @@ TEST_F(SignalTest, TerminationSignalsCloseLikeTheCloseButton) {
         // Store files are named by the second; the program's own save needs a new one.
         usleep(1100000);
 
-        program_t program = program_start(folder, {"-path", store, "-profile", "-log"});
+        timespec started;
+        clock_gettime(CLOCK_MONOTONIC, &started);
+        std::string first_frame = folder + "/first_frame_time.txt";
+        program_t program =
+            program_start(folder, {"-path", store, "-profile", "-log", "-first_frame_time", first_frame});
         ASSERT_NE(window_wait(), 0u) << file_text(folder + "/stderr.txt");
         ASSERT_EQ(kill(program.pid, number), 0);
         ASSERT_TRUE(program_wait(&program, 30)) << "the signal didn't end the program";
@@ -42,6 +47,10 @@ TEST_F(SignalTest, TerminationSignalsCloseLikeTheCloseButton) {
         std::string saved = command_output("'" NEWSLOOM_BINARY_DIR "/newsloom-tool' store \"$(ls -d '" + store +
                                            "'/feed_data_*.bin | tail -n 1)\"");
         EXPECT_EQ(saved.substr(saved.find('\n')), listing.substr(listing.find('\n')));
+
+        // The first frame's time is on the clock of this process, after the start.
+        unsigned long long first_frame_ns = strtoull(file_text(first_frame).c_str(), nullptr, 10);
+        EXPECT_GT(first_frame_ns, (unsigned long long)started.tv_sec * 1000000000ull + started.tv_nsec);
 
         // The frame that saw the request ran whole, and shutdown followed.
         std::string log = file_text(folder + "/log.txt");

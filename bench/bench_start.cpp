@@ -1,0 +1,162 @@
+// Start to first frame under Xvfb with a full store (100 feeds, 10000 entries),
+// against the floor of this machine: a bare GLFW program that opens a 1280x720
+// OpenGL 3.3 window and swaps once. Each run is timed from just before the program
+// is started to the monotonic time it writes after its first swap. Prints medians
+// and the ratio; the goal is at most 1.5 times the floor.
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "bench/full_store.h"
+#include "store/codepoint_set.h"
+#include "store/reader_file.h"
+#include "tests/window/x_server.h"
+
+namespace {
+
+std::string folder;
+std::string store_folder;
+
+u64 monotonic_ns() {
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return (u64)now.tv_sec * 1000000000ull + (u64)now.tv_nsec;
+}
+
+pid_t spawn(const std::vector<std::string>& arguments) {
+    pid_t pid = fork();
+    if (pid == 0) {
+        if (chdir(folder.c_str()) != 0) _exit(126);
+        int null = open("/dev/null", O_WRONLY);
+        dup2(null, 1);
+        dup2(null, 2);
+        std::vector<char*> argv;
+        for (const std::string& argument : arguments) argv.push_back((char*)argument.c_str());
+        argv.push_back(nullptr);
+        execv(argv[0], argv.data());
+        _exit(127);
+    }
+    return pid;
+}
+
+// Seconds from the start of the program to its first frame, or a negative value
+// when it showed none. The program is ended at once: its shutdown isn't measured.
+double start_to_first_frame(const std::vector<std::string>& arguments, const std::string& time_file) {
+    unlink(time_file.c_str());
+    u64 start = monotonic_ns();
+    pid_t pid = spawn(arguments);
+    u64 first_frame = 0;
+    for (int i = 0; i < 60000 && !first_frame; i++) {
+        std::string text = file_text(time_file);
+        if (!text.empty()) first_frame = strtoull(text.c_str(), nullptr, 10);
+        if (!first_frame) usleep(1000);
+    }
+    kill(pid, SIGKILL);
+    waitpid(pid, nullptr, 0);
+    return first_frame > start ? (double)(first_frame - start) / 1e9 : -1;
+}
+
+void BM_GlfwWindowFloor(benchmark::State& state) {
+    std::string time_file = folder + "/floor_time.txt";
+    for (auto _ : state) {
+        double seconds = start_to_first_frame({NEWSLOOM_BINARY_DIR "/bench/peer_first_frame", time_file}, time_file);
+        if (seconds < 0) state.SkipWithError("the floor program showed no frame");
+        state.SetIterationTime(seconds);
+    }
+}
+
+void BM_NewsloomFullStore(benchmark::State& state) {
+    std::string time_file = folder + "/newsloom_time.txt";
+    for (auto _ : state) {
+        double seconds = start_to_first_frame(
+            {NEWSLOOM_BINARY_DIR "/newsloom", "-path", store_folder, "-first_frame_time", time_file}, time_file);
+        if (seconds < 0) state.SkipWithError("newsloom showed no frame");
+        state.SetIterationTime(seconds);
+    }
+}
+
+struct median_reporter_t : benchmark::ConsoleReporter {
+    std::map<std::string, double> seconds;
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const Run& run : runs) {
+            if (run.aggregate_name == "median") seconds[run.run_name.function_name] = run.GetAdjustedRealTime();
+        }
+        ConsoleReporter::ReportRuns(runs);
+    }
+};
+
+// The store that the program loads: filled by first merges and saved as an exit
+// would save it.
+bool full_store_save() {
+    data_t scratch = data_allocate(MIB(10));
+    data_t codepoint_block = data_allocate(codepoint_set_size());
+    codepoint_set_t codepoints = {};
+    codepoint_set_init(&codepoints, &codepoint_block);
+    reader_t reader = {};
+    reader_init(&reader);
+    reader.codepoints = &codepoints;
+    std::vector<std::string> documents = full_store_documents();
+    full_store_fill(&scratch, &reader, documents);
+    printf("full store: %u feeds, %u entries, %llu bytes of text\n", reader.feeds.entry_count,
+           reader.entries.entry_count, (unsigned long long)reader.strings.used);
+    bool saved = reader_save(&scratch, data_from_size(store_folder.size(), store_folder.data()), &reader);
+    reader_release(&reader);
+    data_free(&codepoint_block);
+    data_free(&scratch);
+    return saved;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    memory_query_system(nullptr, nullptr, nullptr, nullptr);
+    char pattern[] = "/tmp/newsloom_bench_start_XXXXXX";
+    folder = mkdtemp(pattern);
+    store_folder = folder + "/store";
+    if (!full_store_save()) {
+        fprintf(stderr, "bench_start: the full store could not be saved\n");
+        return 1;
+    }
+    x_server_t server;
+    if (!x_server_start(&server)) {
+        fprintf(stderr, "bench_start: Xvfb could not start\n");
+        return 1;
+    }
+
+    benchmark::Initialize(&argc, argv);
+    benchmark::RegisterBenchmark("start/glfw_window_floor", BM_GlfwWindowFloor)
+        ->UseManualTime()
+        ->Iterations(1)
+        ->Repetitions(9)
+        ->ReportAggregatesOnly(true)
+        ->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark("start/newsloom_full_store", BM_NewsloomFullStore)
+        ->UseManualTime()
+        ->Iterations(1)
+        ->Repetitions(9)
+        ->ReportAggregatesOnly(true)
+        ->Unit(benchmark::kMillisecond);
+    median_reporter_t reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+
+    double floor = reporter.seconds["start/glfw_window_floor"];
+    double newsloom = reporter.seconds["start/newsloom_full_store"];
+    if (floor > 0 && newsloom > 0) {
+        printf("start to first frame, medians: newsloom with a full store %.1f ms, bare GLFW window %.1f ms: "
+               "%.2fx the floor (goal: at most 1.5x)\n",
+               newsloom, floor, newsloom / floor);
+    }
+    x_server_stop(&server);
+    if (system(("rm -rf '" + folder + "'").c_str()) != 0) fprintf(stderr, "could not remove %s\n", folder.c_str());
+    return 0;
+}
