@@ -1,8 +1,11 @@
 // The image slots, their requests, release and sweep, and the download job.
 #include "image/image_query.h"
 
+#include <cmath>
+
 #include "base/log.h"
 #include "base/text.h"
+#include "image/image_resize.h"
 #include "net/block_storage.h"
 #include "net/http_file.h"
 #include "net/work_queue.h"
@@ -131,6 +134,36 @@ u32 image_query_frame_state(image_query_t* query, u64 frame_counter) {
     return (u32)query->frame_state;
 }
 
+void image_request_resize(image_room_t room, image_query_t* query) {
+    if (room.pass_state != 1) return;
+    ASSERT(query->frame_state == image_state_loaded);
+    // The frame saw it loaded, but an earlier request of this frame (the same
+    // picture placed twice) or its worker may have moved it on since.
+    if (image_query_is_busy(query) || atomic_load_acquire_u32(&query->state) != image_state_loaded) return;
+    f32 paddings = room.padding_left + room.padding_right;
+    u32 width = query->width;
+    u32 height = query->height;
+    if ((f32)width + paddings > room.width) {
+        // A room narrower than its paddings asks for nothing, which ends as an
+        // invalid size rather than in a negative width.
+        f32 room_width = room.width - paddings;
+        width = room_width > 0 ? (u32)floorf(room_width) : 0;
+        height = (u32)(((f32)width / (f32)query->width) * (f32)query->height);
+    }
+    // The picture replaces its placeholder; if it then overflows the view, a
+    // scroll bar will take 16 pixels of the room. A picture of 16 pixels or less
+    // keeps its width rather than coming to nothing.
+    if (room.max_y - query->placeholder_height + (f32)height > room.height && width > 16) width -= 16;
+    query->requested_width = width;
+    query->requested_height = 0;
+    atomic_store_release_u32(&query->busy, 1);
+    atomic_store_release_u32(&query->state, image_state_resizing);
+    if (thread_queue_work(&thread_queue, image_resize_job, query)) return;
+    query->requested_width = query->requested_height = 0;
+    atomic_store_release_u32(&query->state, image_state_loaded);
+    atomic_store_release_u32(&query->busy, 0);
+}
+
 void image_query_release(image_query_t* query) {
     ASSERT(!image_query_is_busy(query));
     if (query->pixels.bytes != query->image.bytes) data_free(&query->pixels);
@@ -210,4 +243,56 @@ void image_download_job(void* argument) {
     }
     atomic_store_release_u32(&query->busy, 0);
     wake_post();
+}
+
+static void image_resize_end(image_query_t* query, u32 state) {
+    atomic_store_release_u32(&query->state, state);
+    atomic_store_release_u32(&query->busy, 0);
+    wake_post();
+}
+
+// Pictures are only ever scaled down, once, to the room of the layout that asked.
+void image_resize_job(void* argument) {
+    image_query_t* query = (image_query_t*)argument;
+    ASSERT(image_query_is_busy(query));
+    if (query->requested_width == 0 && query->requested_height == 0) {
+        image_resize_end(query, image_state_invalid_size);
+        return;
+    }
+    ASSERT(atomic_load_acquire_u32(&query->state) == image_state_resizing && query->texture == 0);
+    if (query->pixels.bytes != query->image.bytes) data_free(&query->pixels);
+    data_zero(&query->pixels);
+    bool needed = query->requested_width ? query->requested_width < query->width
+                                         : query->requested_height && query->requested_height < query->height;
+    if (!needed) {
+        query->pixels = query->image;
+        query->requested_width = query->width;
+        query->requested_height = query->height;
+        image_resize_end(query, image_state_ready);
+        return;
+    }
+    u32 width = query->requested_width;
+    u32 height = query->requested_height;
+    u32 error = 0;
+    image_resize(nullptr, query->width, query->height, nullptr, &width, &height, query->channels, false, 1.0f,
+                 &error);
+    u64 size = (u64)width * height * query->channels;
+    // A wide strip can come out zero rows high: there is nothing to draw.
+    if (!error && size == 0) error = 1;
+    if (!error) {
+        query->pixels = data_allocate(size);
+        if (!query->pixels.bytes) error = 1;
+    }
+    image_resize(query->image.bytes, query->width, query->height, query->pixels.bytes, &width, &height,
+                 query->channels, false, 1.0f, &error);
+    if (error) {
+        data_free(&query->pixels);
+        data_zero(&query->pixels);
+        image_resize_end(query, image_state_resize_error);
+        return;
+    }
+    query->pixels.used = size;
+    query->requested_width = width;
+    query->requested_height = height;
+    image_resize_end(query, image_state_ready);
 }

@@ -62,6 +62,18 @@ image_query_t* image_query_get(u32 entry_id, data_t url, bool start);
 // of a layout builds the same items although a worker moves on meanwhile.
 u32 image_query_frame_state(image_query_t* query, u64 frame_counter);
 
+// What a resize request needs of the layout that places the picture.
+struct image_room_t {
+    u32 pass_state;  // requests are made in pass 1 only
+    f32 width, height;
+    f32 padding_left, padding_right;
+    f32 max_y;
+};
+// Asks for a size that fits the room, for a slot in state 2, once: a slot that
+// has moved on (the same picture twice in one entry) is left alone. A refused job
+// leaves it in state 2 for a later frame.
+void image_request_resize(image_room_t room, image_query_t* query);
+
 // Gives a slot back; no worker may hold it.
 void image_query_release(image_query_t* query);
 // The reader's removal hook: an entry's idle slots go now, the busy ones when
@@ -70,5 +82,6 @@ void image_queries_remove_entry(u32 entry_id);
 // Each frame: releases the slots of removed entries whose job has ended.
 void image_queries_sweep();
 
-// The job; the argument is the slot. It ends with the wake-up.
+// The jobs; the argument is the slot. Each ends with the wake-up.
 void image_download_job(void* query);
+void image_resize_job(void* query);

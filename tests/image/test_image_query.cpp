@@ -27,6 +27,9 @@ static const u8 picture[3 * 2 * 4] = {
     0, 0, 255, 255, 0, 0, 255, 255, 0, 0, 255, 255,
 };
 
+// A picture of 64 by 32 pixels of one colour.
+static const u8 wide_colour[4] = {10, 200, 30, 255};
+
 static void file_write(const std::string& name, const std::string& bytes) {
     std::ofstream(image_folder + "/" + name, std::ios::binary) << bytes;
 }
@@ -46,6 +49,10 @@ protected:
         std::ifstream file(path, std::ios::binary);
         png_bytes.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
         ASSERT_GT(png_bytes.size(), 40u);
+        std::string wide_path = image_folder + "/wide.png";
+        std::string wide(64 * 32 * 4, 0);
+        for (u32 i = 0; i < 64 * 32; i++) memcpy(&wide[i * 4], wide_colour, 4);
+        ASSERT_TRUE(png_write(data_from_size(wide_path.size(), wide_path.data()), (const u8*)wide.data(), 64, 32, false));
         file_write("text.png", "this is not a picture");
         file_write("cut.png", png_bytes.substr(0, 40));
         ASSERT_TRUE(image_server.start(image_folder.c_str(), false));
@@ -326,4 +333,63 @@ TEST_F(ImageQueries, ABusyTableOrAFullRingStartsNothing) {
     }
     EXPECT_EQ(block_storage.free_list->address, before.address);
     EXPECT_EQ(block_storage.free_list->size, before.size);
+}
+
+TEST_F(ImageQueries, AResizeAsksForWhatFitsTheRoom) {
+    struct case_t {
+        image_room_t room;
+        f32 placeholder_height;
+        u32 state;
+        u32 width, height;
+    };
+    const case_t cases[] = {
+        // Wider than the room less its paddings: scaled to the room.
+        {{1, 50, 1000, 5, 5, 0}, 0, image_state_ready, 40, 20},
+        // It fits: the decoded pixels are drawn as they are.
+        {{1, 200, 1000, 5, 5, 0}, 0, image_state_ready, 64, 32},
+        {{1, 74, 1000, 5, 5, 0}, 0, image_state_ready, 64, 32},
+        // It would make the view scroll, so room is left for the bar.
+        {{1, 50, 1000, 5, 5, 990}, 0, image_state_ready, 24, 12},
+        // The placeholder it replaces gives its height back.
+        {{1, 50, 1000, 5, 5, 990}, 15, image_state_ready, 40, 20},
+        // A room narrower than its paddings asks for nothing.
+        {{1, 8, 1000, 5, 5, 0}, 0, image_state_invalid_size, 0, 0},
+    };
+    const u32 count = ARRAY_COUNT(cases);
+    image_query_t* slots[count];
+    for (u32 i = 0; i < count; i++) ASSERT_NE(slots[i] = get(20 + i, picture_address("wide.png")), nullptr);
+    wait_idle();
+    for (u32 i = 0; i < count; i++) {
+        ASSERT_EQ(image_query_frame_state(slots[i], 10), image_state_loaded) << i;
+        slots[i]->placeholder_height = cases[i].placeholder_height;
+        // Only the first pass asks.
+        image_room_t later_pass = cases[i].room;
+        later_pass.pass_state = 2;
+        image_request_resize(later_pass, slots[i]);
+        EXPECT_EQ(slots[i]->state, image_state_loaded) << i;
+        image_request_resize(cases[i].room, slots[i]);
+        // The same picture placed twice in the frame asks once.
+        image_request_resize(cases[i].room, slots[i]);
+    }
+    wait_idle();
+    for (u32 i = 0; i < count; i++) {
+        image_query_t* query = slots[i];
+        EXPECT_EQ(query->state, cases[i].state) << i;
+        EXPECT_EQ(query->requested_width, cases[i].width) << i;
+        EXPECT_EQ(query->requested_height, cases[i].height) << i;
+        if (query->state != image_state_ready) {
+            EXPECT_EQ(query->pixels.bytes, nullptr) << i;
+            continue;
+        }
+        bool scaled = cases[i].width < 64;
+        EXPECT_EQ(query->pixels.bytes == query->image.bytes, !scaled) << i;
+        ASSERT_EQ(query->pixels.used, (u64)cases[i].width * cases[i].height * 4) << i;
+        for (u64 at = 0; at < query->pixels.used; at += 4) {
+            ASSERT_EQ(0, memcmp(query->pixels.bytes + at, wide_colour, 4)) << i << " at " << at;
+        }
+    }
+    // Pixels that alias the decoded image are freed with it, once.
+    image_query_release(slots[1]);
+    EXPECT_EQ(slots[1]->pixels.bytes, nullptr);
+    EXPECT_EQ(slots[1]->image.bytes, nullptr);
 }
