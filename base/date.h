@@ -4,7 +4,7 @@
 
 #include "base/data.h"
 
-// All zero means no date; year 65535 means no year could be read.
+// All zero means no date.
 struct date_t {
     u16 year;
     u8 month;
@@ -28,6 +28,10 @@ data_t date_to_file_name(date_t date, data_t* block);
 date_t date_from_file_name(data_t string);
 // flags bit 0: no date, bit 1: no time.
 data_t date_to_string(date_t date, data_t* block, u32 flags, data_t separator);
+// The feed parsers give the date in UTC, or zero when the text isn't a whole
+// readable date: RFC 822 as RSS writes it (named and numeric zones, with or
+// without day name, comma and seconds, whole month names, two-digit years), and
+// RFC 3339 with the shorter forms of ISO 8601 that dc:date uses.
 date_t date_parse_rfc822(data_t string);
 date_t date_parse_rfc3339(data_t string);
 f64 seconds_between(u64 start, u64 end, u64 frequency);

@@ -9,6 +9,7 @@
 #include "base/format.h"
 #include "base/log.h"
 #include "base/text.h"
+#include "store/link_resolve.h"
 #include "store/reader_seams.h"
 #include "store/xml_scanner.h"
 
@@ -20,6 +21,9 @@ struct merge_t {
     bool is_youtube;
     date_t previous_date;
     date_t max_date;
+    // What relative links are resolved against: the feed's address, or the
+    // xml:base in force.
+    data_t base;
     // What didn't fit, for the one line on the log panel.
     u32 dropped_entries;
     u32 dropped_records;
@@ -28,6 +32,183 @@ struct merge_t {
 
 static void merge_store(merge_t* m, data_t value, data_t* field) {
     if (!reader_store_text(m->reader, value, field, m->reader->codepoints, m->encoding, m->arena)) m->cut_texts++;
+}
+
+// Text already decoded, as it stands.
+static void merge_store_string(merge_t* m, data_t text, data_t* field) {
+    reader_t* reader = m->reader;
+    if (reader->strings.used + text.used > reader->strings.reserved &&
+        !reader_reserve_strings(reader, reader->strings.used + text.used)) {
+        m->cut_texts++;
+        return;
+    }
+    text.reserved = text.used;
+    *field = reader_store_string(reader, text);
+}
+
+// ---------------------------------------------------------------------------
+// Values
+
+enum : u32 {
+    value_text = 0,
+    value_html = 1,  // a field whose text is HTML: description, content, summary
+};
+
+static data_t text_trim(data_t text) {
+    u8* first = text.bytes;
+    u8* end = text.bytes + text.used;
+    while (first < end && char_is_space(*first)) first++;
+    while (end > first && char_is_space(end[-1])) end--;
+    return data_make(text.reserved ? (u64)(end - first) : 0, (u64)(end - first), first);
+}
+
+static bool bytes_are_space(const u8* p, const u8* end) {
+    while (p < end && char_is_space(*p)) p++;
+    return p == end;
+}
+
+static bool node_is_markup(const xml_node_t* node) { return node->tag == xml_tag_cdata || node->tag == xml_tag_comment; }
+
+// The one CDATA section of an element that holds nothing else but white space.
+static xml_node_t* node_lone_cdata(xml_node_t* node) {
+    if (node->child_count != 1 || node->children[0]->tag != xml_tag_cdata) return nullptr;
+    xml_node_t* cdata = node->children[0];
+    const u8* inner_end = node->inner.bytes + node->inner.used;
+    const u8* section_start = cdata->text.bytes - 9;  // "<![CDATA["
+    const u8* section_end = cdata->text.bytes + cdata->text.used + 3;  // "]]>"
+    if (!bytes_are_space(node->inner.bytes, section_start) || !bytes_are_space(section_end, inner_end)) return nullptr;
+    return cdata;
+}
+
+static bool node_has_elements(xml_node_t* node) {
+    for (u32 i = 0; i < node->child_count; i++) {
+        if (!node_is_markup(node->children[i])) return true;
+    }
+    return false;
+}
+
+// The end of the tag that starts at p: its '>' outside quotes, or `end`.
+static const u8* tag_end(const u8* p, const u8* end) {
+    u8 quote = 0;
+    for (; p < end; p++) {
+        if (quote) {
+            if (*p == quote) quote = 0;
+        } else if (*p == '"' || *p == '\'') {
+            quote = *p;
+        } else if (*p == '>') {
+            return p;
+        }
+    }
+    return end;
+}
+
+// The bytes between an element's tags as a reader sees them, pushed to the arena:
+// text runs and the insides of CDATA sections, without comments, and without tags
+// unless `keep_tags`. False when the arena has no room.
+static bool node_flatten(data_t* arena, data_t inner, bool keep_tags, data_t* result) {
+    data_t out = data_free_view_64(arena);
+    out.used = 0;
+    auto put = [&](const u8* first, const u8* last) {
+        u64 size = (u64)(last - first);
+        if (out.used + size > out.reserved) return false;
+        bytes_copy(out.bytes + out.used, first, size);
+        out.used += size;
+        return true;
+    };
+    u8* p = inner.bytes;
+    u8* end = inner.bytes + inner.used;
+    while (p < end) {
+        u8* open = (u8*)bytes_find(p, end, "<", 1);
+        if (!open) open = end;
+        if (!put(p, open)) return false;
+        p = open;
+        if (p == end) break;
+        if (bytes_starts_with(p, end, "<![CDATA[", 9)) {
+            u8* close = bytes_find(p + 9, end, "]]>", 3);
+            if (!close) close = end;
+            if (!put(p + 9, close)) return false;
+            p = close == end ? end : close + 3;
+        } else if (bytes_starts_with(p, end, "<!--", 4)) {
+            u8* close = bytes_find(p + 4, end, "-->", 3);
+            p = close ? close + 3 : end;
+        } else {
+            const u8* close = tag_end(p, end);
+            if (close < end) close++;
+            if (keep_tags && !put(p, close)) return false;
+            p = (u8*)close;
+        }
+    }
+    arena->used = (u64)(out.bytes - arena->bytes) + out.used;
+    *result = data_make(out.used, out.used, out.bytes);
+    return true;
+}
+
+// Stores the value of an element as a person reads it. Text alone, or one CDATA
+// section with white space around it, is stored as the design has it. With markup
+// inside (an xhtml title, a description with tags a feed didn't escape, text beside
+// CDATA), the text runs and CDATA sections are joined; a field that holds HTML
+// keeps the tags as written, others lose them.
+static void merge_store_value(merge_t* m, xml_node_t* node, data_t* field, u32 kind = value_text) {
+    // Text that a person reads on one line loses the white space around it, which
+    // only the document's layout put there.
+    auto store = [&](data_t value) { merge_store(m, kind == value_text ? text_trim(value) : value, field); };
+    if (node->child_count == 0 || node->inner.used == 0) {
+        store(xml_node_value(node));
+        return;
+    }
+    if (xml_node_t* cdata = node_lone_cdata(node)) {
+        store(cdata->text);
+        return;
+    }
+    bool markup = kind == value_html && node_has_elements(node);
+    u64 mark = m->arena->used;
+    data_t flat = {};
+    if (!node_flatten(m->arena, node->inner, markup, &flat)) {
+        m->cut_texts++;
+    } else if (markup) {
+        if (!reader_store_markup(m->reader, flat, field, m->reader->codepoints, m->encoding, m->arena)) m->cut_texts++;
+    } else {
+        store(flat);
+    }
+    m->arena->used = mark;
+}
+
+// A feed date: the form the format names first, then the other, since feeds mix
+// them up; absent (zero) when neither reads.
+static date_t merge_date(data_t value, bool rfc822_first) {
+    date_t date = rfc822_first ? date_parse_rfc822(value) : date_parse_rfc3339(value);
+    if (date_is_zero(date)) date = rfc822_first ? date_parse_rfc3339(value) : date_parse_rfc822(value);
+    return date;
+}
+
+// A link, decoded and made absolute against the base in force.
+static void merge_store_link(merge_t* m, data_t value, data_t* field) {
+    data_t* arena = m->arena;
+    u64 mark = arena->used;
+    bool complete = true;
+    data_t decoded = xml_decode_text(value, m->reader->codepoints, m->encoding, arena, &complete);
+    if (!complete) m->cut_texts++;
+    arena->used = (u64)(decoded.bytes - arena->bytes) + decoded.used;
+    merge_store_string(m, link_resolve(m->base, decoded, arena), field);
+    arena->used = mark;
+}
+
+// Takes the xml:base of `node`, if it has one, as the base of what it holds, and
+// gives back the base before it. The resolved base stays in the arena for the
+// rest of the merge.
+static data_t merge_enter_base(merge_t* m, xml_node_t* node) {
+    data_t before = m->base;
+    xml_attribute_t* base = nullptr;
+    for (u32 i = 0; i < node->attribute_count && !base; i++) {
+        if (node->attributes[i]->kind == xml_attribute_xml_base) base = node->attributes[i];
+    }
+    if (!base) return before;
+    bool complete = true;
+    data_t decoded = xml_decode_text(base->value, m->reader->codepoints, m->encoding, m->arena, &complete);
+    m->arena->used = (u64)(decoded.bytes - m->arena->bytes) + decoded.used;
+    data_t resolved = link_resolve(before, decoded, m->arena);
+    if (link_has_scheme(resolved)) m->base = resolved;
+    return before;
 }
 
 static bool name_is_literal(data_t name, const char* text) {
@@ -160,7 +341,7 @@ static void xml_read_atom_link(merge_t* m, xml_node_t* node, atom_link_t* link) 
         switch (attribute->kind) {
         case xml_attribute_length: link->length = merge_number(attribute->value); break;
         case xml_attribute_type: merge_store(m, attribute->value, &link->type); break;
-        case xml_attribute_href: merge_store(m, attribute->value, &link->href); break;
+        case xml_attribute_href: merge_store_link(m, attribute->value, &link->href); break;
         case xml_attribute_hreflang: merge_store(m, attribute->value, &link->hreflang); break;
         case xml_attribute_title: merge_store(m, attribute->value, &link->title); break;
         case xml_attribute_rel:
@@ -186,17 +367,45 @@ static void merge_add_atom_link(merge_t* m, xml_node_t* node, u32 owner_kind, u3
     link->owner_kind = owner_kind;
     link->owner_id = owner_id;
     *link_count += 1;
+    data_t base = merge_enter_base(m, node);
     xml_read_atom_link(m, node, link);
+    m->base = base;
 }
 
 static void merge_add_category(merge_t* m, category_t record, u32 kind, u32 owner_id, u32* count) {
     if (!reader_add_category(m->reader, m->encoding, &record, kind, owner_id, count, m->arena)) m->dropped_records++;
 }
 
-static void merge_add_person(merge_t* m, xml_node_t* node, u32 kind, u32 owner_id, u32* count) {
-    person_t record = xml_read_person(node);
+static void merge_add_person_record(merge_t* m, person_t record, u32 kind, u32 owner_id, u32* count) {
     if (record.name.used == 0 && record.uri.used == 0 && record.email.used == 0) return;
     if (!reader_add_person(m->reader, m->encoding, &record, kind, owner_id, count, m->arena)) m->dropped_records++;
+}
+
+static void merge_add_person(merge_t* m, xml_node_t* node, u32 kind, u32 owner_id, u32* count) {
+    merge_add_person_record(m, xml_read_person(node), kind, owner_id, count);
+}
+
+// The elements that stand in for a missing title, author or date: Dublin Core's
+// and the podcast directory's.
+struct merge_stand_ins_t {
+    xml_node_t* title;
+    xml_node_t* creator;  // dc:creator, else itunes:author
+    xml_node_t* date;
+};
+
+static void stand_ins_note(merge_stand_ins_t* stand_ins, xml_node_t* child) {
+    if (child->tag == xml_tag_dc_title) stand_ins->title = child;
+    if (child->tag == xml_tag_dc_creator) stand_ins->creator = child;
+    if (child->tag == xml_tag_itunes_author && !stand_ins->creator) stand_ins->creator = child;
+    if (child->tag == xml_tag_dc_date) stand_ins->date = child;
+}
+
+// An Atom feed or entry without an author of its own takes the stand-in's name.
+static void merge_stand_in_author(merge_t* m, xml_node_t* creator, u32 kind, u32 owner_id, u32* count) {
+    if (!creator || *count) return;
+    person_t record = {};
+    record.name = xml_node_value(creator);
+    merge_add_person_record(m, record, kind, owner_id, count);
 }
 
 // ---------------------------------------------------------------------------
@@ -216,57 +425,82 @@ static void head_note_latest(entry_head_t* head, date_t date) {
     if (date_is_after(date, head->latest)) head->latest = date;
 }
 
+// An RSS 1.0 item is known by its rdf:about, which stands in for a guid it
+// doesn't have.
+static data_t rss_item_about(xml_node_t* item) {
+    xml_attribute_t* about = node_attribute(item, xml_attribute_rdf_about);
+    return about ? about->value : data_t{};
+}
+
+// An entry with no date that can be read isn't subject to the date test: it is
+// read at each merge and known by its identity.
+static void head_decide(merge_t* m, entry_head_t* head) {
+    head->rejected = !date_is_zero(head->date) && !date_is_after(head->date, m->previous_date);
+}
+
 static entry_head_t rss_item_head(merge_t* m, xml_node_t* item) {
     entry_head_t head = {};
-    for (u32 i = 0; i < item->child_count && !head.rejected; i++) {
+    date_t dc_date = {};
+    for (u32 i = 0; i < item->child_count; i++) {
         xml_node_t* child = item->children[i];
         if (child->tag == xml_tag_pub_date) {
-            head.date = date_parse_rfc822(xml_node_value(child));
-            head.rejected = !date_is_after(head.date, m->previous_date);
-            head_note_latest(&head, head.date);
+            date_t date = merge_date(xml_node_value(child), true);
+            if (!date_is_zero(date)) head.date = date;
+        } else if (child->tag == xml_tag_dc_date) {
+            dc_date = merge_date(xml_node_value(child), false);
         } else if (child->tag == xml_tag_guid) {
             head.unique_id = xml_node_value(child);
         }
     }
+    if (head.unique_id.used == 0) head.unique_id = rss_item_about(item);
+    if (date_is_zero(head.date)) head.date = dc_date;
+    head.latest = head.date;
+    head_decide(m, &head);
     return head;
 }
 
 static entry_head_t atom_entry_head(merge_t* m, xml_node_t* node) {
     entry_head_t head = {};
+    date_t updated = {};
+    date_t dc_date = {};
     for (u32 i = 0; i < node->child_count; i++) {
         xml_node_t* child = node->children[i];
         switch (child->tag) {
         case xml_tag_id: head.unique_id = xml_node_value(child); break;
-        case xml_tag_updated:
+        case xml_tag_updated: {
             // The video service rewrites `updated` for its own reasons; its entries
             // are dated by `published`.
-            if (!m->is_youtube) {
-                head.date = date_parse_rfc3339(xml_node_value(child));
-                head_note_latest(&head, head.date);
-            }
-            break;
-        case xml_tag_published:
-            head.published = date_parse_rfc3339(xml_node_value(child));
-            if (date_is_zero(head.date)) head.date = head.published;
-            head_note_latest(&head, head.published);
-            break;
+            date_t date = merge_date(xml_node_value(child), false);
+            if (!m->is_youtube && !date_is_zero(date)) updated = date;
+        } break;
+        case xml_tag_published: {
+            date_t date = merge_date(xml_node_value(child), false);
+            if (!date_is_zero(date)) head.published = date;
+        } break;
+        case xml_tag_dc_date: dc_date = merge_date(xml_node_value(child), false); break;
         default: break;
         }
     }
-    head.rejected = !date_is_after(head.date, m->previous_date);
+    // Dated by `updated`, else `published`, else dc:date.
+    head.date = !date_is_zero(updated) ? updated : !date_is_zero(head.published) ? head.published : dc_date;
+    head_note_latest(&head, head.date);
+    head_note_latest(&head, head.published);
+    head_decide(m, &head);
     return head;
 }
 
 static void merge_rss_item_fields(merge_t* m, xml_node_t* item, entry_t* entry) {
     entry_rss_t* e = &entry->rss;
+    merge_stand_ins_t stand_ins = {};
     for (u32 i = 0; i < item->child_count; i++) {
         xml_node_t* child = item->children[i];
+        stand_ins_note(&stand_ins, child);
         switch (child->tag) {
-        case xml_tag_title: merge_store(m, xml_node_value(child), &e->title); break;
-        case xml_tag_link: merge_store(m, xml_node_value(child), &e->link); break;
-        case xml_tag_description: merge_store(m, xml_node_value(child), &e->description); break;
-        case xml_tag_author: merge_store(m, xml_node_value(child), &e->author); break;
-        case xml_tag_comments: merge_store(m, xml_node_value(child), &e->comments); break;
+        case xml_tag_title: merge_store_value(m, child, &e->title); break;
+        case xml_tag_link: merge_store_link(m, xml_node_value(child), &e->link); break;
+        case xml_tag_description: merge_store_value(m, child, &e->description, value_html); break;
+        case xml_tag_author: merge_store_value(m, child, &e->author); break;
+        case xml_tag_comments: merge_store_link(m, xml_node_value(child), &e->comments); break;
         case xml_tag_category: {
             category_t record = {};
             record.term = xml_node_value(child);
@@ -275,7 +509,7 @@ static void merge_rss_item_fields(merge_t* m, xml_node_t* item, entry_t* entry) 
         case xml_tag_enclosure:
             for (u32 a = 0; a < child->attribute_count; a++) {
                 xml_attribute_t* attribute = child->attributes[a];
-                if (attribute->kind == xml_attribute_url) merge_store(m, attribute->value, &e->enclosure_url);
+                if (attribute->kind == xml_attribute_url) merge_store_link(m, attribute->value, &e->enclosure_url);
                 if (attribute->kind == xml_attribute_length) e->enclosure_length = merge_number(attribute->value);
                 if (attribute->kind == xml_attribute_type) merge_store(m, attribute->value, &e->enclosure_type);
             }
@@ -289,27 +523,35 @@ static void merge_rss_item_fields(merge_t* m, xml_node_t* item, entry_t* entry) 
         case xml_tag_source: {
             merge_store(m, xml_node_value(child), &e->source);
             xml_attribute_t* url = node_attribute(child, xml_attribute_url);
-            if (url) merge_store(m, url->value, &e->source_url);
+            if (url) merge_store_link(m, url->value, &e->source_url);
         } break;
         case xml_tag_content:
-            if (e->description.used == 0) merge_store(m, xml_node_value(child), &e->description);
+            if (e->description.used == 0) merge_store_value(m, child, &e->description, value_html);
             break;
         default: break;
         }
+    }
+    if (e->title.used == 0 && stand_ins.title) merge_store_value(m, stand_ins.title, &e->title);
+    if (e->author.used == 0 && stand_ins.creator) merge_store_value(m, stand_ins.creator, &e->author);
+    if (e->guid.used == 0 && rss_item_about(item).used) {
+        merge_store(m, rss_item_about(item), &e->guid);
+        e->guid_is_perma_link = 1;
     }
 }
 
 static void merge_atom_entry_fields(merge_t* m, xml_node_t* node, entry_t* entry) {
     entry_atom_t* e = &entry->atom;
+    merge_stand_ins_t stand_ins = {};
     for (u32 i = 0; i < node->child_count; i++) {
         xml_node_t* child = node->children[i];
+        stand_ins_note(&stand_ins, child);
         switch (child->tag) {
-        case xml_tag_title: merge_store(m, xml_node_value(child), &e->title); break;
-        case xml_tag_source: merge_store(m, xml_node_value(child), &e->source); break;
+        case xml_tag_title: merge_store_value(m, child, &e->title); break;
+        case xml_tag_source: merge_store_value(m, child, &e->source); break;
         case xml_tag_id: merge_store(m, xml_node_value(child), &e->atom_id); break;
-        case xml_tag_rights: merge_store(m, xml_node_value(child), &e->rights); break;
-        case xml_tag_content: merge_store(m, xml_node_value(child), &e->content); break;
-        case xml_tag_summary: merge_store(m, xml_node_value(child), &e->summary); break;
+        case xml_tag_rights: merge_store_value(m, child, &e->rights); break;
+        case xml_tag_content: merge_store_value(m, child, &e->content, value_html); break;
+        case xml_tag_summary: merge_store_value(m, child, &e->summary, value_html); break;
         case xml_tag_link: merge_add_atom_link(m, child, atom_owner_entry, entry->id, &e->link_count); break;
         case xml_tag_category:
             merge_add_category(m, xml_read_category(child), relation_atom_entry_category, entry->id,
@@ -333,6 +575,8 @@ static void merge_atom_entry_fields(merge_t* m, xml_node_t* node, entry_t* entry
         default: break;
         }
     }
+    if (e->title.used == 0 && stand_ins.title) merge_store_value(m, stand_ins.title, &e->title);
+    merge_stand_in_author(m, stand_ins.creator, relation_atom_entry_author, entry->id, &e->author_count);
 }
 
 // With the entry pool full, an entry that replaces its earlier self takes that
@@ -355,10 +599,12 @@ static void merge_entry(merge_t* m, xml_node_t* node) {
     bool rss = feed_kind(feed) == record_kind_rss;
     entry_head_t head = rss ? rss_item_head(m, node) : atom_entry_head(m, node);
     if (head.rejected) return;
+    data_t base = merge_enter_base(m, node);
     entry_t* entry = reader_new_entry(reader);
     if (!entry) entry = merge_entry_in_full_pool(m, head.unique_id);
     if (!entry) {
         m->dropped_entries++;
+        m->base = base;
         return;
     }
     if (rss) {
@@ -374,6 +620,7 @@ static void merge_entry(merge_t* m, xml_node_t* node) {
     entry_t* old = reader_find_entry_by_unique_id_beside(reader, feed->id, unique_id, entry);
     if (old) reader_remove_entry(reader, old, feed);
     reader_attach_entry(reader, feed, entry);
+    m->base = base;
 }
 
 // ---------------------------------------------------------------------------
@@ -382,25 +629,30 @@ static void merge_entry(merge_t* m, xml_node_t* node) {
 static void merge_rss_children(merge_t* m, xml_node_t* root) {
     feed_t* feed = m->feed;
     feed_rss_t* f = &feed->rss;
+    merge_stand_ins_t stand_ins = {};
+    bool dated = false;
+    data_t base = merge_enter_base(m, root);
     for (u32 i = 0; i < root->child_count; i++) {
         xml_node_t* child = root->children[i];
         data_t value = xml_node_value(child);
+        stand_ins_note(&stand_ins, child);
         switch (child->tag) {
-        case xml_tag_title: merge_store(m, value, &f->title); break;
-        case xml_tag_link: merge_store(m, value, &f->link); break;
-        case xml_tag_description: merge_store(m, value, &f->description); break;
+        case xml_tag_title: merge_store_value(m, child, &f->title); break;
+        case xml_tag_link: merge_store_link(m, value, &f->link); break;
+        case xml_tag_description: merge_store_value(m, child, &f->description, value_html); break;
         case xml_tag_language: merge_store(m, value, &f->language); break;
-        case xml_tag_copyright: merge_store(m, value, &f->copyright); break;
-        case xml_tag_managing_editor: merge_store(m, value, &f->managing_editor); break;
-        case xml_tag_web_master: merge_store(m, value, &f->web_master); break;
-        case xml_tag_generator: merge_store(m, value, &f->generator); break;
-        case xml_tag_docs: merge_store(m, value, &f->docs); break;
+        case xml_tag_copyright: merge_store_value(m, child, &f->copyright); break;
+        case xml_tag_managing_editor: merge_store_value(m, child, &f->managing_editor); break;
+        case xml_tag_web_master: merge_store_value(m, child, &f->web_master); break;
+        case xml_tag_generator: merge_store_value(m, child, &f->generator); break;
+        case xml_tag_docs: merge_store_link(m, value, &f->docs); break;
         case xml_tag_rating: merge_store(m, value, &f->rating); break;
         case xml_tag_pub_date:
         case xml_tag_last_build_date: {
-            date_t date = date_parse_rfc822(value);
+            date_t date = merge_date(value, true);
             date_t* field = child->tag == xml_tag_pub_date ? &f->pub_date : &f->last_build_date;
             if (date_is_after(date, *field)) *field = date;
+            dated |= child->tag == xml_tag_pub_date && !date_is_zero(date);
         } break;
         case xml_tag_category: {
             category_t record = {};
@@ -427,9 +679,9 @@ static void merge_rss_children(merge_t* m, xml_node_t* root) {
             for (u32 c = 0; c < child->child_count; c++) {
                 xml_node_t* part = child->children[c];
                 switch (part->tag) {
-                case xml_tag_url: merge_store(m, part->text, &f->image_url); break;
+                case xml_tag_url: merge_store_link(m, part->text, &f->image_url); break;
                 case xml_tag_title: merge_store(m, part->text, &f->image_title); break;
-                case xml_tag_link: merge_store(m, part->text, &f->image_link); break;
+                case xml_tag_link: merge_store_link(m, part->text, &f->image_link); break;
                 case xml_tag_description: merge_store(m, part->text, &f->image_description); break;
                 case xml_tag_width: f->image_width = (u32)merge_number(part->text); break;
                 case xml_tag_height: f->image_height = (u32)merge_number(part->text); break;
@@ -444,7 +696,7 @@ static void merge_rss_children(merge_t* m, xml_node_t* root) {
                 case xml_tag_title: merge_store(m, part->text, &f->text_input_title); break;
                 case xml_tag_description: merge_store(m, part->text, &f->text_input_description); break;
                 case xml_tag_name: merge_store(m, part->text, &f->text_input_name); break;
-                case xml_tag_link: merge_store(m, part->text, &f->text_input_link); break;
+                case xml_tag_link: merge_store_link(m, part->text, &f->text_input_link); break;
                 default: break;
                 }
             }
@@ -474,6 +726,13 @@ static void merge_rss_children(merge_t* m, xml_node_t* root) {
         default: break;
         }
     }
+    if (f->title.used == 0 && stand_ins.title) merge_store_value(m, stand_ins.title, &f->title);
+    if (f->managing_editor.used == 0 && stand_ins.creator) merge_store_value(m, stand_ins.creator, &f->managing_editor);
+    if (!dated && stand_ins.date) {
+        date_t date = merge_date(xml_node_value(stand_ins.date), false);
+        if (date_is_after(date, f->pub_date)) f->pub_date = date;
+    }
+    m->base = base;
 }
 
 // ---------------------------------------------------------------------------
@@ -482,15 +741,18 @@ static void merge_rss_children(merge_t* m, xml_node_t* root) {
 static void merge_atom_children(merge_t* m, xml_node_t* root) {
     feed_t* feed = m->feed;
     feed_atom_t* f = &feed->atom;
+    merge_stand_ins_t stand_ins = {};
+    data_t base = merge_enter_base(m, root);
     for (u32 i = 0; i < root->child_count; i++) {
         xml_node_t* child = root->children[i];
+        stand_ins_note(&stand_ins, child);
         switch (child->tag) {
-        case xml_tag_title: merge_store(m, xml_node_value(child), &f->title); break;
+        case xml_tag_title: merge_store_value(m, child, &f->title); break;
         case xml_tag_id: merge_store(m, xml_node_value(child), &f->atom_id); break;
-        case xml_tag_icon: merge_store(m, xml_node_value(child), &f->icon); break;
-        case xml_tag_logo: merge_store(m, xml_node_value(child), &f->logo); break;
-        case xml_tag_rights: merge_store(m, xml_node_value(child), &f->rights); break;
-        case xml_tag_subtitle: merge_store(m, xml_node_value(child), &f->subtitle); break;
+        case xml_tag_icon: merge_store_link(m, xml_node_value(child), &f->icon); break;
+        case xml_tag_logo: merge_store_link(m, xml_node_value(child), &f->logo); break;
+        case xml_tag_rights: merge_store_value(m, child, &f->rights); break;
+        case xml_tag_subtitle: merge_store_value(m, child, &f->subtitle); break;
         case xml_tag_link: merge_add_atom_link(m, child, atom_owner_feed, feed->id, &f->link_count); break;
         case xml_tag_category:
             merge_add_category(m, xml_read_category(child), relation_atom_feed_category, feed->id, &f->category_count);
@@ -500,7 +762,7 @@ static void merge_atom_children(merge_t* m, xml_node_t* root) {
             if (value.used == 0) break;
             merge_store(m, value, &f->generator);
             xml_attribute_t* uri = node_attribute(child, xml_attribute_uri);
-            if (uri) merge_store(m, uri->value, &f->generator_uri);
+            if (uri) merge_store_link(m, uri->value, &f->generator_uri);
             xml_attribute_t* version = node_attribute(child, xml_attribute_version);
             if (version) merge_store(m, version->value, &f->generator_version);
         } break;
@@ -509,13 +771,16 @@ static void merge_atom_children(merge_t* m, xml_node_t* root) {
             merge_add_person(m, child, relation_atom_feed_contributor, feed->id, &f->contributor_count);
             break;
         case xml_tag_updated: {
-            date_t date = date_parse_rfc3339(xml_node_value(child));
+            date_t date = merge_date(xml_node_value(child), false);
             if (date_is_after(date, f->updated)) f->updated = date;
         } break;
         case xml_tag_entry: merge_entry(m, child); break;
         default: break;
         }
     }
+    if (f->title.used == 0 && stand_ins.title) merge_store_value(m, stand_ins.title, &f->title);
+    merge_stand_in_author(m, stand_ins.creator, relation_atom_feed_author, feed->id, &f->author_count);
+    m->base = base;
 }
 
 // ---------------------------------------------------------------------------
@@ -564,7 +829,7 @@ static u32 count_entries_in_bytes(const u8* p, const u8* end) {
 // no entry is kept with half of its fields. `cut_entries` counts the items and
 // entries that the cut left out, those that the scan never reached included.
 static u64 merge_tokens_that_fit(xml_scan_t scan, data_t document, u32* cut_entries) {
-    const u64 node_capacity = xml_sub_block_size / sizeof(xml_node_t);
+    const u64 node_capacity = xml_node_capacity;
     xml_token_t* tokens = scan.tokens;
     u64 nodes = 0;
     u64 i = 0;
@@ -775,7 +1040,7 @@ static feed_t* merge_document(data_t* scratch, reader_t* reader, data_t document
 
     // The tokens may take what the tree's four blocks and a long text leave free;
     // a document with more tags than that is read up to the last whole item.
-    const u64 tree_and_text = 5 * xml_sub_block_size + 256;
+    const u64 tree_and_text = xml_tree_size + xml_sub_block_size + 256;
     if (arena.reserved < tree_and_text + KIB(64)) {
         merge_note_refused(address, "No memory left to read the feed: ");
         return feed;
@@ -814,7 +1079,7 @@ static feed_t* merge_document(data_t* scratch, reader_t* reader, data_t document
     for (u64 i = 0; i < tree.node_count && !root; i++) {
         xml_node_t* node = &nodes[i];
         if (node->tag == xml_tag_channel || node->tag == xml_tag_feed) root = node;
-        if (node->tag == xml_tag_rdf) rdf = node;
+        if (node->tag == xml_tag_rdf || node->tag == xml_tag_rdf_root) rdf = node;
     }
 
     // A known feed whose address now serves the other format isn't converted: its
@@ -839,6 +1104,7 @@ static feed_t* merge_document(data_t* scratch, reader_t* reader, data_t document
         merge_store(&m, address, &feed->address);
     }
     m.feed = feed;
+    m.base = address;
     if (document_kind == record_kind_atom) {
         m.is_youtube = address_is_youtube_feed(address);
         merge_atom_children(&m, root);

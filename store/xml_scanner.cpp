@@ -19,12 +19,13 @@ static const char* const xml_tag_names[xml_tag_other] = {
     "comment",     "uri",        "email",      "feed",          "id",          "updated",
     "contributor", "icon",       "logo",       "rights",        "subtitle",    "entry",
     "content",     "published",  "summary",    "media:group",   "media:thumbnail", "media:description",
+    "dc:creator",  "dc:date",    "dc:title",   "itunes:author", "rdf:RDF",
 };
 
 static const char* const xml_attribute_names[xml_attribute_other] = {
     "encoding", "xmlns", "version", "domain", "port",   "path", "registerProcedure",
     "protocol", "url",   "length",  "type",   "isPermaLink", "src", "term",
-    "scheme",   "label", "uri",     "href",   "rel",    "hreflang", "title",
+    "scheme",   "label", "uri",     "href",   "rel",    "hreflang", "title", "xml:base", "rdf:about",
 };
 
 static bool name_is(data_t name, const char* text) {
@@ -198,18 +199,20 @@ bool xml_parse_attributes(data_t* list_block, data_t* attribute_block, xml_token
     u8* cursor = token->start + token->name.used;
     u8* end = token->end;
     node->attributes = (xml_attribute_t**)data_end(*list_block);
+    // White space of any kind separates attributes and may stand around '=': an
+    // attribute written on the next line, or after a tab, is read like any other.
     while (cursor < end) {
-        while (cursor < end && *cursor == ' ') cursor++;
+        while (cursor < end && char_is_space(*cursor)) cursor++;
         u8* name_start = cursor;
         while (cursor < end && *cursor != '=') cursor++;
         if (cursor >= end) return true;
         u8* name_end = cursor;
-        if (name_end > name_start && name_end[-1] == ' ') name_end--;
+        while (name_end > name_start && char_is_space(name_end[-1])) name_end--;
         cursor++;
-        if (cursor < end && *cursor == ' ') cursor++;
+        while (cursor < end && char_is_space(*cursor)) cursor++;
         if (cursor >= end || (*cursor != '"' && *cursor != '\'')) {
             log_write_c_string(log_main, "Attribute value doesn't start with ' or \".\n");
-            while (cursor < end && *cursor != ' ') cursor++;
+            while (cursor < end && !char_is_space(*cursor)) cursor++;
         } else {
             u8 quote = *cursor;
             u8* value_start = cursor + 1;
@@ -265,7 +268,7 @@ static bool xml_append_child(xml_document_t* document, xml_node_t* parent, xml_n
 
 xml_document_t xml_build_tree(data_t* arena, xml_token_t* tokens, u64 token_count) {
     xml_document_t document = {};
-    document.nodes = data_sub_block(arena, xml_sub_block_size, 0);
+    document.nodes = data_sub_block(arena, xml_node_block_size, 0);
     document.attributes = data_sub_block(arena, xml_sub_block_size, 0);
     document.attribute_lists = data_sub_block(arena, xml_sub_block_size, 0);
     document.child_lists = data_sub_block(arena, xml_sub_block_size, 0);
@@ -311,7 +314,12 @@ xml_document_t xml_build_tree(data_t* arena, xml_token_t* tokens, u64 token_coun
                 }
             }
         }
-        if (j == i + 1 && j < token_count) node->text = data_from_range(t->end + 1, tokens[j].start - 1);
+        bool closed = j < token_count && tokens[j].is_closing && !tokens[j].is_cdata && !tokens[j].is_comment &&
+                      token_name_equal(&tokens[j], t);
+        if (closed) {
+            node->inner = data_from_range(t->end + 1, tokens[j].start - 1);
+            if (j == i + 1) node->text = node->inner;
+        }
         if (document.overflowed) break;
     }
     return document;
@@ -481,7 +489,8 @@ static inline void xml_note_codepoint(codepoint_set_t* codepoints, u32 c) {
     if (!codepoint_set_contains(codepoints, c)) codepoint_set_add(codepoints, c);
 }
 
-data_t xml_decode_text(data_t source, codepoint_set_t* codepoints, u32 encoding, data_t* arena, bool* complete_out) {
+data_t xml_decode_text(data_t source, codepoint_set_t* codepoints, u32 encoding, data_t* arena, bool* complete_out,
+                       bool expand_entities) {
     data_t output = data_free_view_64(arena);
     bool complete = true;
     const u8* first = source.bytes;
@@ -523,7 +532,7 @@ data_t xml_decode_text(data_t source, codepoint_set_t* codepoints, u32 encoding,
         } else {
             reader_decode(encoding, p, end, &c, &length, decoder_state);
         }
-        if (c != '&') {
+        if (c != '&' || !expand_entities) {
             if (!codepoint_is_valid(c)) c = codepoint_replacement;
             if (c < 0x20 || c >= 0x7F) xml_note_codepoint(codepoints, c);
             out += xml_utf8_put(out, c);
@@ -558,10 +567,10 @@ data_t xml_decode_text(data_t source, codepoint_set_t* codepoints, u32 encoding,
     return output;
 }
 
-bool reader_store_text(reader_t* reader, data_t source, data_t* destination, codepoint_set_t* codepoints,
-                       u32 encoding, data_t* arena) {
+static bool reader_store_decoded(reader_t* reader, data_t source, data_t* destination, codepoint_set_t* codepoints,
+                                 u32 encoding, data_t* arena, bool expand_entities) {
     bool complete = true;
-    data_t output = xml_decode_text(source, codepoints, encoding, arena, &complete);
+    data_t output = xml_decode_text(source, codepoints, encoding, arena, &complete, expand_entities);
     u64 n = output.used;
     // Compares with the bytes behind the text, not with the text: a field that
     // holds anything is stored anew, as it always was.
@@ -578,4 +587,14 @@ bool reader_store_text(reader_t* reader, data_t source, data_t* destination, cod
     }
     *destination = reader_store_string(reader, output);
     return complete;
+}
+
+bool reader_store_text(reader_t* reader, data_t source, data_t* destination, codepoint_set_t* codepoints,
+                       u32 encoding, data_t* arena) {
+    return reader_store_decoded(reader, source, destination, codepoints, encoding, arena, true);
+}
+
+bool reader_store_markup(reader_t* reader, data_t source, data_t* destination, codepoint_set_t* codepoints,
+                         u32 encoding, data_t* arena) {
+    return reader_store_decoded(reader, source, destination, codepoints, encoding, arena, false);
 }

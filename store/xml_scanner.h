@@ -63,7 +63,13 @@ enum xml_tag_t : u32 {
     xml_tag_media_group = 51,
     xml_tag_media_thumbnail = 52,
     xml_tag_media_description = 53,
-    xml_tag_other = 54,
+    // Elements of other vocabularies that feeds use in place of their own.
+    xml_tag_dc_creator = 54,
+    xml_tag_dc_date = 55,
+    xml_tag_dc_title = 56,
+    xml_tag_itunes_author = 57,
+    xml_tag_rdf_root = 58,  // rdf:RDF, the root of RSS 1.0
+    xml_tag_other = 59,
 };
 
 enum xml_attribute_kind_t : u32 {
@@ -88,7 +94,9 @@ enum xml_attribute_kind_t : u32 {
     xml_attribute_rel = 18,
     xml_attribute_hreflang = 19,
     xml_attribute_title = 20,
-    xml_attribute_other = 21,
+    xml_attribute_xml_base = 21,
+    xml_attribute_rdf_about = 22,  // an RSS 1.0 item's address, its identity
+    xml_attribute_other = 23,
 };
 
 struct xml_node_t;
@@ -117,9 +125,17 @@ struct xml_node_t {
     xml_node_t** children;
     u32 child_count;
     data_t text;  // raw view into the document
+    // All between the opening and the closing tag, markup included; empty when the
+    // element has no closing tag.
+    data_t inner;
 };
 
 constexpr u64 xml_sub_block_size = 0x100000;
+// A document is read up to 16384 elements; the node block is sized for them.
+constexpr u64 xml_node_capacity = 16384;
+constexpr u64 xml_node_block_size = xml_node_capacity * sizeof(xml_node_t);
+// The four blocks of a tree, carved from the arena.
+constexpr u64 xml_tree_size = xml_node_block_size + 3 * xml_sub_block_size;
 
 struct xml_document_t {
     data_t nodes;
@@ -153,12 +169,17 @@ void xml_print_node(xml_node_t* node);
 // The element's value: its text, or the text of its one CDATA child.
 data_t xml_node_value(const xml_node_t* node);
 
-// Decodes `source` in `encoding` and expands entities into the free room of the
-// arena, whose `used` doesn't move; notes new code points. `complete` is false
-// when the room was too small and the text was cut.
-data_t xml_decode_text(data_t source, codepoint_set_t* codepoints, u32 encoding, data_t* arena, bool* complete);
+// Decodes `source` in `encoding`, and expands entities unless told not to, into
+// the free room of the arena, whose `used` doesn't move; notes new code points.
+// `complete` is false when the room was too small and the text was cut.
+data_t xml_decode_text(data_t source, codepoint_set_t* codepoints, u32 encoding, data_t* arena, bool* complete,
+                       bool expand_entities = true);
 // Decodes `source` in `encoding`, expands entities and stores the text in the
 // reader over `destination`. Gives false when the arena was too small and the text
 // was cut.
 bool reader_store_text(reader_t* reader, data_t source, data_t* destination, codepoint_set_t* codepoints,
                        u32 encoding, data_t* arena);
+// The same for markup that is stored as HTML: its entities are the HTML's own and
+// stay as they are written.
+bool reader_store_markup(reader_t* reader, data_t source, data_t* destination, codepoint_set_t* codepoints,
+                         u32 encoding, data_t* arena);

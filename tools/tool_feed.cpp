@@ -226,9 +226,13 @@ static int tool_feed(int argc, char** argv) {
         log_write_c_string(log_main, "Parsing: ");
         log_write(log_main, feed_address);
         log_write_c_string(log_main, "\n");
-        feed_t* feed = reader_merge_document(&scratch, &reader, document, feed_address, nullptr);
+        u32 merge_error = merge_error_none;
+        feed_t* feed = reader_merge_document(&scratch, &reader, document, feed_address, nullptr, &merge_error);
         printf("== %s\n", argv[i]);
-        if (!feed) {
+        if (merge_error) {
+            data_t why = merge_error_text(merge_error);
+            printf("not merged: %.*s\n", (int)why.used, (const char*)why.bytes);
+        } else if (!feed) {
             printf("no feed in this document\n");
         } else {
             reader_ensure_meta(&reader, feed);

@@ -8,6 +8,7 @@
 
 #include "base/log.h"
 #include "store/feed_merge.h"
+#include "store/xml_scanner.h"
 #include "store_support.h"
 
 namespace {
@@ -67,9 +68,12 @@ TEST(FeedMerge, CorpusDocuments) {
         {"atp.rss", record_kind_rss, 100, "Accidental Tech Podcast",
          "513abd71e4b0fe58c655c105:513abd71e4b0fe58c655c111:5c41524d562fa7e089140838",
          "309: Do Not Expect Five Nines From My Plex", "2019-01-18 15:47:16"},
-        // RSS 1.0 under rdf:RDF: only an element named exactly "rdf" brings the
-        // items beside the channel in, so this one has none.
-        {"bio.rdf", record_kind_rss, 0, "bioRxiv Subject Collection: Plant Biology", "", "", ""},
+        // RSS 1.0: the items beside the channel under rdf:RDF, dated by dc:date.
+        {"bio.rdf", record_kind_rss, 30, "bioRxiv Subject Collection: Plant Biology",
+         "http://biorxiv.org/cgi/content/short/743294v1?rss=1",
+         "Wheat inositol pyrophosphate kinase (TaVIH2-3B) interacts with Fasciclin-like arabinogalactan (FLA6) "
+         "protein and alters the plant cell-wall composition",
+         "2019-08-27 00:00:00"},
         {"cloudblog.rss", record_kind_rss, 20, "",
          "https://cloud.google.com/blog/products/application-development/"
          "build-a-dev-workflow-with-cloud-code-on-a-pixelbook/",
@@ -99,7 +103,7 @@ TEST(FeedMerge, CorpusDocuments) {
         {"qemu.atom", record_kind_atom, 10, "", "/2025/03/06/gsoc-2025",
          "Announcing QEMU Google Summer of Code 2025 internships", ""},
         {"russcox.atom", record_kind_atom, 19, "research!rsc", "tag:research.swtch.com,2012:research.swtch.com/tlog",
-         "Transparent Logs for Skeptical Clients", "2019-03-01 11:02:00"},
+         "Transparent Logs for Skeptical Clients", "2019-03-01 16:02:00"},  // -05:00 applied
     };
     for (const sample_t& s : samples) {
         SCOPED_TRACE(s.file);
@@ -155,7 +159,7 @@ TEST(FeedMerge, DateDecidesBeforeIdentity) {
     // A edited and later: replaced, with a new id and the current generation. B
     // changed but with its old date: not seen. C without a date: read each time.
     // D without date and guid: added each time. E with a date that doesn't parse
-    // has date zero and is dropped.
+    // has no date, and is read each time like C.
     std::string second = rss("", item("a", d3, "A2") + item("b", d2, "B2") + item("c", "", "C") +
                                      item("", "", "D") + item("e", "yesterday", "E"));
     ASSERT_EQ(store.merge(second, "http://example.com/feed", feed), feed);
@@ -166,12 +170,12 @@ TEST(FeedMerge, DateDecidesBeforeIdentity) {
     EXPECT_EQ(to_string(a->rss.title), "A2");
     entry_t* b = reader_find_entry_by_unique_id(&store.reader, feed->id, data_literal("b"));
     EXPECT_EQ(to_string(b->rss.title), "B1");
-    EXPECT_FALSE(reader_find_entry_by_unique_id(&store.reader, feed->id, data_literal("e")));
-    EXPECT_EQ(feed->entry_count, 4u);  // a, b, c, D
+    EXPECT_TRUE(reader_find_entry_by_unique_id(&store.reader, feed->id, data_literal("e")));
+    EXPECT_EQ(feed->entry_count, 5u);  // a, b, c, D, e
 
     u32 c_id = reader_find_entry_by_unique_id(&store.reader, feed->id, data_literal("c"))->id;
     ASSERT_EQ(store.merge(second, "http://example.com/feed", feed), feed);
-    EXPECT_EQ(feed->entry_count, 5u);  // D again
+    EXPECT_EQ(feed->entry_count, 6u);  // D again
     EXPECT_NE(reader_find_entry_by_unique_id(&store.reader, feed->id, data_literal("c"))->id, c_id);
     reader_check(&store.reader);
 }
@@ -208,7 +212,7 @@ TEST(FeedMerge, ItemFields) {
     EXPECT_EQ(to_string(f->cloud_domain), "d");
     EXPECT_EQ(f->cloud_port, 80u);
     EXPECT_EQ(to_string(f->cloud_register_procedure), "r");
-    EXPECT_EQ(to_string(f->image_url), "u");
+    EXPECT_EQ(to_string(f->image_url), "http://example.com/u");  // resolved against the feed's address
     EXPECT_EQ(f->image_width, 88u);
     EXPECT_EQ(f->skip_hours[3], 1u);
     EXPECT_EQ(f->skip_days[6], 1u);
@@ -223,7 +227,7 @@ TEST(FeedMerge, ItemFields) {
     EXPECT_EQ(to_string(e2->rss.description), "<b>x</b>");  // content after it is ignored
     EXPECT_EQ(e1->rss.enclosure_length, 123456789012ull);
     EXPECT_EQ(to_string(e1->rss.enclosure_type), "audio/mpeg");
-    EXPECT_EQ(to_string(e1->rss.source_url), "s");
+    EXPECT_EQ(to_string(e1->rss.source_url), "http://example.com/s");
     EXPECT_EQ(e1->rss.category_count, 2u);
     // "news" is one category shared by the feed and the entry.
     EXPECT_EQ(store.reader.categories.entry_count, 2u);
@@ -269,19 +273,24 @@ TEST(FeedMerge, AtomAndTheVideoService) {
         std::string copy = document;
         feed_t* feed = store.merge(copy, address.c_str());
         ASSERT_TRUE(feed);
-        EXPECT_EQ(feed->entry_count, 1u);  // "two" has only `updated`, which doesn't count here
+        // "two" has only `updated`, which doesn't count here: it has no date, and is
+        // read at each merge.
+        EXPECT_EQ(feed->entry_count, 2u);
         entry_t* entry = reader_find_entry_by_unique_id(&store.reader, feed->id, data_literal("yt:1"));
         ASSERT_TRUE(entry);
         EXPECT_EQ(date_text(entry->atom.updated), "2020-01-01 10:00:00");
         EXPECT_EQ(to_string(entry->atom.summary), "thumb.jpg");
         EXPECT_EQ(to_string(entry->atom.content), "words");
         EXPECT_EQ(entry->atom.link_count, 1u);
-        EXPECT_EQ(to_string(reader_atom_link_by_rel(&store.reader, entry->id, 1, atom_owner_entry, 0)), "h");
+        EXPECT_EQ(to_string(reader_atom_link_by_rel(&store.reader, entry->id, 1, atom_owner_entry, 0)),
+                  "https://www.youtube.com/feeds/h");
         EXPECT_EQ(feed->atom.link_count, 2u);
         EXPECT_EQ(feed->atom.author_count, 1u);  // the empty author adds nothing
-        EXPECT_EQ(to_string(reader_atom_link_by_rel(&store.reader, feed->id, 2, atom_owner_feed, 2)), "s");
+        EXPECT_EQ(to_string(reader_atom_link_by_rel(&store.reader, feed->id, 2, atom_owner_feed, 2)),
+                  "https://www.youtube.com/feeds/s");
         // The feed's links are replaced at each merge, not added to.
         store.merge(copy, address.c_str(), feed);
+        EXPECT_EQ(feed->entry_count, 2u) << "the undated entry replaces itself";
         EXPECT_EQ(feed->atom.link_count, 2u);
         EXPECT_EQ(store.reader.atom_links.entry_count, 3u);
         reader_check(&store.reader);
@@ -611,7 +620,7 @@ TEST(FeedMerge, CutAndDamagedDocumentsNeverStop) {
 TEST(FeedMerge, MoreTagsThanScratchHoldsKeepsWholeItems) {
     store_fixture_t store;
     // Leave half a megabyte for the tokens beside the tree's blocks.
-    u64 taken = store.scratch.reserved - (5 * MIB(1) + KIB(512));
+    u64 taken = store.scratch.reserved - (xml_tree_size + xml_sub_block_size + KIB(512));
     std::string items;
     for (u32 i = 0; i < 5000; i++) items += "<item><guid>" + std::to_string(i) + "</guid></item>";
     std::string document = rss("", items);

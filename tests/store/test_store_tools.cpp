@@ -40,6 +40,24 @@ TEST(StoreTools, FeedPrintsRecordsThenTheLog) {
     EXPECT_EQ(status, 0);
     EXPECT_NE(output.find("address: https://www.youtube.com/feeds/videos.xml?channel_id=x"), std::string::npos);
 
+    // Dates in UTC and the stand-ins of Dublin Core and podcasts, as the store reads them.
+    output = run("feed " + data + "/feeds/stand_ins.rss -address https://example.org/feeds/s.rss", &status);
+    EXPECT_EQ(status, 0);
+    EXPECT_NE(output.find("    date: 2021-03-03 14:15:00\n"), std::string::npos) << output;  // 09:15 EST
+    EXPECT_NE(output.find("    author: Ada Lovelace\n"), std::string::npos) << output;
+    EXPECT_NE(output.find("    link: https://example.org/feeds/episodes/3.mp3\n"), std::string::npos) << output;
+
+    // A document cut short is said to be, and nothing of it is shown.
+    std::string cut = testing::TempDir() + "cut.rss";
+    FILE* file = fopen(cut.c_str(), "wb");
+    fputs("<rss><channel><title>T</title><item><title>I</title>", file);
+    fclose(file);
+    output = run("feed " + cut, &status);
+    EXPECT_NE(output.find("not merged: the document ends before its root element is closed"), std::string::npos)
+        << output;
+    EXPECT_EQ(output.find("feed 1 rss"), std::string::npos) << output;
+    remove(cut.c_str());
+
     output = run("feed /nonexistent/feed.xml", &status);
     EXPECT_NE(status, 0);
     output = run("feed", &status);

@@ -160,9 +160,11 @@ TEST(XmlScanner, Attributes) {
     const case_t cases[] = {
         {"<a href=\"x\" rel='self'/>", 2, xml_attribute_href, "x"},
         {"<a  href = \"c\"/>", 1, xml_attribute_href, "c"},
-        {"<a href  = \"c\"/>", 1, xml_attribute_other, "c"},  // two blanks leave one in the name
+        {"<a href  = \"c\"/>", 1, xml_attribute_href, "c"},
         {"<a href=c/>", 0, xml_attribute_other, ""},
-        {"<a\nhref=\"x\"/>", 1, xml_attribute_other, "x"},  // the line break stays in the name
+        // Line breaks and tabs separate attributes like blanks.
+        {"<a\nhref=\"x\"/>", 1, xml_attribute_href, "x"},
+        {"<a\thref\t=\r\n'x' rel=\"self\"/>", 2, xml_attribute_href, "x"},
         {"<a title=\"x\"\n href=\"y\"/>", 2, xml_attribute_title, "x"},
         {"<a title='it\"s' href=\"x\"/>", 2, xml_attribute_title, "it\"s"},
     };
@@ -182,10 +184,12 @@ TEST(XmlScanner, Attributes) {
             EXPECT_NE(log_since(mark).find("Attribute value doesn't start with ' or \".\n"), std::string::npos);
         }
     }
-    // After a line break, the second attribute is read with the break in its name.
-    std::string text = "<a title=\"x\"\n href=\"y\"/>";
+    // After a line break, the second attribute is read like the first.
+    std::string text = "<link title=\"x\"\n\thref=\"y\"\n/>";
     xml_document_t tree = fixture.build(text);
-    EXPECT_EQ(node_at(tree, 0)->attributes[1]->kind, xml_attribute_other);
+    ASSERT_EQ(node_at(tree, 0)->attribute_count, 2u);
+    EXPECT_EQ(node_at(tree, 0)->attributes[1]->kind, xml_attribute_href);
+    EXPECT_EQ(to_string(node_at(tree, 0)->attributes[1]->value), "y");
 }
 
 TEST(XmlScanner, StoredTextDecodesEntities) {
