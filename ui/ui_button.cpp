@@ -51,7 +51,7 @@ static void check_box_render(ui_t* ui, pair_t id, rect_t box, u32 value) {
     ui_layer_t layer = ui_layer(ui, id);
     rect_t inner = ui_draw_frame(layer, style, ui_style_state(ui, id), box);
     if (value) {
-        u32 icon = rect_width(inner) >= 12 ? ui_icon_check_12 : ui_icon_check_10;
+        u32 icon = rect_width(inner) >= 12 ? icon_check_12 : icon_check_10;
         ui_draw_icon(ui, layer, icon, inner, style->text[ui_state_normal], false);
     }
 }

@@ -64,6 +64,7 @@ bool pair_is_sibling(pair_t a, pair_t b) {
 void ui_create(ui_t* ui, data_t memory, window_t* window) {
     *ui = ui_t{};
     ui_theme_init();
+    ui->icon_atlas = icon_atlas_create();
     ui->window = window;
     ui->widget_memory = memory;
     ui->widget_memory.used = 0;
@@ -347,9 +348,10 @@ rect_t ui_draw_frame(ui_layer_t layer, const ui_style_t* style, u32 state, rect_
 }
 
 void ui_draw_icon(const ui_t* ui, ui_layer_t layer, u32 icon, rect_t box, colour_t colour, bool turned) {
-    if (!layer.draw || !ui->icon_atlas.ready || icon >= ui_icon_count) return;
-    const f32* uv = ui->icon_atlas.uv[icon];
-    f32 w = (f32)ui->icon_atlas.sizes[icon][0], h = (f32)ui->icon_atlas.sizes[icon][1];
+    const atlas_t* atlas = &ui->icon_atlas;
+    if (!layer.draw || !atlas->pixels || icon >= icon_count) return;
+    const f32* uv = atlas->images + 4 * icon;
+    f32 w = roundf((uv[2] - uv[0]) * (f32)atlas->width), h = roundf((uv[3] - uv[1]) * (f32)atlas->height);
     f32 x = floorf(box.x0 + (rect_width(box) - w) / 2), y = floorf(box.y0 + (rect_height(box) - h) / 2);
     rect_t r = {x, y, x + w, y + h};
     // The masks are stored top row first, so upright means the texture's first row at

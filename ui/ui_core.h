@@ -7,6 +7,7 @@
 
 #include "base/data.h"
 #include "gfx/draw.h"
+#include "image/atlas.h"
 #include "layout/layout.h"
 #include "platform/window.h"
 
@@ -114,17 +115,6 @@ struct ui_theme_t {
 extern ui_theme_t ui_theme;
 void ui_theme_init();
 
-// Icons of the atlas, in their order.
-enum : u32 {
-    ui_icon_check_12 = 0,
-    ui_icon_check_10 = 1,
-    ui_icon_chevron_up_16 = 2,
-    ui_icon_chevron_up_14 = 3,
-    ui_icon_chevron_up_10 = 4,
-    ui_icon_chevron_left_14 = 5,
-    ui_icon_chevron_left_10 = 6,
-    ui_icon_count = 7,
-};
 
 // The record a stateful widget keeps behind its id. Zeroed when made.
 struct ui_widget_state_t {
@@ -152,15 +142,6 @@ struct ui_widget_state_t {
     };
 };
 
-// The icon strip made at start-up: coordinates per icon as x0, y0, x1, y1 in the
-// texture.
-struct ui_icons_t {
-    u32 texture;
-    u32 width, height;
-    f32 uv[ui_icon_count][4];
-    u32 sizes[ui_icon_count][2];
-    u32 ready;
-};
 
 constexpr u32 ui_owner_capacity = 10;
 constexpr u64 ui_widget_memory_size = 0x100000;
@@ -170,7 +151,7 @@ struct ui_t {
     data_t* memory;  // the frame's memory, cleared by ui_frame_begin
     window_t* window;  // only handed back to the window's doors (cursor)
     draw_t* draw;  // null: the widgets work but draw nothing
-    ui_icons_t icon_atlas;
+    atlas_t icon_atlas;  // the seven icons; the icon batches draw its texture
     pair_t active, hot, previous_active;
     u32 active_kind;
     f32 mouse[2], previous_mouse[2];  // pixels, origin bottom left

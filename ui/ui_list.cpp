@@ -236,7 +236,7 @@ void drop_down_render(ui_t* ui, pair_t id, rect_t rect, const data_t* items, u64
     rect_t inner = ui_draw_frame(layer, style, ui_style_state(ui, id), rect);
     f32 arrow_width = min_of(rect_height(inner), rect_width(inner));
     rect_t arrow = {inner.x1 - arrow_width, inner.y0, inner.x1, inner.y1};
-    u32 icon = arrow_width == 16 ? ui_icon_chevron_up_14 : ui_icon_chevron_up_10;
+    u32 icon = arrow_width == 16 ? icon_chevron_up_14 : icon_chevron_up_10;
     // The chevron points down while closed, up while open.
     ui_draw_icon(ui, layer, icon, arrow, style->text[ui_state_normal], !open);
     if (*selected < count && layer.draw) {

@@ -162,7 +162,7 @@ void part_render(ui_t* ui, ui_layer_t layer, pair_t part, rect_t rect, i32 icon,
 void bar_render(ui_t* ui, pair_t id, const bar_t* bar) {
     ui_layer_t layer = ui_layer(ui, id);
     ui_draw_rect(layer, bar->rect, ui_theme.scroll_track.fill[ui_state_normal]);
-    u32 icon = bar->vertical ? ui_icon_chevron_up_10 : ui_icon_chevron_left_10;
+    u32 icon = bar->vertical ? icon_chevron_up_10 : icon_chevron_left_10;
     part_render(ui, layer, bar->first, first_rect(bar), (i32)icon, false);
     part_render(ui, layer, bar->second, second_rect(bar), (i32)icon, true);
     f64 a0 = round_half_away((f32)(ui_scroll_bar_thickness + bar->thumb_offset));

@@ -32,18 +32,8 @@ struct ui_harness_t {
         ui_create(&ui, widget_memory, &window);
         ui.counter_frequency = 1000000;
         ui_bind_draw(&ui, &draw);
-        if (!ui.icon_atlas.ready) icons_fake();
     }
 
-    // Sizes as the atlas has them, for tests that only look at where icons go.
-    void icons_fake() {
-        static const u32 sizes[ui_icon_count] = {12, 10, 16, 14, 10, 14, 10};
-        for (u32 i = 0; i < ui_icon_count; i++) {
-            ui.icon_atlas.sizes[i][0] = ui.icon_atlas.sizes[i][1] = sizes[i];
-            ui.icon_atlas.uv[i][2] = ui.icon_atlas.uv[i][3] = 1;
-        }
-        ui.icon_atlas.ready = 1;
-    }
     ~ui_harness_t() {
         data_free(&widget_memory);
         data_free(&ui.frame_memory);

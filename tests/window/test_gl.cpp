@@ -1,12 +1,14 @@
 // The renderer on a real context (Xvfb and Mesa): rectangles, a scissor run in the
 // middle of a batch, alpha blending, images of four and one bytes per pixel, text
-// from the atlas, read back with gl_read_framebuffer.
+// from the atlas, the icon strip, read back with gl_read_framebuffer.
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cmath>
 #include <thread>
 
 #include "gfx/renderer.h"
+#include "image/atlas.h"
 #include "layout/test_fonts.h"
 #include "platform/wake.h"
 #include "platform/window.h"
@@ -121,6 +123,50 @@ TEST_F(GlTest, BatchesDrawWhatTheyQueued) {
     gl_batch_text(text, (const u8*)"M", 1, 0, 100, 200, 1, 2, white);
     gl_frame_end(&render);
     EXPECT_NE(text->texture, 0u);
+    EXPECT_EQ(glGetError(), (GLenum)GL_NO_ERROR);
+}
+
+// The icon strip as start-up uploads it: one coverage byte a pixel, drawn by a
+// textured quad batch as white ink whose alpha is the coverage, the mask's first
+// row at the top.
+TEST_F(GlTest, IconsDrawTheirMasksUpright) {
+    atlas_t atlas = icon_atlas_create();
+    u32 texture = gl_texture_create(atlas.pixels, (i32)atlas.width, (i32)atlas.height, (u32)atlas.channels,
+                                    texture_linear);
+    renderer_t render;
+    gl_renderer_create(&render, window.width, window.height, renderer_alpha_blending);
+    batch_t* icons =
+        gl_batch(&render, gl_batch_create(&render, batch_type_quads, gl_format(2, 1, 1, 2), 100, 100, nullptr, texture));
+    const u32 drawn[] = {icon_check_12, icon_chevron_up_16, icon_chevron_left_10};
+    gl_frame_begin(&render);
+    gl_clear(&render, colour_black);
+    for (u32 i = 0; i < 3; i++) {
+        const f32* uv = atlas.images + 4 * drawn[i];
+        f32 size = roundf((uv[2] - uv[0]) * (f32)atlas.width);
+        f32 x = 40 + 40 * (f32)i;
+        rect_t upright = {uv[0], uv[3], uv[2], uv[1]};
+        gl_batch_rectangle(icons, rect_t{x, 40, x + size, 40 + size}, &upright, nullptr, colour_white);
+    }
+    gl_frame_end(&render);
+    static u8 pixels[320 * 240 * 4];
+    gl_read_framebuffer(0, 0, 320, 240, pixels, sizeof(pixels));
+    for (u32 i = 0; i < 3; i++) {
+        const f32* uv = atlas.images + 4 * drawn[i];
+        u32 first_column = (u32)roundf(uv[0] * (f32)atlas.width);
+        u32 size = (u32)roundf((uv[2] - uv[0]) * (f32)atlas.width);
+        u32 x0 = 40 + 40 * i, ink = 0;
+        for (u32 row = 0; row < size; row++) {
+            for (u32 column = 0; column < size; column++) {
+                u8 coverage = atlas.pixels[row * atlas.width + first_column + column];
+                u32 y = 40 + size - 1 - row;
+                const u8* p = pixels + ((size_t)y * 320 + x0 + column) * 4;
+                EXPECT_NEAR(p[0], coverage, 3) << "icon " << drawn[i] << " at " << column << ", " << row;
+                ink += coverage > 128;
+            }
+        }
+        EXPECT_GE(ink, size) << "icon " << drawn[i];
+    }
+    gl_texture_delete(&texture);
     EXPECT_EQ(glGetError(), (GLenum)GL_NO_ERROR);
 }
 
