@@ -18,7 +18,8 @@
 #include "platform/png.h"
 #include "profiler/profiler.h"
 #include "ui/ui_core.h"
-#include "views/demo_panel.h"
+#include "views/links.h"
+#include "views/window_content.h"
 
 u64 frame_counter;
 
@@ -97,17 +98,14 @@ static void input_log(const window_t* window) {
     }
 }
 
-// The window's content: the widgets take this frame's input and draw. Until the
-// panels exist it is the demonstration panel.
-static void window_content(frame_loop_t* loop) {
+// The window's content: the widgets take this frame's input and draw.
+static void frame_content(frame_loop_t* loop) {
     window_t* window = loop->window;
     input_log(window);
     input_frame_t input;
     window_input_frame(window, &input);
     ui_t* ui = loop->ui;
-    ui_frame_begin(ui, &input);
-    demo_panel_draw(ui, loop->demo, &loop->app->scratch, ui->screen);
-    ui_apply_cursor(ui);
+    window_content(loop->app, loop->reader, &input);
     // An arrow held on a scroll bar repeats with time, not with input.
     if (ui->owner_count > 0 && loop->panel) loop->panel->frame_requested = 1;
 }
@@ -185,11 +183,9 @@ void frame_run(frame_loop_t* loop) {
             PROFILE_ZONE(queries_check);
             queries_drain(app, loop->reader);
         }
-        // Queued links are opened here when the window is closing.
-        {
-            PROFILE_ZONE(window_content);
-            if (!(window->width <= 0 && window->height == 0)) window_content(loop);
-        }
+        // Queued links are opened when the window is closing, so that none is lost.
+        if (!window->running && loop->reader) link_queue_open_all(loop->reader, 1);
+        if (!(window->width <= 0 && window->height == 0)) frame_content(loop);
         if (loop->codepoints->count > codepoint_count_before) {
             font_set_codepoints(loop->fonts, loop->codepoints->values, loop->codepoints->count);
             draw_fonts_rebuilt(loop->draw);

@@ -111,8 +111,6 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     panel->generation_min = app->start_generation;
     panel->generation_max = app->start_generation;
     panel->right_panel = panel_right_add_feed;
-    panel->log_auto_scroll = 1;
-    demo_panel_init(&program->demo, &app_memory);
 
     // 23-25. Workers, the query table, block storage (one per process, like
     // temp_memory). The image slots are a global too; they let go of a removed
@@ -144,7 +142,6 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     loop->reader = reader;
     loop->codepoints = &program->codepoints;
     loop->ui = &program->ui;
-    loop->demo = &program->demo;
     loop->first_frame_png = argument_value_text("-first_frame_png", nullptr);
     loop->first_frame_time = argument_value_text("-first_frame_time", nullptr);
     frame_loop_start(loop);

@@ -9,7 +9,6 @@
 #include "net/queries.h"
 #include "store/reader.h"
 #include "ui/ui_core.h"
-#include "views/demo_panel.h"
 
 struct program_t {
     app_t app;
@@ -22,7 +21,6 @@ struct program_t {
     renderer_t render;
     draw_t draw;
     ui_t ui;
-    demo_panel_t demo;
     frame_loop_t loop;
     // What shutdown needs of the start.
     http_error_t http_error;

@@ -57,6 +57,9 @@ u64 os_error_text(i32 code, char* buffer, u64 size);
 // Starts argv[0] (searched in PATH) without a shell. Gives false when it couldn't be
 // started or, with `wait`, waited for.
 bool os_process_start(char** argv, const char* working_directory, bool wait, i32* exit_status);
+// The desktop's dialog for one file (zenity, else kdialog): 1 with the chosen path
+// in `buffer`, 0 when cancelled, -1 when neither is installed.
+i32 os_file_choose(char* buffer, u64 size);
 
 // Clocks.
 u64 os_ticks();

@@ -226,7 +226,9 @@ bool os_process_start(char** argv, const char* working_directory, bool wait, i32
 }
 
 // Runs a program and keeps the first line of what it prints, without its line end.
-static bool os_process_first_line(char** argv, char* buffer, u64 size) {
+// `started` (optional) tells a program that isn't there from one that failed.
+static bool os_process_first_line(char** argv, char* buffer, u64 size, bool* started = nullptr) {
+    if (started) *started = false;
     int pipe_ends[2];
     if (pipe2(pipe_ends, O_CLOEXEC) != 0) return false;
     posix_spawn_file_actions_t actions;
@@ -237,6 +239,7 @@ static bool os_process_first_line(char** argv, char* buffer, u64 size) {
     int result = posix_spawnp(&child, argv[0], &actions, nullptr, argv, environ);
     posix_spawn_file_actions_destroy(&actions);
     close(pipe_ends[1]);
+    if (started) *started = result == 0;
     u64 length = 0;
     if (result == 0) {
         for (;;) {
@@ -258,6 +261,20 @@ static bool os_process_first_line(char** argv, char* buffer, u64 size) {
     while (line < length && buffer[line] != '\n') line++;
     buffer[line] = 0;
     return line > 0;
+}
+
+i32 os_file_choose(char* buffer, u64 size) {
+    char zenity[] = "zenity", selection[] = "--file-selection";
+    char kdialog[] = "kdialog", open[] = "--getopenfilename";
+    char* zenity_argv[] = {zenity, selection, nullptr};
+    char* kdialog_argv[] = {kdialog, open, nullptr};
+    char** choosers[] = {zenity_argv, kdialog_argv};
+    for (char** argv : choosers) {
+        bool started = false;
+        if (os_process_first_line(argv, buffer, size, &started)) return 1;
+        if (started) return 0;
+    }
+    return -1;
 }
 
 // Clocks -----------------------------------------------------------------------

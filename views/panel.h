@@ -4,7 +4,7 @@
 // far; each view adds its own fields below them, with a line on what they are for.
 #pragma once
 
-#include "base/types.h"
+#include "base/data.h"
 
 struct feed_t;
 struct entry_t;
@@ -16,6 +16,10 @@ enum : u32 {
     panel_right_add_feed = 2,
     panel_right_links = 3,
     panel_right_log = 4,
+};
+
+struct panel_scroll_t {
+    f32 x, y;
 };
 
 struct panel_t {
@@ -30,8 +34,17 @@ struct panel_t {
     u32 generation_min;
     u32 generation_max;
     u32 log_auto_scroll;  // the log panel's "Auto scroll." box
+    // Scroll offsets of the right panels, in pixels from the content's top left.
+    panel_scroll_t help_scroll, add_feed_scroll, links_scroll, log_scroll;
+    // The add feed panel's three paths, kept while the panel is closed.
+    data_t add_feed_address, add_feed_list_path, add_feed_export_path;
+    u8 add_feed_address_bytes[1024];
+    u8 add_feed_list_path_bytes[1024];
+    u8 add_feed_export_path_bytes[1024];
 };
 
-// The log panel, as F7 shows it. The log view resets its horizontal scroll too,
-// once it has one.
-inline void panel_show_log(panel_t* panel) { panel->right_panel = panel_right_log; }
+// The log panel, as F7 shows it, from its left edge.
+inline void panel_show_log(panel_t* panel) {
+    panel->log_scroll.x = 0;
+    panel->right_panel = panel_right_log;
+}

@@ -1,0 +1,181 @@
+// The program started headless and driven frame by frame: the right strip's
+// buttons and keys, the panel switch, and the add feed panel's requests.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "app/startup.h"
+#include "base/log.h"
+#include "views/links.h"
+
+namespace {
+
+class WindowFrames : public testing::Test {
+protected:
+    static inline program_t program;
+    std::string folder, path_argument;
+
+    void SetUp() override {
+        char pattern[] = "/tmp/newsloom_window_frames_XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        folder = pattern;
+        path_argument = folder + "/store";
+        char* argv[] = {(char*)"newsloom", (char*)"-path", path_argument.data(), nullptr};
+        // Wide enough for the whole strip of buttons.
+        program_options_t options = {1, 1700, 720};
+        ASSERT_TRUE(program_start(&program, 3, argv, &options));
+        frame();
+    }
+    void TearDown() override {
+        program_shutdown(&program);
+        ASSERT_EQ(system(("rm -rf '" + folder + "'").c_str()), 0);
+    }
+    void frame() {
+        frame_run(&program.loop);
+        input_frame_begin(&program.window);
+    }
+    // Down and up within one frame, as a quick press comes.
+    void tap(u32 key) {
+        input_key(&program.window, key, true, 0, 0, 1);
+        input_key(&program.window, key, false, 0, 0, 2);
+        frame();
+    }
+    void click_at(f32 x, f32 y) {
+        program.window.mouse_x = (i32)x, program.window.mouse_y = (i32)y;
+        frame();
+        input_button(&program.window, key_mouse_left, true, (i32)x, (i32)y, 0, 1);
+        frame();
+        input_button(&program.window, key_mouse_left, false, (i32)x, (i32)y, 0, 2);
+        frame();
+    }
+    // Where a text was drawn, and everything drawn, from the text batch.
+    const batch_command_t* drawn(const std::string& text) {
+        batch_t* b = gl_batch(&program.render, program.draw.text[draw_layer_normal]);
+        for (u32 i = 0; i < b->command_count; i++) {
+            const batch_command_t* c = &b->commands[i];
+            if (c->kind != batch_type_text) continue;
+            if (std::string((char*)b->text.bytes + c->text_offset, c->text_length) == text) return c;
+        }
+        return nullptr;
+    }
+    std::string drawn_text() {
+        batch_t* b = gl_batch(&program.render, program.draw.text[draw_layer_normal]);
+        std::string all;
+        for (u32 i = 0; i < b->command_count; i++) {
+            if (b->commands[i].kind != batch_type_text) continue;
+            all += std::string((char*)b->text.bytes + b->commands[i].text_offset, b->commands[i].text_length) + "|";
+        }
+        return all;
+    }
+    void click_text(const std::string& text) {
+        const batch_command_t* c = drawn(text);
+        ASSERT_NE(c, nullptr) << text << " in " << drawn_text();
+        click_at(c->x + 4, c->y + 2);
+    }
+    // The add feed panel's first box, ready for typing.
+    void focus_address_box() {
+        program.panel.right_panel = panel_right_add_feed;
+        frame();
+        const batch_command_t* c = drawn("URL to a RSS feed, Atom feed or youtube channel.");
+        ASSERT_NE(c, nullptr) << drawn_text();
+        click_at(c->x + 40, c->y - 16);
+    }
+    void type(const char* text) {
+        for (const char* p = text; *p; p++) input_text(&program.window, (u8)*p);
+        frame();
+    }
+    u32 queries_used() {
+        u32 used = 0;
+        for (auto& q : program.queries) used += q.address.used != 0;
+        return used;
+    }
+};
+
+TEST_F(WindowFrames, AFirstRunStartsAtAddFeedWithTheStripDrawn) {
+    EXPECT_EQ(program.panel.right_panel, panel_right_add_feed);
+    for (const char* label : {"Help (F1)", "Add feed (F2)", "Links (F3)", "Open queued links (F4) (0)",
+                              "Update all (F5)", "Update selected (F6)"}) {
+        EXPECT_NE(drawn(label), nullptr) << label << " in " << drawn_text();
+    }
+    program.panel.right_panel = panel_right_selection;
+    frame();
+    EXPECT_NE(drawn_text().find("Set the generation to the minimun <S>."), std::string::npos);
+}
+
+TEST_F(WindowFrames, EachKeySwitchesAlsoWhileTypingInABox) {
+    struct {
+        u32 key;
+        u32 panel;
+    } cases[] = {{key_f1, panel_right_help}, {key_f3, panel_right_links}, {key_f7, panel_right_log},
+                 {key_f2, panel_right_add_feed}, {key_f8, panel_right_log}};
+    for (bool typing : {false, true}) {
+        for (auto& c : cases) {
+            if (typing) {
+                focus_address_box();
+                type("ab");
+            } else {
+                program.panel.right_panel = panel_right_selection;
+            }
+            tap(c.key);
+            EXPECT_EQ(program.panel.right_panel, c.panel) << c.key << (typing ? " while typing" : "");
+        }
+    }
+}
+
+TEST_F(WindowFrames, F5WhileTypingStartsTheUpdate) {
+    focus_address_box();
+    type("http://exa");
+    u32 generation = program.reader.generation;
+    tap(key_f5);
+    EXPECT_EQ(program.reader.generation, generation + 1);
+}
+
+TEST_F(WindowFrames, TheSaveButtonStaysWhereTheKeyGoesToTheLog) {
+    program.panel.right_panel = panel_right_help;
+    frame();
+    click_text("Save (F8)");
+    EXPECT_EQ(program.panel.right_panel, panel_right_help);
+    program.panel.log_scroll.x = 30;
+    tap(key_f8);
+    EXPECT_EQ(program.panel.right_panel, panel_right_log);
+    EXPECT_EQ(program.panel.log_scroll.x, 0);
+}
+
+TEST_F(WindowFrames, EnterInTheFirstBoxQueuesTheAddress) {
+    focus_address_box();
+    type("http://127.0.0.1:1/feed.xml");
+    EXPECT_EQ(queries_used(), 0u);
+    // The window gives Return as a key and as the character 13.
+    input_key(&program.window, key_return, true, 0, 0, 1);
+    input_text(&program.window, 13);
+    frame();
+    EXPECT_EQ(std::string((char*)program.panel.add_feed_address.bytes, program.panel.add_feed_address.used),
+              "http://127.0.0.1:1/feed.xml");
+    EXPECT_EQ(queries_used(), 1u);
+    input_key(&program.window, key_return, false, 0, 0, 2);
+    frame();
+}
+
+TEST_F(WindowFrames, TheF4LabelCountsQueuedLinks) {
+    link_target_t* target = &program.reader.link_targets[2];
+    target->queue_enabled = 1;
+    link_queue_append(target, data_literal("a b"));
+    frame();
+    EXPECT_NE(drawn("Open queued links (F4) (2)"), nullptr) << drawn_text();
+    link_queue_clear(target);
+    target->queue_enabled = 0;
+}
+
+TEST_F(WindowFrames, TheLogPanelShowsTheUserChannel) {
+    log_paragraph_start(log_user);
+    log_write_c_string(log_user, "Error while retrieving feed: a test line\n");
+    tap(key_f7);
+    frame();
+    EXPECT_NE(drawn_text().find("a test line"), std::string::npos) << drawn_text();
+    EXPECT_NE(drawn("Auto scroll."), nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,86 @@
+// The links panel: the ten targets with their names, command lines and queues.
+#include <cmath>
+#include <cstring>
+
+#include "app/app.h"
+#include "base/format.h"
+#include "base/text.h"
+#include "layout/layout.h"
+#include "net/block_storage.h"
+#include "profiler/profiler.h"
+#include "store/reader.h"
+#include "ui/ui_button.h"
+#include "ui/ui_text_box.h"
+#include "views/links.h"
+#include "views/links_panel.h"
+#include "views/text_view.h"
+
+// The box edits a copy; the text goes back at once, into its own block when it is
+// large enough, else into a new one from block storage.
+static void target_text_box(ui_t* ui, pair_t id, rect_t box, data_t* text, u64 capacity) {
+    u8 buffer[1024];
+    data_t edit = data_make(capacity < sizeof(buffer) ? capacity : sizeof(buffer), 0, buffer);
+    data_push_string(&edit, text->bytes, text->used < edit.reserved ? text->used : edit.reserved);
+    ui_text_box(ui, id, box, &edit, 1);
+    if (edit.used == text->used && (edit.used == 0 || memcmp(edit.bytes, text->bytes, edit.used) == 0)) return;
+    if (text->reserved < edit.used || !block_storage_contains(&block_storage, text->bytes)) {
+        u64 size = edit.used + 1;
+        u8* block = (u8*)block_storage_allocate(&block_storage, size);
+        if (!block) return;
+        if (text->bytes && block_storage_contains(&block_storage, text->bytes)) {
+            block_storage_free(&block_storage, text->bytes, text->reserved);
+        }
+        *text = data_make(size, 0, block);
+    }
+    memcpy(text->bytes, edit.bytes, edit.used);
+    text->used = edit.used;
+}
+
+static f32 button_width_of(ui_t* ui, data_t text) {
+    const ui_style_t* style = &ui_theme.button;
+    f32 width = layout_get_single_line_size(ui_font(ui, 1), text.bytes, text.used, codepoint_invalid).width;
+    return ceilf(width + style->margin[2] + style->margin[3] + style->padding[2] + style->padding[3]);
+}
+
+void draw_links(app_t* app, reader_t* reader, rect_t rect) {
+    PROFILE_ZONE(draw_links);
+    ui_t* ui = app->ui;
+    static const f32 padding[4] = {0, 0, 0, 0};
+    rect_t rest = {floorf(rect.x0) + 4, floorf(rect.y0) + 4, floorf(rect.x1) - 4, floorf(rect.y1) - 4};
+    text_view_t title = text_view_draw(ui, &app->scratch, rest, padding, 2, data_literal("Links"), colour_white, 1, 0, 0);
+    rest.y1 = floorf(rest.y1 - title.content_height - 5);
+    f32 row = ceilf(ui_font(ui, 1)->size + 8);
+    f32 label = ceilf(layout_get_single_line_size(ui_font(ui, 1), (const u8*)"Executable:", 11, codepoint_invalid).width) + 4;
+    f32 os_default = button_width_of(ui, data_literal("Get OS default"));
+    f32 open_all = button_width_of(ui, data_literal("Open all")), remove_all = button_width_of(ui, data_literal("Remove all"));
+    for (u32 i = 0; i < reader_link_target_count && rest.y1 - 3 * row > rest.y0; i++) {
+        link_target_t* target = &reader->link_targets[i];
+        pair_t id = pair_push(UI_ID(), (i64)i + 1);
+        rect_t line = {rest.x0, rest.y1 - row, rest.x1, rest.y1};
+        text_view_draw(ui, &app->scratch, line, padding, 1, data_literal("Name:"), colour_white, 0, 0, 0);
+        target_text_box(ui, pair_push(id, 1), rect_t{line.x0 + label, line.y0, line.x1, line.y1}, &target->name, 128);
+        line.y1 = line.y0 - 5, line.y0 = line.y1 - row;
+        text_view_draw(ui, &app->scratch, line, padding, 1, data_literal("Executable:"), colour_white, 0, 0, 0);
+        rect_t box = {line.x0 + label, line.y0, line.x1 - 2 - os_default, line.y1};
+        target_text_box(ui, pair_push(id, 2), box, &target->executable, 1024);
+        ui_button(ui, pair_push(id, 3), rect_t{box.x1 + 2, line.y0, line.x1, line.y1}, data_literal("Get OS default"), 1);
+        line.y1 = line.y0 - 5, line.y0 = line.y1 - row;
+        ui_check_box_label(ui, pair_push(id, 4), rect_t{line.x0, line.y0, line.x1, line.y1}, &target->queue_enabled,
+                           data_literal("Queue links and open them all later."), 1);
+        line.y1 = line.y0 - 5, line.y0 = line.y1 - row;
+        u8 count_bytes[48];
+        data_t count = data_make(sizeof(count_bytes), 0, count_bytes);
+        count.used += format_u64(count.bytes, count.reserved, link_queue_count(target), 0, ' ', 0);
+        data_push_c_string(&count, " queued links");
+        text_view_t counted = text_view_draw(ui, &app->scratch, line, padding, 1, count, colour_white, 0, 0, 0);
+        f32 x = ceilf(line.x0 + counted.content_width + 10);
+        if (ui_button(ui, pair_push(id, 5), rect_t{x, line.y0, x + open_all, line.y1}, data_literal("Open all"), 1)) {
+            link_queue_open(target, 0);
+        }
+        x += open_all + 2;
+        if (ui_button(ui, pair_push(id, 6), rect_t{x, line.y0, x + remove_all, line.y1}, data_literal("Remove all"), 1)) {
+            link_queue_clear(target);
+        }
+        rest.y1 = line.y0 - 20;
+    }
+}

@@ -1,0 +1,212 @@
+// The window's frame, the right side's strip of buttons and its panel switch, and
+// the two simplest panels: help and the log.
+#include "views/window_content.h"
+
+#include <cfloat>
+#include <cmath>
+
+#include "app/app.h"
+#include "app/update.h"
+#include "base/log.h"
+#include "base/text.h"
+#include "gfx/draw.h"
+#include "layout/layout.h"
+#include "profiler/profiler.h"
+#include "store/reader.h"
+#include "store/reader_file.h"
+#include "ui/ui_button.h"
+#include "ui/ui_core.h"
+#include "ui/ui_scroll_bar.h"
+#include "views/add_feed.h"
+#include "views/links.h"
+#include "views/links_panel.h"
+#include "views/panel.h"
+#include "views/text_view.h"
+
+static const char help_text[] =
+    "The left panel displays a list of feeds and their entries. They are grouped by «generations», which are more or less a run of the program. By default only the last generation will be displayed (any feeds or entries that were added in the last run of the program and that you didn't delete), and you can use the buttons at the top to configure the generation range.\n"
+    "\n"
+    "[ | ] Set the generation to the minimun <S>.\n"
+    "[ -] ] Decrease the generation minimum, but keeps the generation maximum. <Shift + NumPad->.\n"
+    "[ - ] Decrease the generation minimum and set the maximum to the same value. <NumPad->.\n"
+    "[All] Display all generations. <A> .\n"
+    "[ + ] Increase the generation maximum and set the minimum to the same value. <NumPad+>.\n"
+    "[ [+ ] Increase the generation maximum, but keeps the generation minimum. <Shift + NumPad+>.\n"
+    "[ | ] Set the generation to the maximum <E>.\n"
+    "\n"
+    "You can use [Show empty] to display feeds that don't contain any entries, and the dropdown list to display deleted entries.\n"
+    "\n"
+    "Use <Up arrow>, <Down arrow>, <Page up>, <Page down> to select a feed or entry, <Return> to open the link from the selected entry, <Delete> to remove the selected entry, <Shift + Delete> to remove the selected feed, <Backspace> to restore the selected entry or feed, <Shift + Backspace> to restore the selected feed and its entries.\n"
+    "\n"
+    "\n"
+    "The right panel displays feed information, entry content or some configuration. The feed display gives some options (depending on the type of feed, RSS or Atom) and which configuration to use to open links. You can setup those configurations in the [Links F3] panel.\n"
+    "\n"
+    "Deleted feed and entries can be restored, but will be completly lost when the application closes. The application will not update the feed list on startup, you need to use one of the update button at the top. There is no need to manually save, the application will save on exit. The save button is there for testing.\n"
+    "\n"
+    "You can pass \"-path some_path\" as an argument to the program to use a different storage path. By default it's a \"newsloom\" folder in the $XDG_CONFIG_HOME folder, or in ~/.config when that isn't set.";
+
+// The split between the sides, made on the first frame.
+static splitter_t window_splitter;
+static u32 window_splitter_made;
+
+// A key counts on its press, even when the press and the release came within one
+// frame.
+static bool key_pressed(const ui_t* ui, u32 key) {
+    return input_pressed(&ui->input, key) || input_transitions(&ui->input, key) >= 2;
+}
+
+static f32 button_height(const ui_t* ui, u32 font) {
+    const ui_style_t* style = &ui_theme.button;
+    return ui_font(ui, font)->size + style->margin[0] + style->margin[1] + style->padding[0] + style->padding[1];
+}
+
+static f32 button_width(const ui_t* ui, data_t text, u32 font) {
+    const ui_style_t* style = &ui_theme.button;
+    f32 width = layout_get_single_line_size(ui_font(ui, font), text.bytes, text.used, codepoint_invalid).width;
+    return ceilf(width + style->margin[2] + style->margin[3] + style->padding[2] + style->padding[3]);
+}
+
+void show_log(app_t* app) { panel_show_log(app->panel); }
+
+void draw_menu_right(app_t* app, reader_t* reader, rect_t rect) {
+    PROFILE_ZONE(draw_menu_right);
+    ui_t* ui = app->ui;
+    panel_t* panel = app->panel;
+    u8 count_buffer[64];
+    data_t queued = data_make(sizeof(count_buffer), 0, count_buffer);
+    data_push_c_string(&queued, "Open queued links (F4) (");
+    queued.used += format_u64(queued.bytes + queued.used, queued.reserved - queued.used,
+                              link_queue_count_all(reader), 0, ' ', 0);
+    data_push_c_string(&queued, ")");
+    const data_t labels[8] = {data_literal("Help (F1)"),       data_literal("Add feed (F2)"),
+                              data_literal("Links (F3)"),      queued,
+                              data_literal("Update all (F5)"), data_literal("Update selected (F6)"),
+                              data_literal("Log (F7)"),        data_literal("Save (F8)")};
+    f32 height = ceilf(button_height(ui, 1));
+    f32 x = rect.x0;
+    f32 y0 = floorf(rect.y0) + 2;
+    for (u32 i = 0; i < 8; i++) {
+        f32 width = button_width(ui, labels[i], 1);
+        rect_t box = {x, y0, x + width, y0 + height};
+        bool clicked = ui_dispatch_begin(ui, box) && ui_button(ui, pair_push(UI_ID(), (i64)i + 1), box, labels[i], 1);
+        x += width + 2;
+        if (!clicked && !key_pressed(ui, key_f1 + i)) continue;
+        switch (i) {
+            case 0: panel->help_scroll = {}, panel->right_panel = panel_right_help; break;
+            case 1: panel->add_feed_scroll = {}, panel->right_panel = panel_right_add_feed; break;
+            case 2: panel->links_scroll = {}, panel->right_panel = panel_right_links; break;
+            case 3: link_queue_open_all(reader, 1); break;
+            case 4: reader_update_all(app, reader); break;
+            case 5: reader_update_selected(app, reader); break;
+            case 6: show_log(app); break;
+            case 7: reader_save(&app->scratch, app->storage_path, reader); break;
+        }
+    }
+    // Saving by key shows where the save reports; the button leaves the panel be.
+    if (key_pressed(ui, key_f8)) show_log(app);
+}
+
+static const f32 panel_padding[4] = {4, 4, 4, 4};
+
+void draw_help(app_t* app, reader_t* reader, rect_t rect) {
+    (void)reader;
+    ui_t* ui = app->ui;
+    text_view_t title = text_view_draw(ui, &app->scratch, rect, panel_padding, 2, data_literal("Help\n"),
+                                       colour_white, 1, 0, 0);
+    rect_t body = {rect.x0, rect.y0, rect.x1, rect.y1 - title.content_height + panel_padding[1]};
+    text_view_draw(ui, &app->scratch, body, panel_padding, 1, data_literal(help_text), colour_white, 1, 0, 0);
+}
+
+void draw_log(app_t* app, reader_t* reader, rect_t rect) {
+    (void)reader;
+    ui_t* ui = app->ui;
+    panel_t* panel = app->panel;
+    f32 box_height = ceilf(ui_font(ui, 1)->size + 4);
+    rect_t box = {rect.x0 + 4, rect.y1 - 4 - box_height, rect.x1 - 4, rect.y1 - 4};
+    if (rect_width(box) > 0 && ui_dispatch_begin(ui, box)) {
+        ui_check_box_label(ui, UI_ID(), box, &panel->log_auto_scroll, data_literal("Auto scroll."), 1);
+    }
+    rect_t area = {rect.x0, rect.y0, rect.x1, box.y0 - 5};
+    if (area.y1 <= area.y0 || area.x1 <= area.x0) return;
+
+    // The log panel's channel is read in place: its ring holds the text up to the
+    // write position.
+    log_channel_t* channel = log_channel(log_user);
+    data_t text = data_from_size(channel->text.used, channel->text.bytes);
+    text_view_t content = text_view_measure(ui, &app->scratch, area, panel_padding, 3, text, 0);
+    f32 view_width = rect_width(area), view_height = rect_height(area);
+    u32 vertical = content.content_height > view_height;
+    u32 horizontal = content.content_width > view_width - (vertical ? ui_scroll_bar_thickness : 0);
+    if (horizontal && !vertical) vertical = content.content_height > view_height - ui_scroll_bar_thickness;
+    rect_t view = {area.x0, area.y0 + (horizontal ? ui_scroll_bar_thickness : 0),
+                   area.x1 - (vertical ? ui_scroll_bar_thickness : 0), area.y1};
+    view_width = rect_width(view), view_height = rect_height(view);
+    if (panel->log_auto_scroll) panel->log_scroll.y = FLT_MAX;
+    f32 step = ceilf(ui_font(ui, 3)->size);
+    f32 max_y = content.content_height > view_height ? content.content_height - view_height : 0;
+    f32 max_x = content.content_width > view_width ? content.content_width - view_width : 0;
+    panel->log_scroll.y = floorf(panel->log_scroll.y < max_y ? panel->log_scroll.y : max_y);
+    panel->log_scroll.x = floorf(panel->log_scroll.x < max_x ? panel->log_scroll.x : max_x);
+    if (vertical) {
+        rect_t bar = {view.x1, view.y0, area.x1, view.y1};
+        ui_scroll_bar_vertical(ui, UI_ID(), bar, view_height, content.content_height, &panel->log_scroll.y, step);
+    }
+    if (horizontal) {
+        rect_t bar = {area.x0, area.y0, view.x1, view.y0};
+        ui_scroll_bar_horizontal(ui, UI_ID(), bar, view_width, content.content_width, &panel->log_scroll.x, step);
+    }
+    ui_set_clip(ui, view);
+    text_view_draw(ui, &app->scratch, view, panel_padding, 3, text, colour_white, 0, floorf(panel->log_scroll.x),
+                   floorf(panel->log_scroll.y));
+}
+
+void draw_right_panel(app_t* app, reader_t* reader, rect_t rect) {
+    ui_set_clip(app->ui, rect);
+    switch (app->panel->right_panel) {
+        // The entry and feed views take the selection once they exist; until then
+        // and with nothing selected it is the help.
+        case panel_right_selection: draw_help(app, reader, rect); break;
+        case panel_right_help: draw_help(app, reader, rect); break;
+        case panel_right_add_feed: draw_add_feed(app, reader, rect); break;
+        case panel_right_links: draw_links(app, reader, rect); break;
+        case panel_right_log: draw_log(app, reader, rect); break;
+        default: break;
+    }
+}
+
+// The left side's strip and panel come with the feed list.
+static void draw_menu_left(app_t*, reader_t*, rect_t) {}
+static void draw_left_panel(app_t*, reader_t*, rect_t) {}
+
+void window_content(app_t* app, reader_t* reader, const input_frame_t* input) {
+    PROFILE_ZONE(window_content);
+    ui_t* ui = app->ui;
+    ui_frame_begin(ui, input);
+    rect_t window = ui->screen;
+    static const f32 first_padding[4] = {2, 2, 2, 4};
+    static const f32 second_padding[4] = {2, 2, 4, 2};
+    if (!window_splitter_made) {
+        window_splitter = splitter_make(first_padding, second_padding, 450, 0);
+        splitter_layout(&window_splitter, window);
+        window_splitter_made = 1;
+    }
+    draw_rect(ui->draw, draw_layer_normal, window, colour_t{0.18f, 0.18f, 0.19f, 1});
+    pair_t split_id = UI_ID();
+    splitter_update(ui, split_id, &window_splitter, window, 1);
+    static const f32 inset[4] = {2, 2, -1, -3};
+    splitter_draw(ui, split_id, &window_splitter, inset);
+
+    f32 strip = ceilf(button_height(ui, 1)) + 2;
+    rect_t left = window_splitter.first, right = window_splitter.second;
+    rect_t left_strip = {left.x0, left.y1 - strip, left.x1, left.y1};
+    rect_t right_strip = {right.x0, right.y1 - strip, right.x1, right.y1};
+    ui_set_clip(ui, left_strip);
+    draw_menu_left(app, reader, left_strip);
+    ui_set_clip(ui, rect_t{left.x0, left.y0, left.x1, left_strip.y0});
+    draw_left_panel(app, reader, rect_t{left.x0, left.y0, left.x1, left_strip.y0});
+    ui_set_clip(ui, right_strip);
+    draw_menu_right(app, reader, right_strip);
+    draw_right_panel(app, reader, rect_t{right.x0, right.y0, right.x1, right_strip.y0});
+    ui_set_clip(ui, window);
+    ui_apply_cursor(ui);
+}

@@ -1,0 +1,18 @@
+// The window's frame: a movable split into a left and a right side, a strip of
+// buttons on top of each, and below the strip the side's panel.
+#pragma once
+
+#include "base/rect.h"
+#include "platform/window.h"
+
+struct app_t;
+struct reader_t;
+
+// One frame of the whole window, with the input of this frame.
+void window_content(app_t* app, reader_t* reader, const input_frame_t* input);
+void draw_menu_right(app_t* app, reader_t* reader, rect_t rect);
+void draw_right_panel(app_t* app, reader_t* reader, rect_t rect);
+void draw_help(app_t* app, reader_t* reader, rect_t rect);
+void draw_log(app_t* app, reader_t* reader, rect_t rect);
+// The log panel with its view at the left edge.
+void show_log(app_t* app);
