@@ -2,6 +2,8 @@
 // buttons and keys, the panel switch, and the add feed panel's requests.
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <sstream>
@@ -75,16 +77,29 @@ protected:
         ASSERT_NE(c, nullptr) << text << " in " << drawn_text();
         click_at(c->x + 4, c->y + 2);
     }
-    // The add feed panel's first box, ready for typing.
-    void focus_address_box() {
+    // A box of the add feed panel, below the line that says what goes in it, ready
+    // for typing.
+    void focus_box_under(const char* line) {
         program.panel.right_panel = panel_right_add_feed;
         frame();
-        const batch_command_t* c = drawn("URL to a RSS feed, Atom feed or youtube channel.");
+        const batch_command_t* c = drawn(line);
         ASSERT_NE(c, nullptr) << drawn_text();
         click_at(c->x + 40, c->y - 16);
     }
+    void focus_address_box() { focus_box_under("URL to a RSS feed, Atom feed or youtube channel."); }
+    void enter() {
+        input_key(&program.window, key_return, true, 0, 0, 1);
+        input_text(&program.window, 13);
+        frame();
+        input_key(&program.window, key_return, false, 0, 0, 2);
+        frame();
+    }
+    // A few characters a frame, as a person types.
     void type(const char* text) {
-        for (const char* p = text; *p; p++) input_text(&program.window, (u8)*p);
+        for (const char* p = text; *p; p++) {
+            input_text(&program.window, (u8)*p);
+            if ((p - text) % 8 == 7) frame();
+        }
         frame();
     }
     u32 queries_used() {
@@ -157,6 +172,33 @@ TEST_F(WindowFrames, EnterInTheFirstBoxQueuesTheAddress) {
     EXPECT_EQ(queries_used(), 1u);
     input_key(&program.window, key_return, false, 0, 0, 2);
     frame();
+}
+
+TEST_F(WindowFrames, EnterInTheListPathReadsTheFileOfAddresses) {
+    std::string list = folder + "/feeds.txt";
+    std::ofstream(list) << "http://127.0.0.1:1/a.xml\n\n  http://127.0.0.1:1/b.xml\n";
+    focus_box_under("Path to a text file containing a list of URLs to RSS feed, Atom feed or youtube channel.");
+    type(list.c_str());
+    input_key(&program.window, key_return, true, 0, 0, 1);
+    input_text(&program.window, 13);
+    frame();
+    EXPECT_EQ(queries_used(), 2u);
+    input_key(&program.window, key_return, false, 0, 0, 2);
+    frame();
+}
+
+TEST_F(WindowFrames, ExportWithAnEmptyPathWritesListTxtOnTheDesktop) {
+    std::string desktop = folder + "/Desktop";
+    ASSERT_EQ(mkdir(desktop.c_str(), 0700), 0);
+    data_t saved = program.app.desktop_path;
+    program.app.desktop_path = data_from_size(desktop.size(), desktop.c_str());
+    focus_box_under("Path to a text file to export a list of URLs from the feed added in the application.");
+    enter();  // does nothing in this box
+    EXPECT_NE(access((desktop + "/list.txt").c_str(), F_OK), 0);
+    click_text("Export");
+    program.app.desktop_path = saved;
+    EXPECT_EQ(access((desktop + "/list.txt").c_str(), F_OK), 0);
+    EXPECT_EQ(program.panel.add_feed_export_path.used, 0u);
 }
 
 TEST_F(WindowFrames, TheF4LabelCountsQueuedLinks) {
