@@ -60,6 +60,9 @@ bool os_process_start(char** argv, const char* working_directory, bool wait, i32
 // The desktop's dialog for one file (zenity, else kdialog): 1 with the chosen path
 // in `buffer`, 0 when cancelled, -1 when neither is installed.
 i32 os_file_choose(char* buffer, u64 size);
+// The Exec line of the desktop entry that opens http links: 1 with it in `buffer`,
+// 0 when there is none, -1 when xdg-mime isn't installed.
+i32 os_default_http_command(char* buffer, u64 size);
 
 // Clocks.
 u64 os_ticks();

@@ -277,6 +277,51 @@ i32 os_file_choose(char* buffer, u64 size) {
     return -1;
 }
 
+// The Exec line of a desktop entry found in the usual data folders.
+static bool desktop_entry_exec(const char* entry, char* buffer, u64 size) {
+    char folders[4096];
+    const char* data_home = getenv("XDG_DATA_HOME");
+    const char* home = getenv("HOME");
+    const char* data_dirs = getenv("XDG_DATA_DIRS");
+    if (data_home && data_home[0]) {
+        snprintf(folders, sizeof(folders), "%s:", data_home);
+    } else {
+        snprintf(folders, sizeof(folders), "%s/.local/share:", home ? home : "");
+    }
+    u64 used = strlen(folders);
+    snprintf(folders + used, sizeof(folders) - used, "%s",
+             data_dirs && data_dirs[0] ? data_dirs : "/usr/local/share:/usr/share");
+    for (char* folder = strtok(folders, ":"); folder; folder = strtok(nullptr, ":")) {
+        char path[4096];
+        snprintf(path, sizeof(path), "%s/applications/%s", folder, entry);
+        FILE* file = fopen(path, "r");
+        if (!file) continue;
+        char line[2048];
+        bool found = false;
+        while (!found && fgets(line, sizeof(line), file)) {
+            if (strncmp(line, "Exec=", 5) != 0) continue;
+            u64 length = strcspn(line + 5, "\r\n");
+            if (length >= size) length = size - 1;
+            memcpy(buffer, line + 5, length);
+            buffer[length] = 0;
+            found = true;
+        }
+        fclose(file);
+        if (found) return true;
+    }
+    return false;
+}
+
+i32 os_default_http_command(char* buffer, u64 size) {
+    char program[] = "xdg-mime", query[] = "query", kind[] = "default", scheme[] = "x-scheme-handler/http";
+    char* argv[] = {program, query, kind, scheme, nullptr};
+    char entry[1024];
+    bool started = false;
+    buffer[0] = 0;
+    if (!os_process_first_line(argv, entry, sizeof(entry), &started)) return started ? 0 : -1;
+    return desktop_entry_exec(entry, buffer, size) ? 1 : 0;
+}
+
 // Clocks -----------------------------------------------------------------------
 
 u64 os_ticks() {

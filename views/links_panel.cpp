@@ -4,9 +4,12 @@
 
 #include "app/app.h"
 #include "base/format.h"
+#include "base/log.h"
 #include "base/text.h"
+#include "gfx/draw.h"
 #include "layout/layout.h"
 #include "net/block_storage.h"
+#include "platform/os.h"
 #include "profiler/profiler.h"
 #include "store/reader.h"
 #include "ui/ui_button.h"
@@ -15,13 +18,9 @@
 #include "views/links_panel.h"
 #include "views/text_view.h"
 
-// The box edits a copy; the text goes back at once, into its own block when it is
-// large enough, else into a new one from block storage.
-static void target_text_box(ui_t* ui, pair_t id, rect_t box, data_t* text, u64 capacity) {
-    u8 buffer[1024];
-    data_t edit = data_make(capacity < sizeof(buffer) ? capacity : sizeof(buffer), 0, buffer);
-    data_push_string(&edit, text->bytes, text->used < edit.reserved ? text->used : edit.reserved);
-    ui_text_box(ui, id, box, &edit, 1);
+// Into the text's own block when it is large enough, else into a new one from
+// block storage; a block that the reader's strings hold is never freed.
+static void target_text_store(data_t* text, data_t edit) {
     if (edit.used == text->used && (edit.used == 0 || memcmp(edit.bytes, text->bytes, edit.used) == 0)) return;
     if (text->reserved < edit.used || !block_storage_contains(&block_storage, text->bytes)) {
         u64 size = edit.used + 1;
@@ -36,10 +35,76 @@ static void target_text_box(ui_t* ui, pair_t id, rect_t box, data_t* text, u64 c
     text->used = edit.used;
 }
 
+// The box edits a copy; the text goes back at once.
+static void target_text_box(ui_t* ui, pair_t id, rect_t box, data_t* text, u64 capacity) {
+    u8 buffer[1024];
+    data_t edit = data_make(capacity < sizeof(buffer) ? capacity : sizeof(buffer), 0, buffer);
+    data_push_string(&edit, text->bytes, text->used < edit.reserved ? text->used : edit.reserved);
+    ui_text_box(ui, id, box, &edit, 1);
+    target_text_store(text, edit);
+}
+
+// The desktop's handler of http links, or an empty executable when there is none.
+static void executable_from_default(link_target_t* target) {
+    char command[1024];
+    i32 found = os_default_http_command(command, sizeof(command));
+    if (found < 0) {
+        log_paragraph_start(log_user);
+        log_write_c_string(log_user, "xdg-mime was not found: the default program for links is unknown.\n");
+    }
+    target_text_store(&target->executable, data_from_size(found > 0 ? text_length(command) : 0, command));
+}
+
 static f32 button_width_of(ui_t* ui, data_t text) {
     const ui_style_t* style = &ui_theme.button;
     f32 width = layout_get_single_line_size(ui_font(ui, 1), text.bytes, text.used, codepoint_invalid).width;
     return ceilf(width + style->margin[2] + style->margin[3] + style->padding[2] + style->padding[3]);
+}
+
+// One row per queued link, from `top` down while above `bottom`; gives the lowest
+// edge drawn. A row under the mouse takes the hover colour as a whole.
+static f32 links_rows(app_t* app, link_target_t* target, pair_t id, f32 x0, f32 x1, f32 top, f32 bottom) {
+    ui_t* ui = app->ui;
+    const font_t* font = ui_font(ui, 1);
+    f32 row = ceilf(font->size + 6);
+    f32 open = button_width_of(ui, data_literal("Open")), remove = button_width_of(ui, data_literal("X"));
+    data_t* queue = &target->queue;
+    u64 i = 0;
+    u32 index = 0;
+    while (i < queue->used && top - row >= bottom) {
+        while (i < queue->used && queue->bytes[i] == ' ') i++;
+        if (i == queue->used) break;
+        u64 start = i;
+        while (i < queue->used && queue->bytes[i] != ' ') i++;
+        data_t link = data_from_size(i - start, queue->bytes + start);
+        index += 1;
+        pair_t row_id = pair_push(id, 16 + (i64)index);
+        rect_t box = {x0, top - row, x1, top};
+        rect_t open_box = {x1 - 1 - remove - 2 - open, box.y0, x1 - 1 - remove - 2, box.y1};
+        rect_t remove_box = {x1 - 1 - remove, box.y0, x1 - 1, box.y1};
+        bool hot = ui_hit_test(ui, row_id, box) || ui_is_hot(ui, pair_push(row_id, 1)) ||
+                   ui_is_hot(ui, pair_push(row_id, 2));
+        if (hot) draw_rect(ui->draw, draw_layer_normal, box, colour_t{0.79f, 0.32f, 0, 1});
+        f32 room = rect_width(box) - 1 - 2 - open - 2 - remove - 1;
+        u8 fitted_bytes[1024];
+        data_t fitted = data_make(sizeof(fitted_bytes), 0, fitted_bytes);
+        data_t shown = data_from_size(link.used < sizeof(fitted_bytes) - 8 ? link.used : sizeof(fitted_bytes) - 8,
+                                      link.bytes);
+        layout_fit_single_line(font, shown, codepoint_invalid, room, &fitted, nullptr, layout_fit_no_ellipsis);
+        if (fitted.used < link.used) data_push_c_string(&fitted, "\xE2\x80\xA6");
+        static const f32 padding[4] = {3, 0, 1, 0};
+        text_view_draw(ui, &app->scratch, box, padding, 1, fitted, colour_white, 0, 0, 0);
+        bool opened = ui_button(ui, pair_push(row_id, 1), open_box, data_literal("Open"), 1);
+        bool removed = ui_button(ui, pair_push(row_id, 2), remove_box, data_literal("X"), 1);
+        top -= row;
+        if (opened) link_open(link, target);
+        // The queue moved under the rows still to come: they follow next frame.
+        if (removed) {
+            link_queue_remove(target, link);
+            break;
+        }
+    }
+    return top;
 }
 
 void draw_links(app_t* app, reader_t* reader, rect_t rect) {
@@ -63,7 +128,10 @@ void draw_links(app_t* app, reader_t* reader, rect_t rect) {
         text_view_draw(ui, &app->scratch, line, padding, 1, data_literal("Executable:"), colour_white, 0, 0, 0);
         rect_t box = {line.x0 + label, line.y0, line.x1 - 2 - os_default, line.y1};
         target_text_box(ui, pair_push(id, 2), box, &target->executable, 1024);
-        ui_button(ui, pair_push(id, 3), rect_t{box.x1 + 2, line.y0, line.x1, line.y1}, data_literal("Get OS default"), 1);
+        if (ui_button(ui, pair_push(id, 3), rect_t{box.x1 + 2, line.y0, line.x1, line.y1},
+                      data_literal("Get OS default"), 1)) {
+            executable_from_default(target);
+        }
         line.y1 = line.y0 - 5, line.y0 = line.y1 - row;
         ui_check_box_label(ui, pair_push(id, 4), rect_t{line.x0, line.y0, line.x1, line.y1}, &target->queue_enabled,
                            data_literal("Queue links and open them all later."), 1);
@@ -81,6 +149,8 @@ void draw_links(app_t* app, reader_t* reader, rect_t rect) {
         if (ui_button(ui, pair_push(id, 6), rect_t{x, line.y0, x + remove_all, line.y1}, data_literal("Remove all"), 1)) {
             link_queue_clear(target);
         }
+        line.y1 = line.y0 - 5;
+        line.y0 = links_rows(app, target, id, line.x0, line.x1, line.y1, rest.y0);
         rest.y1 = line.y0 - 20;
     }
 }

@@ -211,6 +211,21 @@ TEST_F(WindowFrames, TheF4LabelCountsQueuedLinks) {
     target->queue_enabled = 0;
 }
 
+TEST_F(WindowFrames, TheLinksPanelListsAQueueAndItsXRemovesALink) {
+    link_target_t* target = &program.reader.link_targets[0];
+    target->queue_enabled = 1;
+    link_queue_append(target, data_literal("http://a.example/1"));
+    link_queue_append(target, data_literal("http://a.example/2"));
+    tap(key_f3);
+    frame();
+    EXPECT_NE(drawn("2 queued links"), nullptr) << drawn_text();
+    EXPECT_NE(drawn("http://a.example/2"), nullptr) << drawn_text();
+    click_text("X");
+    EXPECT_EQ(std::string((char*)target->queue.bytes, target->queue.used), "http://a.example/2");
+    link_queue_clear(target);
+    target->queue_enabled = 0;
+}
+
 TEST_F(WindowFrames, TheLogPanelShowsTheUserChannel) {
     log_paragraph_start(log_user);
     log_write_c_string(log_user, "Error while retrieving feed: a test line\n");
