@@ -2,4 +2,5 @@
 // the implementation is compiled once, in platform/truetype.cpp.
 #pragma once
 
+#include <stb/stb_rect_pack.h>
 #include <stb/stb_truetype.h>
