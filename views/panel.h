@@ -41,6 +41,16 @@ struct panel_t {
     u8 add_feed_address_bytes[1024];
     u8 add_feed_list_path_bytes[1024];
     u8 add_feed_export_path_bytes[1024];
+    // The feed list.
+    f32 list_scroll;      // pixels from the list's top, never negative
+    panel_scroll_t entry_scroll;  // the entry and feed views' scroll
+    u32 content_parsed;   // the selected entry's HTML is parsed
+    u32 keyboard_moved;   // the keyboard moved the selection in this frame
+    u32 show_empty;       // "Show empty"
+    u32 deleted_filter;   // 0 "Feeds", 1 "Deleted", 2 "Both"
+    // The feed view's "URI: " box, filled with the feed's address on selection.
+    data_t uri_buffer;
+    u8 uri_buffer_bytes[4096];
 };
 
 // The log panel, as F7 shows it, from its left edge.

@@ -1,0 +1,412 @@
+// The feed list's logic: the keyboard, the per-frame counts and the scrolling. It
+// walks the pools directly every frame and keeps nothing of its own between frames.
+#include "views/view_list.h"
+
+#include "app/app.h"
+#include "base/text.h"
+#include "net/queries.h"
+#include "platform/window.h"
+#include "store/reader.h"
+#include "ui/ui_core.h"
+#include "views/links.h"
+#include "views/panel.h"
+
+list_masks_t list_masks(u32 deleted_filter) {
+    const u32 deleted = record_deleted_flag;
+    list_masks_t masks = {};
+    masks.entry_required = deleted_filter == 1 ? deleted : 0u;
+    masks.entry_allowed = deleted_filter == 2 ? deleted : 0u;
+    masks.feed_allowed = (deleted_filter == 1 || deleted_filter == 2) ? deleted : 0u;
+    return masks;
+}
+
+bool feed_is_shown(const feed_t* feed, const panel_t* panel, u32 entry_rows, u32 updating) {
+    bool deleted = feed_is_deleted(feed);
+    switch (panel->deleted_filter) {
+        case 0: return !deleted && (entry_rows != 0 || panel->show_empty || updating);
+        case 1: return deleted || entry_rows != 0;
+        case 2: return entry_rows != 0 || deleted || panel->show_empty || updating;
+        default: return false;
+    }
+}
+
+bool entry_is_shown(const entry_t* entry, const panel_t* panel) {
+    if (entry->generation < panel->generation_min || entry->generation > panel->generation_max) return false;
+    switch (panel->deleted_filter) {
+        case 0: return !entry_is_deleted(entry);
+        case 1: return entry_is_deleted(entry);
+        default: return true;
+    }
+}
+
+void panel_reset(app_t* app) {
+    panel_t* panel = app->panel;
+    panel->right_panel = panel_right_selection;
+    panel->content_parsed = 0;
+    if (panel->selected_feed && !panel->selected_entry) {
+        data_t address = panel->selected_feed->address;
+        u64 size = address.used < sizeof(panel->uri_buffer_bytes) ? address.used : sizeof(panel->uri_buffer_bytes);
+        if (size) bytes_copy(panel->uri_buffer_bytes, address.bytes, size);
+        panel->uri_buffer = data_make(sizeof(panel->uri_buffer_bytes), size, panel->uri_buffer_bytes);
+    }
+}
+
+data_t list_entry_link(reader_t* reader, const entry_t* entry) {
+    if (entry_kind(entry) == record_kind_rss) return entry->rss.link;
+    return reader_atom_link_by_rel(reader, entry->id, entry->atom.link_count, atom_owner_entry, atom_rel_alternate);
+}
+
+// ---------------------------------------------------------------------------
+// Keys
+
+// The walks with the panel's range and filter filled in.
+struct list_walk_t {
+    reader_t* reader;
+    u32 first, last;
+    list_masks_t masks;
+
+    entry_t* first_entry(feed_t* feed) const {
+        return feed_first_entry(reader, feed, first, last, masks.entry_required, masks.entry_allowed);
+    }
+    entry_t* last_entry(feed_t* feed) const {
+        return feed_last_entry(reader, feed, first, last, masks.entry_required, masks.entry_allowed);
+    }
+    entry_t* next_entry(feed_t* feed, entry_t* entry) const {
+        return feed_next_entry(reader, feed, entry, first, last, masks.entry_required, masks.entry_allowed);
+    }
+    entry_t* previous_entry(feed_t* feed, entry_t* entry) const {
+        return feed_previous_entry(reader, feed, entry, first, last, masks.entry_required, masks.entry_allowed);
+    }
+    feed_t* first_feed(bool show_empty) const {
+        return reader_first_feed(reader, show_empty, first, last, 0, masks.feed_allowed, masks.entry_required,
+                                 masks.entry_allowed);
+    }
+    feed_t* last_feed(bool show_empty) const {
+        return reader_last_feed(reader, show_empty, first, last, 0, masks.feed_allowed, masks.entry_required,
+                                masks.entry_allowed);
+    }
+    feed_t* next_feed(feed_t* feed, bool show_empty) const {
+        return reader_next_feed(reader, feed, show_empty, first, last, 0, masks.feed_allowed, masks.entry_required,
+                                masks.entry_allowed);
+    }
+    feed_t* previous_feed(feed_t* feed, bool show_empty) const {
+        return reader_previous_feed(reader, feed, show_empty, first, last, 0, masks.feed_allowed,
+                                    masks.entry_required, masks.entry_allowed);
+    }
+};
+
+static void scroll_reset(panel_t* panel) { panel->entry_scroll = panel_scroll_t{0, 0}; }
+
+// Up and Down share their shape: step inside the feed, else into the neighbouring feed.
+static void key_step(panel_t* panel, const list_walk_t& walk, bool down) {
+    feed_t* feed = panel->selected_feed;
+    if (!feed) {
+        feed = walk.first_feed(false);
+        panel->selected_feed = feed;
+        panel->selected_entry = walk.first_entry(feed);
+        return;
+    }
+    if (!panel->selected_entry) {
+        panel->selected_entry = down ? walk.first_entry(feed) : walk.last_entry(feed);
+        return;
+    }
+    entry_t* entry = down ? walk.next_entry(feed, panel->selected_entry) : walk.previous_entry(feed, panel->selected_entry);
+    if (!entry) {
+        feed_t* other = down ? walk.next_feed(feed, false) : walk.previous_feed(feed, false);
+        if (other) {
+            panel->selected_feed = other;
+            entry = down ? walk.first_entry(other) : walk.last_entry(other);
+        }
+    }
+    if (entry) {
+        panel->selected_entry = entry;
+        scroll_reset(panel);
+    }
+}
+
+static void key_page(panel_t* panel, const list_walk_t& walk, bool down, bool shift) {
+    bool show_empty = panel->show_empty != 0;
+    feed_t* feed = panel->selected_feed;
+    if (shift) {
+        if (!feed) {
+            panel->selected_feed = down ? walk.first_feed(show_empty) : walk.last_feed(show_empty);
+        } else if (!panel->selected_entry) {
+            feed_t* other = down ? walk.next_feed(feed, show_empty) : walk.previous_feed(feed, show_empty);
+            if (!other) other = down ? walk.first_feed(show_empty) : walk.last_feed(show_empty);
+            panel->selected_feed = other;
+        }
+        panel->selected_entry = nullptr;
+        return;
+    }
+    if (feed) {
+        feed_t* other = down ? walk.next_feed(feed, show_empty) : walk.previous_feed(feed, show_empty);
+        if (other) {
+            panel->selected_feed = other;
+            panel->selected_entry = walk.first_entry(other);
+        }
+    } else {
+        feed = down ? walk.first_feed(show_empty) : walk.last_feed(show_empty);
+        panel->selected_feed = feed;
+        panel->selected_entry = walk.first_entry(feed);
+    }
+}
+
+static void list_key_delete(panel_t* panel, const list_walk_t& walk, bool shift) {
+    reader_t* reader = walk.reader;
+    feed_t* feed = panel->selected_feed;
+    entry_t* entry = panel->selected_entry;
+    if (entry) {
+        feed_t* next_feed = feed;
+        entry_t* next = walk.next_entry(feed, entry);
+        if (!next) next = walk.previous_entry(feed, entry);
+        if (!next) {
+            next_feed = walk.next_feed(feed, false);
+            if (next_feed) {
+                next = walk.first_entry(next_feed);
+            } else {
+                next_feed = walk.previous_feed(feed, false);
+                next = walk.last_entry(next_feed);
+            }
+        }
+        if (entry_is_deleted(entry)) {
+            reader_remove_entry(reader, entry, feed);
+        } else {
+            entry_mark_deleted(entry);
+        }
+        panel->selected_feed = next_feed;
+        panel->selected_entry = next_feed ? next : nullptr;
+        scroll_reset(panel);
+        return;
+    }
+    if (!shift) {
+        panel->keyboard_moved = 0;
+        return;
+    }
+    bool show_empty = panel->show_empty != 0;
+    feed_t* next_feed = walk.next_feed(feed, show_empty);
+    entry_t* next = nullptr;
+    if (next_feed) {
+        next = walk.first_entry(next_feed);
+    } else {
+        next_feed = walk.previous_feed(feed, show_empty);
+        next = walk.last_entry(next_feed);
+    }
+    if (feed_is_deleted(feed)) {
+        reader_remove_feed(reader, feed);
+    } else {
+        feed_mark_deleted(reader, feed);
+    }
+    panel->selected_feed = next_feed;
+    panel->selected_entry = next;
+    scroll_reset(panel);
+}
+
+static void list_key_backspace(panel_t* panel, reader_t* reader, bool shift) {
+    feed_t* feed = panel->selected_feed;
+    if (panel->selected_entry) {
+        ASSERT(feed);
+        if (feed_is_deleted(feed)) feed_restore(reader, feed, false);
+        entry_clear_deleted(panel->selected_entry);
+    } else if (feed) {
+        feed_restore(reader, feed, shift);
+    }
+}
+
+void list_handle_keys(app_t* app, reader_t* reader, const input_frame_t* input) {
+    panel_t* panel = app->panel;
+    panel->keyboard_moved = 0;
+    if (app->ui && ui_any_active(app->ui)) return;
+
+    list_walk_t walk = {reader, panel->generation_min, panel->generation_max, list_masks(panel->deleted_filter)};
+    feed_t* old_feed = panel->selected_feed;
+    entry_t* old_entry = panel->selected_entry;
+    bool shift = input_down(input, key_shift);
+
+    if (input_pressed_or_repeated(input, key_up)) {
+        panel->keyboard_moved = 1;
+        key_step(panel, walk, false);
+    } else if (input_pressed_or_repeated(input, key_down)) {
+        panel->keyboard_moved = 1;
+        key_step(panel, walk, true);
+    } else if (input_pressed_or_repeated(input, key_page_up)) {
+        panel->keyboard_moved = 1;
+        key_page(panel, walk, false, shift);
+    } else if (input_pressed_or_repeated(input, key_page_down)) {
+        panel->keyboard_moved = 1;
+        key_page(panel, walk, true, shift);
+    } else if (input_pressed_or_repeated(input, key_home)) {
+        panel->keyboard_moved = 1;
+        panel->selected_entry = walk.first_entry(panel->selected_feed);
+    } else if (input_pressed_or_repeated(input, key_end)) {
+        panel->keyboard_moved = 1;
+        panel->selected_entry = walk.last_entry(panel->selected_feed);
+    } else if (input_pressed_or_repeated(input, key_delete)) {
+        // With nothing selected there is nothing to delete, and nothing moved.
+        if (panel->selected_feed) {
+            panel->keyboard_moved = 1;
+            list_key_delete(panel, walk, shift);
+        }
+    } else if (input_pressed(input, key_return)) {
+        if (panel->selected_entry) {
+            link_open_for_feed(reader, panel->selected_feed, list_entry_link(reader, panel->selected_entry));
+        }
+    } else if (input_pressed(input, key_backspace)) {
+        list_key_backspace(panel, reader, shift);
+    }
+
+    if (panel->selected_feed != old_feed || panel->selected_entry != old_entry) panel_reset(app);
+}
+
+// ---------------------------------------------------------------------------
+// Counting
+
+list_counts_t* list_count(app_t* app, reader_t* reader) {
+    panel_t* panel = app->panel;
+    u64 slots = reader->feeds.max_entry_count;
+    list_counts_t* counts = (list_counts_t*)data_push(&app->scratch, sizeof(list_counts_t), 8);
+    u32* arrays = (u32*)data_push(&app->scratch, slots * 2 * sizeof(u32), 8);
+    ASSERT(counts && (arrays || slots == 0));
+    *counts = list_counts_t{};
+    counts->selected_feed_row = list_not_recorded;
+    counts->selected_entry_row = list_not_recorded;
+    counts->selected_entry_index = list_not_recorded;
+    counts->feed_entry_rows = arrays;
+    counts->feed_updating = arrays + slots;
+    counts->slots = slots;
+    for (u64 i = 0; i < slots * 2; i++) arrays[i] = 0;
+
+    pool_t* entries = &reader->entries;
+    u32 feeds_seen = 0;
+    for (u32 slot = 0; slot < slots && feeds_seen < reader->feeds.entry_count; slot++) {
+        feed_t* feed = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), slot);
+        if (!feed_is_alive(feed)) continue;
+        feeds_seen++;
+        u32 rows = 0, own = 0, entry_index = list_not_recorded;
+        for (u32 i = 0; i < entries->max_entry_count && own < feed->entry_count; i++) {
+            entry_t* entry = (entry_t*)pool_at(entries, sizeof(entry_t), i);
+            if (!entry_is_alive(entry) || entry->feed_id != feed->id) continue;
+            own++;
+            if (!entry_is_shown(entry, panel)) continue;
+            if (panel->keyboard_moved && entry == panel->selected_entry) entry_index = rows;
+            rows++;
+        }
+        ASSERT(own == feed->entry_count);
+        u32 updating = app->queries && query_table_has_feed(app->queries, app->query_count, feed->id) ? 1 : 0;
+        // An entry of a feed that isn't shown (a merge can bring new entries into a
+        // deleted feed) has no row to scroll to.
+        if (!feed_is_shown(feed, panel, rows, updating)) continue;
+        if (entry_index != list_not_recorded) {
+            counts->selected_entry_index = entry_index;
+            counts->selected_entry_row = counts->entry_rows + entry_index;
+        }
+        counts->feed_entry_rows[slot] = rows;
+        counts->feed_updating[slot] = updating;
+        if (panel->keyboard_moved && feed == panel->selected_feed) {
+            counts->selected_feed_row = counts->feed_rows;
+            counts->selected_feed_slot = slot;
+            counts->rows_before_selected_feed = counts->entry_rows;
+        }
+        counts->feed_rows++;
+        counts->entry_rows += rows;
+    }
+    ASSERT(feeds_seen == reader->feeds.entry_count);
+    return counts;
+}
+
+f32 list_total_height(const list_counts_t* counts) {
+    if (counts->feed_rows == 0) return 0;
+    return (f32)counts->feed_rows * list_feed_block_height + (f32)(counts->feed_rows - 1) * list_block_gap +
+           (f32)counts->entry_rows * list_entry_row_height;
+}
+
+// ---------------------------------------------------------------------------
+// Scrolling
+
+void list_scroll_update(panel_t* panel, const list_counts_t* counts, f32 panel_height, f32 wheel_steps) {
+    if (wheel_steps != 0) {
+        panel->list_scroll -= wheel_steps * list_entry_row_height * 3;
+        if (panel->list_scroll < 0) panel->list_scroll = 0;
+    }
+    if (counts->selected_feed_row != list_not_recorded) {
+        f32 feed_top = (f32)counts->selected_feed_row * (list_feed_block_height + list_block_gap);
+        if (counts->selected_entry_row == list_not_recorded) {
+            f32 block = list_feed_block_height +
+                        list_entry_row_height * (f32)counts->feed_entry_rows[counts->selected_feed_slot];
+            f32 top = feed_top + (f32)counts->rows_before_selected_feed * list_entry_row_height;
+            if (top + block - panel->list_scroll >= panel_height) panel->list_scroll = top - panel_height + block;
+            if (top < panel->list_scroll) panel->list_scroll = top;
+        } else {
+            f32 top = feed_top + list_feed_row_height + (f32)counts->selected_entry_row * list_entry_row_height;
+            f32 row_in_panel = top - panel->list_scroll;
+            if (row_in_panel + list_entry_row_height > panel_height - list_scroll_margin) {
+                panel->list_scroll = top - panel_height + list_entry_row_height + list_scroll_margin;
+            } else if (row_in_panel < list_scroll_margin) {
+                panel->list_scroll = top - list_scroll_margin;
+            }
+        }
+    } else {
+        ASSERT(counts->selected_entry_row == list_not_recorded);
+    }
+    f32 most = list_total_height(counts) - panel_height;
+    if (most < 0) most = 0;
+    if (panel->list_scroll > most) panel->list_scroll = most;
+    if (panel->list_scroll < 0) panel->list_scroll = 0;
+}
+
+// ---------------------------------------------------------------------------
+// The generation bar's actions
+
+static void selection_clear(panel_t* panel) {
+    panel->selected_feed = nullptr;
+    panel->selected_entry = nullptr;
+}
+
+void list_generation_action(app_t* app, reader_t* reader, u32 order) {
+    panel_t* panel = app->panel;
+    list_masks_t masks = list_masks(panel->deleted_filter);
+    u32 required = masks.entry_required, allowed = masks.entry_allowed;
+    u32 current = reader->generation;
+    switch (order) {
+        case 1:
+            panel->generation_min = panel->generation_max = reader_next_generation(reader, 0, required, allowed);
+            selection_clear(panel);
+            break;
+        case 2:
+        case 3:
+            if (panel->generation_min != 0) {
+                panel->generation_min = reader_previous_generation(reader, panel->generation_min, required, allowed);
+            }
+            if (order == 3) {
+                panel->generation_max = panel->generation_min;
+                selection_clear(panel);
+            }
+            break;
+        case 4:
+            panel->generation_min = reader_next_generation(reader, 0, required, allowed);
+            panel->generation_max = reader_previous_generation(reader, current + 1, required, allowed);
+            selection_clear(panel);
+            break;
+        case 5:
+        case 6:
+            if (panel->generation_max < current) {
+                panel->generation_max = reader_next_generation(reader, panel->generation_max, required, allowed);
+            }
+            if (order == 5) {
+                panel->generation_min = panel->generation_max;
+                selection_clear(panel);
+            }
+            break;
+        case 7:
+            panel->generation_min = panel->generation_max =
+                reader_previous_generation(reader, current + 1, required, allowed);
+            selection_clear(panel);
+            break;
+        default: break;
+    }
+}
+
+void list_toggle_show_empty(app_t* app, reader_t*) {
+    panel_t* panel = app->panel;
+    panel->show_empty = !panel->show_empty;
+    if (panel->selected_feed && panel->selected_feed->entry_count == 0) selection_clear(panel);
+}
