@@ -7,10 +7,12 @@
 
 #include "base/format.h"
 #include "base/text.h"
+#include "app/app.h"
 #include "layout/layout.h"
 #include "ui/ui_button.h"
 #include "ui/ui_list.h"
 #include "ui/ui_text_box.h"
+#include "views/panel_draw.h"
 
 static const char* const demo_buttons[] = {"Count a click"};
 static const char* const demo_choices[] = {"Small text", "Body text", "Titles", "Fixed pitch"};
@@ -101,9 +103,34 @@ static rect_t widget_row(ui_t* ui, demo_panel_t* panel, rect_t rect) {
     return rect_t{rect.x0 + 10, rect.y0 + 10, rect.x1 - 10, line.y0 - 6};
 }
 
-// Where the long text goes.
+// The long text through the passes: measured, then the bars decide and take input,
+// then it is drawn.
 static void text_view(ui_t* ui, demo_panel_t* panel, data_t* memory, rect_t rect) {
     ui_draw_rect(ui_layer_t{ui->draw, draw_layer_normal}, rect, ui_theme.text_box.fill[ui_state_normal]);
+    const f32 padding[4] = {8, 8, 8, 8};
+    layout_t layout;
+    layout_create(&layout, memory, ui->fonts, rect, panel->scroll.x, panel->scroll.y, padding);
+    u32 font = panel->font < 4 ? (u32)panel->font : 1;
+    while (layout_pass_start(&layout)) {
+        ui_set_mode(ui, ui_mode_from_layout(&layout));
+        ui_layout_scroll_bars(&panel->scroll, ui, &layout, rect);
+        if (layout_pass_ready(&layout, 0)) continue;
+        layout_set_font(&layout, font);
+        // Wrapped text never needs a horizontal bar, even in the pass that measured it
+        // wider, before the vertical bar took its room.
+        if (panel->wrap) {
+            layout_set_flags(&layout, layout_flag_no_horizontal_bar);
+            layout_set_wrap(&layout, 0, layout.width - padding[2] - padding[3], layout_wrap_eat_space);
+        }
+        layout_string(&layout, panel->text);
+        layout_finish(&layout);
+    }
+    ui_set_mode(ui, ui_mode_both);
+    app_t context = {};
+    context.ui = ui;
+    context.draw = ui->draw;
+    if (ui->draw) panel_draw_items(&context, nullptr, &layout);
+    ui_set_clip(ui, ui->screen);
 }
 
 void demo_panel_draw(ui_t* ui, demo_panel_t* panel, data_t* memory, rect_t rect) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "ui/ui_core.h"
+#include "ui/ui_layout_bars.h"
 
 struct demo_panel_t {
     const char* const* buttons;  // labels, one button each; the first counts clicks
@@ -17,6 +18,7 @@ struct demo_panel_t {
     u8 line_bytes[256];
     data_t line;  // the text box's text
     u32 last_key;  // what the text box returned last (Return, Escape, Tab)
+    scroll_offsets_t scroll;
     data_t text;  // the long text
 };
 
