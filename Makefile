@@ -11,7 +11,7 @@ PACKAGES := build-essential cmake ninja-build pkg-config python3 \
 	libcurl4-openssl-dev libglfw3-dev libgl-dev libx11-dev libfontconfig-dev libstb-dev \
 	fonts-dejavu-core xdg-utils xdg-user-dirs desktop-file-utils \
 	xvfb xauth xdotool x11-apps libgl1-mesa-dri \
-	libgumbo-dev libxml2-dev newsboat clang libclang-rt-14-dev
+	libgumbo-dev libxml2-dev newsboat clang libclang-rt-14-dev libimgui-dev
 
 ifeq ($(shell id -u),0)
 SUDO :=

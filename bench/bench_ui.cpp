@@ -1,0 +1,211 @@
+// Processor time of one whole frame of the UI on the renderer that only queues: a
+// panel of eight buttons, a check box, a drop-down and a 20 000-word wrapped text
+// with a vertical scroll bar, laid out, drawn into batches and expanded into glyph
+// quads. The peer is Dear ImGui building the same widgets and text into its draw
+// lists without a backend, in the same run. Prints the medians and the ratio.
+#include <benchmark/benchmark.h>
+#include <imgui.h>
+
+#include <cstdio>
+#include <cmath>
+#include <cstring>
+#include <map>
+#include <string>
+
+#include "base/file.h"
+#include "gfx/draw.h"
+#include "gfx/renderer.h"
+#include "layout/layout.h"
+#include "platform/fonts.h"
+#include "platform/window.h"
+#include "store/codepoint_set.h"
+#include "views/demo_panel.h"
+
+namespace {
+
+const f32 screen_width = 1280, screen_height = 720;
+
+// 20 000 words in paragraphs of about 90, the same each run.
+std::string words_make() {
+    static const char* const words[] = {"the", "reader", "feeds", "quickly", "window", "entry", "generation",
+                                        "of", "and", "layout", "text", "draws", "every", "frame", "Newsloom",
+                                        "kerning", "widgets", "To", "typography", "paragraph", "scroll", "bar"};
+    std::string text;
+    u32 seed = 12345;
+    for (int i = 0; i < 20000; i++) {
+        seed = seed * 1103515245 + 12345;
+        text += words[(seed >> 16) % (sizeof(words) / sizeof(words[0]))];
+        text += (i % 90 == 89) ? "\n\n" : " ";
+    }
+    return text;
+}
+
+std::string font_path(const char* family) {
+    char path[4096];
+    if (!font_file_find(family, path, sizeof(path))) return std::string();
+    return path;
+}
+
+const char* const button_labels[8] = {"Update all", "Update selected", "Add feed", "Links",
+                                      "Log",        "Help",            "Save",     "Quit"};
+const char* const choices[4] = {"Small text", "Body text", "Titles", "Fixed pitch"};
+
+// Newsloom: the UI on the stub window and the queue-only renderer.
+struct ours_t {
+    font_set_t fonts;
+    u32 codepoints[256];
+    window_t window;
+    renderer_t render;
+    draw_t draw;
+    ui_t ui;
+    data_t frame_memory;
+    demo_panel_t panel;
+    std::string text;
+};
+
+ours_t* ours_make(const std::string& text) {
+    static ours_t o;
+    o.text = text;
+    memcpy(o.codepoints, codepoint_defaults.values, sizeof(codepoint_defaults.values));
+    file_error_t error = 0;
+    std::string sans = font_path("DejaVu Sans");
+    data_t face = file_read_all(data_from_size(sans.size(), sans.data()), false, &error);
+    font_set_create(&o.fonts, data_allocate(0x500000));
+    for (f32 size : {14.0f, 16.0f, 20.0f, 12.0f}) font_load(&o.fonts, face, size, o.codepoints, codepoint_default_count, 0);
+    font_build(&o.fonts);
+    window_create_stub(&o.window, (i32)screen_width, (i32)screen_height);
+    gl_renderer_create(&o.render, (i32)screen_width, (i32)screen_height, renderer_alpha_blending, false);
+    draw_create(&o.draw, &o.render, &o.fonts, 1920, 1080, 0);
+    ui_create(&o.ui, data_allocate(ui_widget_memory_size), &o.window);
+    ui_bind_draw(&o.ui, &o.draw);
+    o.frame_memory = data_allocate(MIB(16));
+    data_t init_memory = data_allocate(MIB(1));
+    demo_panel_init(&o.panel, &init_memory);
+    o.panel.buttons = button_labels;
+    o.panel.button_count = 8;
+    o.panel.choices = choices;
+    o.panel.choice_count = 4;
+    o.panel.with_text_box = 0;
+    o.panel.text = data_from_size(o.text.size(), o.text.data());
+    // The mouse rests over the first button, as it would while the user reads.
+    o.window.mouse_x = 60;
+    o.window.mouse_y = (i32)screen_height - 20;
+    return &o;
+}
+
+void ours_frame(ours_t* o) {
+    input_frame_t input;
+    window_input_frame(&o->window, &input);
+    data_clear(&o->frame_memory);
+    draw_frame_begin(&o->draw, input.width, input.height, false);
+    ui_frame_begin(&o->ui, &input);
+    demo_panel_draw(&o->ui, &o->panel, &o->frame_memory, rect_t{0, 0, screen_width, screen_height});
+    draw_frame_end(&o->draw);
+}
+
+void bench_newsloom(benchmark::State& state, const std::string* text) {
+    static ours_t* o = ours_make(*text);
+    ours_frame(o);
+    for (auto _ : state) ours_frame(o);
+    u32 glyphs = 0;
+    for (u32 i = 0; i < o->render.batch_count; i++) glyphs += o->render.batches[i].vertex_count / 4;
+    state.counters["quads"] = glyphs;
+}
+
+// Dear ImGui: the same panel into its draw lists; no backend renders them.
+struct peer_t {
+    ImGuiContext* context;
+    std::string text;
+    bool wrap = true;
+    int choice = 1;
+};
+
+peer_t* peer_make(const std::string& text) {
+    static peer_t p;
+    p.text = text;
+    p.context = ImGui::CreateContext();
+    ImGuiIO& io = ImGui::GetIO();
+    io.DisplaySize = ImVec2(screen_width, screen_height);
+    io.IniFilename = nullptr;
+    std::string sans = font_path("DejaVu Sans");
+    io.Fonts->AddFontFromFileTTF(sans.c_str(), 16.0f);
+    io.Fonts->AddFontFromFileTTF(sans.c_str(), 14.0f);
+    unsigned char* pixels;
+    int width, height;
+    io.Fonts->GetTexDataAsAlpha8(&pixels, &width, &height);
+    io.MousePos = ImVec2(60, 20);
+    return &p;
+}
+
+void peer_frame(peer_t* p) {
+    ImGuiIO& io = ImGui::GetIO();
+    io.DeltaTime = 1.0f / 60.0f;
+    ImGui::NewFrame();
+    ImGui::SetNextWindowPos(ImVec2(0, 0));
+    ImGui::SetNextWindowSize(io.DisplaySize);
+    ImGui::Begin("panel", nullptr, ImGuiWindowFlags_NoDecoration | ImGuiWindowFlags_NoMove);
+    ImGui::PushFont(io.Fonts->Fonts[1]);
+    for (int i = 0; i < 8; i++) {
+        if (i > 0) ImGui::SameLine();
+        ImGui::Button(button_labels[i]);
+    }
+    ImGui::Checkbox("Wrap the text", &p->wrap);
+    ImGui::SameLine();
+    ImGui::SetNextItemWidth(200);
+    ImGui::Combo("Font", &p->choice, choices, 4);
+    ImGui::PopFont();
+    ImGui::BeginChild("text", ImVec2(0, 0), false, ImGuiWindowFlags_AlwaysVerticalScrollbar);
+    ImGui::PushTextWrapPos(0.0f);
+    ImGui::TextUnformatted(p->text.data(), p->text.data() + p->text.size());
+    ImGui::PopTextWrapPos();
+    ImGui::EndChild();
+    ImGui::End();
+    ImGui::Render();
+}
+
+void bench_imgui(benchmark::State& state, const std::string* text) {
+    static peer_t* p = peer_make(*text);
+    peer_frame(p);
+    for (auto _ : state) peer_frame(p);
+    int vertices = ImGui::GetDrawData()->TotalVtxCount;
+    state.counters["quads"] = vertices / 4;
+}
+
+struct median_reporter_t : benchmark::ConsoleReporter {
+    std::map<std::string, double> cpu, real;
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const Run& run : runs) {
+            if (run.aggregate_name != "median") continue;
+            cpu[run.run_name.function_name] = run.GetAdjustedCPUTime();
+            real[run.run_name.function_name] = run.GetAdjustedRealTime();
+        }
+        ConsoleReporter::ReportRuns(runs);
+    }
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    static std::string text = words_make();
+    if (font_path("DejaVu Sans").empty()) {
+        fprintf(stderr, "bench_ui: no DejaVu Sans (fonts-dejavu-core)\n");
+        return 1;
+    }
+    benchmark::RegisterBenchmark("newsloom/ui_frame", bench_newsloom, &text)
+        ->Unit(benchmark::kMicrosecond)
+        ->Repetitions(9)
+        ->ReportAggregatesOnly(true);
+    benchmark::RegisterBenchmark("imgui/ui_frame", bench_imgui, &text)
+        ->Unit(benchmark::kMicrosecond)
+        ->Repetitions(9)
+        ->ReportAggregatesOnly(true);
+    benchmark::Initialize(&argc, argv);
+    median_reporter_t reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    double ours = reporter.cpu["newsloom/ui_frame"], peer = reporter.cpu["imgui/ui_frame"];
+    if (ours > 0 && peer > 0) {
+        printf("\nmedian cpu time of one UI frame: newsloom %.1f us  imgui %.1f us  ratio newsloom/imgui %.2f\n",
+               ours, peer, ours / peer);
+    }
+    return 0;
+}
