@@ -1,6 +1,7 @@
 // The window's frame, the right side's strip of buttons and its panel switch, and
 // the two simplest panels: help and the log.
 #include "views/window_content.h"
+#include "views/view_list.h"
 
 #include <cfloat>
 #include <cmath>
@@ -55,12 +56,12 @@ static bool key_pressed(const ui_t* ui, u32 key) {
     return input_pressed(&ui->input, key) || input_transitions(&ui->input, key) >= 2;
 }
 
-static f32 button_height(const ui_t* ui, u32 font) {
+f32 button_height(const ui_t* ui, u32 font) {
     const ui_style_t* style = &ui_theme.button;
     return ui_font(ui, font)->size + style->margin[0] + style->margin[1] + style->padding[0] + style->padding[1];
 }
 
-static f32 button_width(const ui_t* ui, data_t text, u32 font) {
+f32 button_width(const ui_t* ui, data_t text, u32 font) {
     const ui_style_t* style = &ui_theme.button;
     f32 width = layout_get_single_line_size(ui_font(ui, font), text.bytes, text.used, codepoint_invalid).width;
     return ceilf(width + style->margin[2] + style->margin[3] + style->padding[2] + style->padding[3]);
@@ -174,9 +175,6 @@ void draw_right_panel(app_t* app, reader_t* reader, rect_t rect) {
     }
 }
 
-// The left side's strip and panel come with the feed list.
-static void draw_menu_left(app_t*, reader_t*, rect_t) {}
-static void draw_left_panel(app_t*, reader_t*, rect_t) {}
 
 void window_content(app_t* app, reader_t* reader, const input_frame_t* input) {
     PROFILE_ZONE(window_content);

@@ -10,6 +10,10 @@ struct reader_t;
 
 // One frame of the whole window, with the input of this frame.
 void window_content(app_t* app, reader_t* reader, const input_frame_t* input);
+struct ui_t;
+// A button's size for its label in the strips' style, in whole pixels for the width.
+f32 button_height(const ui_t* ui, u32 font);
+f32 button_width(const ui_t* ui, data_t text, u32 font);
 void draw_menu_right(app_t* app, reader_t* reader, rect_t rect);
 void draw_right_panel(app_t* app, reader_t* reader, rect_t rect);
 void draw_help(app_t* app, reader_t* reader, rect_t rect);
