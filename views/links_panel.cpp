@@ -16,6 +16,7 @@
 #include "ui/ui_text_box.h"
 #include "views/links.h"
 #include "views/links_panel.h"
+#include "views/panel.h"
 #include "views/text_view.h"
 
 // Into the text's own block when it is large enough, else into a new one from
@@ -107,18 +108,44 @@ static f32 links_rows(app_t* app, link_target_t* target, pair_t id, f32 x0, f32 
     return top;
 }
 
+static const char links_help[] =
+    "\nThis panel is used to configure how links are opened, and visualize queued links.\n\nAfter setting up an "
+    "executable and configuration name here, you need to assign it to the desired feeds by clicking on a feed in the "
+    "left panel and selecting the desired configuration.\n\nAn empty executable line means that the configuration "
+    "will use the default application from the operating system.\n\n[Get OS default] retrieves the default "
+    "operating system executable path, file name and parameters used to open links. However, this application "
+    "doesn't use the \"%u\" or \"%U\" notation (you can/should remove it), and will only append links at the end, "
+    "separated by spaces.\n\nQueuing links prevents the application to loose focus each time you open a link and "
+    "waits to open all links at the same time. If you don't open the links manually, they will be opened when the "
+    "application closes.\n\nIf you want to use queued links, you'll most likely need to set up an executable, by "
+    "clicking [Get OS default] and removing everything after the executable name.\n\n";
+
 void draw_links(app_t* app, reader_t* reader, rect_t rect) {
     PROFILE_ZONE(draw_links);
     ui_t* ui = app->ui;
+    panel_t* panel = app->panel;
     static const f32 padding[4] = {0, 0, 0, 0};
-    rect_t rest = {floorf(rect.x0) + 4, floorf(rect.y0) + 4, floorf(rect.x1) - 4, floorf(rect.y1) - 4};
+    // The wheel moves the panel by rows; the content's height is known from the
+    // frame before.
+    static f32 content_height;
+    f32 view_height = rect_height(rect);
+    if (ui->input.wheel != 0 && rect_contains(rect, ui->mouse[0], ui->mouse[1])) {
+        panel->links_scroll.y -= ui->input.wheel * 60;
+    }
+    f32 range = content_height > view_height ? content_height - view_height : 0;
+    panel->links_scroll.y = floorf(panel->links_scroll.y < 0 ? 0 : panel->links_scroll.y > range ? range : panel->links_scroll.y);
+    rect_t rest = {floorf(rect.x0) + 4, floorf(rect.y0) + 4, floorf(rect.x1) - 4,
+                   floorf(rect.y1) - 4 + panel->links_scroll.y};
+    f32 start = rest.y1;
     text_view_t title = text_view_draw(ui, &app->scratch, rest, padding, 2, data_literal("Links"), colour_white, 1, 0, 0);
-    rest.y1 = floorf(rest.y1 - title.content_height - 5);
+    rest.y1 = floorf(rest.y1 - title.content_height);
+    text_view_t help = text_view_draw(ui, &app->scratch, rest, padding, 1, data_literal(links_help), colour_white, 1, 0, 0);
+    rest.y1 = floorf(rest.y1 - help.content_height + 10);
     f32 row = ceilf(ui_font(ui, 1)->size + 8);
     f32 label = ceilf(layout_get_single_line_size(ui_font(ui, 1), (const u8*)"Executable:", 11, codepoint_invalid).width) + 4;
     f32 os_default = button_width_of(ui, data_literal("Get OS default"));
     f32 open_all = button_width_of(ui, data_literal("Open all")), remove_all = button_width_of(ui, data_literal("Remove all"));
-    for (u32 i = 0; i < reader_link_target_count && rest.y1 - 3 * row > rest.y0; i++) {
+    for (u32 i = 0; i < reader_link_target_count; i++) {
         link_target_t* target = &reader->link_targets[i];
         pair_t id = pair_push(UI_ID(), (i64)i + 1);
         rect_t line = {rest.x0, rest.y1 - row, rest.x1, rest.y1};
@@ -150,7 +177,13 @@ void draw_links(app_t* app, reader_t* reader, rect_t rect) {
             link_queue_clear(target);
         }
         line.y1 = line.y0 - 5;
-        line.y0 = links_rows(app, target, id, line.x0, line.x1, line.y1, rest.y0);
+        line.y0 = links_rows(app, target, id, line.x0, line.x1, line.y1, rect.y0 - content_height - 1000);
         rest.y1 = line.y0 - 20;
+        if (i + 1 < reader_link_target_count) {
+            draw_rect(ui->draw, draw_layer_normal, rect_t{rest.x0, rest.y1 - 2, rest.x1, rest.y1},
+                      colour_t{0.5f, 0.5f, 0.5f, 1});
+            rest.y1 -= 22;
+        }
     }
+    content_height = start - rest.y1 + 8;
 }
