@@ -16,6 +16,7 @@
 #include "ui/ui_text_box.h"
 #include "views/panel.h"
 #include "views/text_view.h"
+#include "views/window_content.h"
 
 static const char add_feed_help[] =
     "\nWhen specifying a youtube link, it's recommended to use a link specifying a channel id. They look like: \n\n"
@@ -75,13 +76,6 @@ static void path_field_init(data_t* field, u8* bytes, u64 size) {
     if (field->reserved == 0) *field = data_make(size - 1, 0, bytes);
 }
 
-static f32 label_width(ui_t* ui, const char* text) {
-    const ui_style_t* style = &ui_theme.button;
-    data_t label = data_from_size(text_length(text), text);
-    f32 width = layout_get_single_line_size(ui_font(ui, 1), label.bytes, label.used, codepoint_invalid).width;
-    return ceilf(width + style->margin[2] + style->margin[3] + style->padding[2] + style->padding[3]);
-}
-
 // A line of text at the top of `*rest`, which loses it and 5 below.
 static void text_line(app_t* app, rect_t* rest, u32 font, data_t text) {
     static const f32 padding[4] = {0, 0, 0, 0};
@@ -98,7 +92,8 @@ void draw_add_feed(app_t* app, reader_t* reader, rect_t rect) {
                     sizeof(panel->add_feed_list_path_bytes));
     path_field_init(&panel->add_feed_export_path, panel->add_feed_export_path_bytes,
                     sizeof(panel->add_feed_export_path_bytes));
-    f32 add = label_width(ui, "Add"), browse = label_width(ui, "Browse"), export_width = label_width(ui, "Export");
+    f32 add = button_width(ui, data_literal("Add"), 1), browse = button_width(ui, data_literal("Browse"), 1);
+    f32 export_width = button_width(ui, data_literal("Export"), 1);
     f32 row = ceilf(ui_font(ui, 1)->size + ui_theme.text_box.margin[0] + ui_theme.text_box.margin[1] +
                     ui_theme.text_box.padding[0] + ui_theme.text_box.padding[1]);
     rect_t rest = {floorf(rect.x0) + 4, floorf(rect.y0) + 4, floorf(rect.x1) - 4, floorf(rect.y1) - 4};

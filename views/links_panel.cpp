@@ -18,6 +18,7 @@
 #include "views/links_panel.h"
 #include "views/panel.h"
 #include "views/text_view.h"
+#include "views/window_content.h"
 
 // Into the text's own block when it is large enough, else into a new one from
 // block storage; a block that the reader's strings hold is never freed.
@@ -56,19 +57,13 @@ static void executable_from_default(link_target_t* target) {
     target_text_store(&target->executable, data_from_size(found > 0 ? text_length(command) : 0, command));
 }
 
-static f32 button_width_of(ui_t* ui, data_t text) {
-    const ui_style_t* style = &ui_theme.button;
-    f32 width = layout_get_single_line_size(ui_font(ui, 1), text.bytes, text.used, codepoint_invalid).width;
-    return ceilf(width + style->margin[2] + style->margin[3] + style->padding[2] + style->padding[3]);
-}
-
 // One row per queued link, from `top` down while above `bottom`; gives the lowest
 // edge drawn. A row under the mouse takes the hover colour as a whole.
 static f32 links_rows(app_t* app, link_target_t* target, pair_t id, f32 x0, f32 x1, f32 top, f32 bottom) {
     ui_t* ui = app->ui;
     const font_t* font = ui_font(ui, 1);
     f32 row = ceilf(font->size + 6);
-    f32 open = button_width_of(ui, data_literal("Open")), remove = button_width_of(ui, data_literal("X"));
+    f32 open = button_width(ui, data_literal("Open"), 1), remove = button_width(ui, data_literal("X"), 1);
     data_t* queue = &target->queue;
     u64 i = 0;
     u32 index = 0;
@@ -143,8 +138,8 @@ void draw_links(app_t* app, reader_t* reader, rect_t rect) {
     rest.y1 = floorf(rest.y1 - help.content_height + 10);
     f32 row = ceilf(ui_font(ui, 1)->size + 8);
     f32 label = ceilf(layout_get_single_line_size(ui_font(ui, 1), (const u8*)"Executable:", 11, codepoint_invalid).width) + 4;
-    f32 os_default = button_width_of(ui, data_literal("Get OS default"));
-    f32 open_all = button_width_of(ui, data_literal("Open all")), remove_all = button_width_of(ui, data_literal("Remove all"));
+    f32 os_default = button_width(ui, data_literal("Get OS default"), 1);
+    f32 open_all = button_width(ui, data_literal("Open all"), 1), remove_all = button_width(ui, data_literal("Remove all"), 1);
     for (u32 i = 0; i < reader_link_target_count; i++) {
         link_target_t* target = &reader->link_targets[i];
         pair_t id = pair_push(UI_ID(), (i64)i + 1);
