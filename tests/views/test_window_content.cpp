@@ -226,6 +226,43 @@ TEST_F(WindowFrames, TheLinksPanelListsAQueueAndItsXRemovesALink) {
     target->queue_enabled = 0;
 }
 
+// F4 and the window's closing open every queue of a queueing target; a target
+// switched off keeps its queue.
+TEST_F(WindowFrames, F4AndClosingOpenTheQueues) {
+    std::string script = folder + "/record.sh", record = folder + "/arguments";
+    std::ofstream(script) << "#!/bin/sh\necho \"$@\" >> " << record << "\n";
+    chmod(script.c_str(), 0755);
+    link_target_t* on = &program.reader.link_targets[1];
+    link_target_t* off = &program.reader.link_targets[2];
+    on->executable = off->executable = data_from_size(script.size(), script.c_str());
+    on->queue_enabled = 1;
+    link_queue_append(on, data_literal("http://a/1"));
+    link_queue_append(off, data_literal("http://b/1"));
+    tap(key_f4);
+    EXPECT_EQ(on->queue.used, 0u);
+    link_queue_append(on, data_literal("http://a/2"));
+    program.window.quit_requested = 1;
+    frame();
+    EXPECT_EQ(on->queue.used, 0u);
+    EXPECT_EQ(off->queue.used, 10u);
+    std::string recorded;
+    for (int i = 0; i < 300 && recorded.size() < 22; i++) {
+        usleep(10000);
+        std::ifstream in(record);
+        std::stringstream all;
+        all << in.rdbuf();
+        recorded = all.str();
+    }
+    EXPECT_NE(recorded.find("http://a/1\n"), std::string::npos) << recorded;
+    EXPECT_NE(recorded.find("http://a/2\n"), std::string::npos) << recorded;
+    EXPECT_EQ(recorded.find("http://b/1"), std::string::npos) << recorded;
+    link_queue_clear(off);
+    on->executable = off->executable = data_t{};
+    on->queue_enabled = 0;
+    program.window.quit_requested = 0;
+    program.window.running = 1;
+}
+
 TEST_F(WindowFrames, TheLogPanelShowsTheUserChannel) {
     log_paragraph_start(log_user);
     log_write_c_string(log_user, "Error while retrieving feed: a test line\n");
