@@ -212,6 +212,14 @@ static void list_key_backspace(panel_t* panel, reader_t* reader, bool shift) {
     }
 }
 
+// A quick tap can go down and up within one frame: it still counts as a press.
+static bool key_press(const input_frame_t* input, u32 key) {
+    return input_pressed(input, key) || input_transitions(input, key) >= 2;
+}
+static bool key_press_or_repeat(const input_frame_t* input, u32 key) {
+    return key_press(input, key) || (input->keys[key] & key_bit_repeat);
+}
+
 void list_handle_keys(app_t* app, reader_t* reader, const input_frame_t* input) {
     panel_t* panel = app->panel;
     panel->keyboard_moved = 0;
@@ -222,35 +230,35 @@ void list_handle_keys(app_t* app, reader_t* reader, const input_frame_t* input) 
     entry_t* old_entry = panel->selected_entry;
     bool shift = input_down(input, key_shift);
 
-    if (input_pressed_or_repeated(input, key_up)) {
+    if (key_press_or_repeat(input, key_up)) {
         panel->keyboard_moved = 1;
         key_step(panel, walk, false);
-    } else if (input_pressed_or_repeated(input, key_down)) {
+    } else if (key_press_or_repeat(input, key_down)) {
         panel->keyboard_moved = 1;
         key_step(panel, walk, true);
-    } else if (input_pressed_or_repeated(input, key_page_up)) {
+    } else if (key_press_or_repeat(input, key_page_up)) {
         panel->keyboard_moved = 1;
         key_page(panel, walk, false, shift);
-    } else if (input_pressed_or_repeated(input, key_page_down)) {
+    } else if (key_press_or_repeat(input, key_page_down)) {
         panel->keyboard_moved = 1;
         key_page(panel, walk, true, shift);
-    } else if (input_pressed_or_repeated(input, key_home)) {
+    } else if (key_press_or_repeat(input, key_home)) {
         panel->keyboard_moved = 1;
         panel->selected_entry = walk.first_entry(panel->selected_feed);
-    } else if (input_pressed_or_repeated(input, key_end)) {
+    } else if (key_press_or_repeat(input, key_end)) {
         panel->keyboard_moved = 1;
         panel->selected_entry = walk.last_entry(panel->selected_feed);
-    } else if (input_pressed_or_repeated(input, key_delete)) {
+    } else if (key_press_or_repeat(input, key_delete)) {
         // With nothing selected there is nothing to delete, and nothing moved.
         if (panel->selected_feed) {
             panel->keyboard_moved = 1;
             list_key_delete(panel, walk, shift);
         }
-    } else if (input_pressed(input, key_return)) {
+    } else if (key_press(input, key_return)) {
         if (panel->selected_entry) {
             link_open_for_feed(reader, panel->selected_feed, list_entry_link(reader, panel->selected_entry));
         }
-    } else if (input_pressed(input, key_backspace)) {
+    } else if (key_press(input, key_backspace)) {
         list_key_backspace(panel, reader, shift);
     }
 

@@ -41,7 +41,7 @@ void draw_menu_left(app_t* app, reader_t* reader, rect_t rect) {
         if (clicked || bar_key(ui, keys[i], shifts[i])) list_generation_action(app, reader, i + 1);
     }
     // H works even while a text box is being typed in.
-    if (input_pressed(&ui->input, key_letter_h)) list_toggle_show_empty(app, reader);
+    if (input_pressed(&ui->input, key_letter_h) || input_transitions(&ui->input, key_letter_h) >= 2) list_toggle_show_empty(app, reader);
 
     const data_t show_empty = data_literal("Show empty");
     const font_t* face = ui_font(ui, 1);
