@@ -263,11 +263,28 @@ TEST_F(WindowFrames, F4AndClosingOpenTheQueues) {
     program.window.running = 1;
 }
 
+TEST_F(WindowFrames, AutoScrollKeepsTheLogAtItsEnd) {
+    for (int i = 0; i < 300; i++) log_write_c_string(log_user, "A line of the log panel to scroll past.\n");
+    tap(key_f7);
+    frame();
+    EXPECT_EQ(program.panel.log_scroll.y, 0);  // off at start
+    program.panel.log_auto_scroll = 1;
+    frame();
+    f32 end = program.panel.log_scroll.y;
+    EXPECT_GT(end, 1000);
+    program.panel.log_scroll.y = 0;  // as a drag of the bar would
+    frame();
+    EXPECT_EQ(program.panel.log_scroll.y, end);
+    program.panel.log_auto_scroll = 0;
+}
+
 TEST_F(WindowFrames, TheLogPanelShowsTheUserChannel) {
     log_paragraph_start(log_user);
     log_write_c_string(log_user, "Error while retrieving feed: a test line\n");
+    program.panel.log_auto_scroll = 1;  // the channel outlives the tests before
     tap(key_f7);
     frame();
+    program.panel.log_auto_scroll = 0;
     EXPECT_NE(drawn_text().find("a test line"), std::string::npos) << drawn_text();
     EXPECT_NE(drawn("Auto scroll."), nullptr);
 }
