@@ -1,6 +1,7 @@
 // The window's frame, the right side's strip of buttons and its panel switch, and
 // the two simplest panels: help and the log.
 #include "views/window_content.h"
+#include "views/view_feed.h"
 #include "views/view_list.h"
 
 #include <cfloat>
@@ -164,9 +165,21 @@ void draw_log(app_t* app, reader_t* reader, rect_t rect) {
 void draw_right_panel(app_t* app, reader_t* reader, rect_t rect) {
     ui_set_clip(app->ui, rect);
     switch (app->panel->right_panel) {
-        // The entry and feed views take the selection once they exist; until then
-        // and with nothing selected it is the help.
-        case panel_right_selection: draw_help(app, reader, rect); break;
+        // A feed alone shows its settings; the entry view takes entries once it
+        // exists; with nothing selected it is the help.
+        case panel_right_selection: {
+            feed_t* feed = app->panel->selected_feed;
+            if (feed && !app->panel->selected_entry) {
+                if (feed_kind(feed) == record_kind_atom) {
+                    draw_feed_atom(app, reader, rect);
+                } else {
+                    draw_feed_rss(app, reader, rect);
+                }
+            } else {
+                draw_help(app, reader, rect);
+            }
+            break;
+        }
         case panel_right_help: draw_help(app, reader, rect); break;
         case panel_right_add_feed: draw_add_feed(app, reader, rect); break;
         case panel_right_links: draw_links(app, reader, rect); break;

@@ -66,6 +66,13 @@ protected:
         }
         return nullptr;
     }
+    entry_t* entry_at_first_feed() {
+        for (u32 i = 0; i < program.reader.entries.max_entry_count; i++) {
+            entry_t* e = (entry_t*)pool_at(&program.reader.entries, sizeof(entry_t), i);
+            if (entry_is_alive(e) && e->feed_id == feeds[0]->id) return e;
+        }
+        return nullptr;
+    }
     std::string title(data_t text, u64 length) { return to_string(text).substr(0, length); }
 };
 
@@ -117,6 +124,43 @@ TEST_F(ListFrames, AnUpdatingFeedSaysSoAndTheBarKeysMoveTheRange) {
     tap(key_letter_h);
     EXPECT_EQ(program.panel.show_empty, 1u);
     EXPECT_NE(drawn_starting("Show empty"), nullptr);
+}
+
+TEST_F(ListFrames, TheFeedViewsButtonRestoresEveryEntry) {
+    tap(key_page_down);
+    tap(key_page_up);  // back to the first feed, then to it alone
+    program.panel.selected_entry = nullptr;
+    frame();
+    // One entry deleted by itself comes back with the feed too.
+    entry_mark_deleted(entry_at_first_feed());
+    const batch_command_t* button = drawn_starting("Delete feed");
+    ASSERT_NE(button, nullptr);
+    f32 x = button->x + 4, y = button->y + 2;
+    for (u32 round = 0; round < 2; round++) {
+        program.window.mouse_x = (i32)x, program.window.mouse_y = (i32)y;
+        frame();
+        input_button(&program.window, key_mouse_left, true, (i32)x, (i32)y, 0, 1);
+        frame();
+        input_button(&program.window, key_mouse_left, false, (i32)x, (i32)y, 0, 2);
+        frame();
+        EXPECT_EQ(program.panel.frame_requested, 1u);  // the button acts at release
+        frame();
+        EXPECT_EQ(program.panel.frame_requested, 0u);
+        feed_t* feed = program.panel.selected_feed;
+        ASSERT_NE(feed, nullptr);
+        if (round == 0) {
+            EXPECT_TRUE(feed_is_deleted(feed));
+            EXPECT_NE(drawn_starting("Restore feed"), nullptr);
+        } else {
+            EXPECT_FALSE(feed_is_deleted(feed));
+            for (u32 i = 0; i < program.reader.entries.max_entry_count; i++) {
+                entry_t* e = (entry_t*)pool_at(&program.reader.entries, sizeof(entry_t), i);
+                if (entry_is_alive(e) && e->feed_id == feed->id) {
+                    EXPECT_FALSE(entry_is_deleted(e));
+                }
+            }
+        }
+    }
 }
 
 }  // namespace
