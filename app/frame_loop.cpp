@@ -66,7 +66,8 @@ void frame_fonts_create(font_set_t* fonts, data_t font_memory, codepoint_set_t* 
 }
 
 void frame_render_create(renderer_t* render, draw_t* draw, window_t* window, font_set_t* fonts, u32 icon_texture) {
-    gl_renderer_create(render, window->width, window->height, renderer_alpha_blending, window->handle != nullptr);
+    gl_renderer_create(render, window->width, window->height, renderer_alpha_blending,
+                       window->handle ? render_backend_gl : render_backend_stub);
     draw_create(draw, render, fonts, window->screen_width, window->screen_height, icon_texture);
 }
 

@@ -42,8 +42,8 @@ void frame_window_create(window_t* window);
 // or DejaVu Sans Mono, at 12), loads and bakes them. A face that isn't found is an
 // empty font.
 void frame_fonts_create(font_set_t* fonts, data_t font_memory, codepoint_set_t* codepoints);
-// Renderer for the client size with alpha blending (one that only queues when there
-// is no window), and the frame's batches in it. `icon_texture` is the icon atlas
+// Renderer for the client size with alpha blending (on the stub that records when
+// there is no window), and the frame's batches in it. `icon_texture` is the icon atlas
 // (0 until the UI makes it).
 void frame_render_create(renderer_t* render, draw_t* draw, window_t* window, font_set_t* fonts, u32 icon_texture);
 // Composition, frame period and timer: the last steps of start-up.

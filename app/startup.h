@@ -29,7 +29,7 @@ struct program_t {
 };
 
 struct program_options_t {
-    // A stub window of this size and a renderer that only queues: no display, no GL.
+    // A stub window of this size and the renderer's recording stub: no display, no GL.
     u32 headless;
     i32 width, height;
 };

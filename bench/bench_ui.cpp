@@ -74,7 +74,7 @@ ours_t* ours_make(const std::string& text) {
     for (f32 size : {14.0f, 16.0f, 20.0f, 12.0f}) font_load(&o.fonts, face, size, o.codepoints, codepoint_default_count, 0);
     font_build(&o.fonts);
     window_create_stub(&o.window, (i32)screen_width, (i32)screen_height);
-    gl_renderer_create(&o.render, (i32)screen_width, (i32)screen_height, renderer_alpha_blending, false);
+    gl_renderer_create(&o.render, (i32)screen_width, (i32)screen_height, renderer_alpha_blending, render_backend_stub);
     draw_create(&o.draw, &o.render, &o.fonts, 1920, 1080, 0);
     ui_create(&o.ui, data_allocate(ui_widget_memory_size), &o.window);
     ui_bind_draw(&o.ui, &o.draw);

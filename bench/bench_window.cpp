@@ -67,7 +67,7 @@ void BM_ArticleFrame(benchmark::State& state) {
     static std::string article = article_make();
     const f32 width = 800, height = 680;
     renderer_t render;
-    gl_renderer_create(&render, 1280, 720, renderer_alpha_blending, false);
+    gl_renderer_create(&render, 1280, 720, renderer_alpha_blending, render_backend_stub);
     u32 glyphs = (u32)ceil(1080 / 14.0) * (1920 / 2);
     u32 text = gl_batch_create(&render, batch_type_text, gl_format(2, 1, 1, 4), glyphs, 78 * 5, &fonts->set, 0);
     data_t memory = data_allocate(MIB(16));

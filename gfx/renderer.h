@@ -1,6 +1,7 @@
 // Queued drawing: views append rectangles, images and text to batches during the
-// frame; at its end every batch becomes one vertex and index buffer and is drawn in
-// creation order through three small GLSL 150 programs.
+// frame; at its end a backend executes the list, every batch in creation order:
+// OpenGL through three small GLSL 150 programs, or a stub that records the commands
+// so that tests can read what a frame drew.
 #pragma once
 
 #include "base/data.h"
@@ -67,8 +68,9 @@ struct batch_command_t {
     u32 codepoints;
     u64 text_offset;
     u64 text_length;
-    f32 x, y;
-    u32 colour;
+    f32 x, y;     // a text's pen
+    rect_t rect;  // a quad's or image's
+    u32 colour;   // packed; a quad's is its first corner's
     i32 scissor[5];  // enabled, x, y, width, height
 };
 
@@ -95,6 +97,30 @@ struct batch_t {
 
 constexpr u32 renderer_batch_capacity = 16;
 
+// A type of its own, so that no stray bool or number picks a backend.
+enum render_backend_t : u32 {
+    render_backend_gl = 0,
+    render_backend_stub = 1,  // no context: records what it executes
+};
+
+constexpr u32 render_record_no_batch = 0xFFFFFFFF;
+
+// One command as the stub executed it, in drawing order. Quads and images that found
+// their batch full were never drawn and have no record; a text has one even when
+// none of its glyphs has ink.
+struct render_record_t {
+    u32 kind;   // the renderer's render_command_*, or a batch's batch_type_* or render_command_scissor
+    u32 batch;  // the batch's handle, or render_record_no_batch
+    rect_t rect;  // a quad or image; a scissor or viewport as x, y, x + width, y + height
+    u32 colour;   // packed as in the vertices; a clear's colour too
+    u32 enabled;  // a scissor
+    u32 texture;  // an image's, else the batch's own
+    u32 bytes_per_pixel;
+    u32 font;
+    f32 x, y;     // a text's pen
+    data_t text;  // a text's bytes, valid until the next frame begins
+};
+
 struct renderer_t {
     u32 command_count;
     data_t commands;     // 0x80000 bytes
@@ -107,7 +133,11 @@ struct renderer_t {
     u32 vertex_array;
     u32 flags;
     i32 width, height;
-    u32 gl_ready;  // 0 for a renderer that only queues (no context)
+    render_backend_t backend;
+    // The stub's records of the last frame it executed.
+    data_t records;
+    u32 record_count;
+    u32 records_dropped;
 };
 
 // Vertex format byte: bits 0-1 position components - 2, 4 colour, 8 uv, bits 4-5
@@ -117,8 +147,8 @@ u32 gl_format_vertex_words(u8 format);
 u32 gl_format_index_bytes(u8 format);
 u32 color_pack(colour_t colour);
 
-// With `with_gl` false the renderer only queues; tests use that without a context.
-void gl_renderer_create(renderer_t* renderer, i32 width, i32 height, u32 flags, bool with_gl = true);
+void gl_renderer_create(renderer_t* renderer, i32 width, i32 height, u32 flags,
+                        render_backend_t backend = render_backend_gl);
 // Gives the batch's handle (its index). `texture` is the batch's own texture (0 none).
 u32 gl_batch_create(renderer_t* renderer, u32 type, u8 format, u32 quad_capacity, u32 command_capacity,
                     font_set_t* fonts, u32 texture);
@@ -143,7 +173,19 @@ void gl_batch_image(batch_t* batch, rect_t rect, const rect_t* uv, const colour_
 void gl_batch_text(batch_t* batch, const u8* text, u64 length, u64 codepoints, f32 x, f32 y, u32 trim_first,
                    u32 font, colour_t colour);
 void gl_frame_end(renderer_t* renderer);
+// Expands the text and hands the command list to the backend.
 void gl_render(renderer_t* renderer);
+inline const render_record_t* render_records(const renderer_t* renderer) {
+    return (const render_record_t*)renderer->records.bytes;
+}
+
+// The backends.
+inline u32 batch_restart_value(const batch_t* batch) {
+    return batch->index_size == 4 ? 0xFFFFFFFFu : (batch->index_size == 2 ? 0xFFFFu : 0xFFu);
+}
+void render_gl_create(renderer_t* renderer);
+void render_gl_execute(renderer_t* renderer);
+void render_stub_execute(renderer_t* renderer);
 
 u32 gl_texture_create(const void* pixels, i32 width, i32 height, u32 bytes_per_pixel, u32 flags);
 void gl_texture_delete(u32* texture);

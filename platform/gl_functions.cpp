@@ -2,7 +2,7 @@
 // offers, the description of the context on log channel 1, and the debug callback.
 #include "base/log.h"
 #include "base/text.h"
-#include "platform/window.h"
+#include "platform/gl_functions.h"
 
 namespace gl_table {
 #define GL_TABLE_DEFINE(type, name) type name;

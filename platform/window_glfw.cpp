@@ -14,6 +14,7 @@
 
 #include "base/log.h"
 #include "base/text.h"
+#include "platform/gl_functions.h"
 #include "platform/wake.h"
 #include "platform/window.h"
 #include "profiler/profiler.h"

@@ -131,7 +131,7 @@ TEST(Font, NoFontFileIsAnEmptyFontThatStillLaysOut) {
 
     // The renderer queues and expands it to no quads at all.
     renderer_t render;
-    gl_renderer_create(&render, 200, 200, renderer_alpha_blending, false);
+    gl_renderer_create(&render, 200, 200, renderer_alpha_blending, render_backend_stub);
     u32 text = gl_batch_create(&render, batch_type_text, gl_format(2, 1, 1, 2), 100, 10, &set, 0);
     gl_frame_begin(&render);
     gl_batch_text(gl_batch(&render, text), (const u8*)"abc", 3, 0, 10, 10, 1, 0, colour_white);

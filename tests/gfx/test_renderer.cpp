@@ -27,7 +27,7 @@ TEST(Renderer, FormatByteAndVertexSize) {
 
 TEST(Renderer, QuadsGoInStripOrderWithRestart) {
     renderer_t render;
-    gl_renderer_create(&render, 100, 100, renderer_alpha_blending, false);
+    gl_renderer_create(&render, 100, 100, renderer_alpha_blending, render_backend_stub);
     u32 handle = gl_batch_create(&render, batch_type_quads, gl_format(2, 1, 0, 2), 2, 4, nullptr, 0);
     batch_t* batch = gl_batch(&render, handle);
     gl_frame_begin(&render);
@@ -52,9 +52,61 @@ TEST(Renderer, QuadsGoInStripOrderWithRestart) {
     EXPECT_EQ(batch->dropped, 0u);
 }
 
+// The stub executes what GL would: the renderer's own commands, then each batch's
+// in creation order, without the quads that found their batch full.
+TEST(Renderer, StubRecordsWhatAFrameExecutes) {
+    renderer_t render;
+    gl_renderer_create(&render, 200, 100, renderer_alpha_blending, render_backend_stub);
+    u32 quads = gl_batch_create(&render, batch_type_quads, gl_format(2, 1, 0, 2), 1, 4, nullptr, 0);
+    u32 text = gl_batch_create(&render, batch_type_text, gl_format(2, 1, 1, 2), 100, 10, &test_fonts()->set, 0);
+    u32 images = gl_batch_create(&render, batch_type_images, gl_format(2, 1, 1, 2), 10, 10, nullptr, 0);
+    const colour_t red = {1, 0, 0, 1};
+    for (u32 frame = 0; frame < 2; frame++) {  // each frame's records start afresh
+        gl_frame_begin(&render);
+        gl_clear(&render, colour_t{0, 0, 1, 1});
+        gl_renderer_scissor(&render, true, -5, 10, 50, 60);
+        gl_batch_text(gl_batch(&render, text), (const u8*)"  ", 2, 0, 7, 8, 0, 1, colour_white);  // no ink
+        gl_batch_rectangle(gl_batch(&render, quads), rect_t{1, 2, 3, 4}, nullptr, nullptr, red);
+        gl_scissor(gl_batch(&render, quads), false, 0, 0, 0, 0);
+        gl_batch_rectangle(gl_batch(&render, quads), rect_t{5, 6, 7, 8}, nullptr, nullptr, red);  // full
+        gl_batch_image(gl_batch(&render, images), rect_t{10, 20, 30, 40}, nullptr, nullptr, colour_white, 42, 3);
+        gl_frame_end(&render);
+    }
+    const u32 none = render_record_no_batch, white = color_pack(colour_white);
+    struct case_t {
+        u32 kind, batch;
+        rect_t rect;
+        u32 colour, enabled, texture;
+    } cases[] = {
+        {render_command_clear, none, {}, 0xFFFF0000u, 0, 0},
+        {render_command_scissor, none, {0, 10, 50, 70}, 0, 1, 0},
+        {batch_type_quads, quads, {1, 2, 3, 4}, 0xFF0000FFu, 0, 0},
+        {render_command_scissor, quads, {}, 0, 0, 0},
+        {batch_type_text, text, {}, white, 0, 0},
+        {batch_type_images, images, {10, 20, 30, 40}, white, 0, 42},
+    };
+    ASSERT_EQ(render.record_count, ARRAY_COUNT(cases));
+    for (u32 i = 0; i < ARRAY_COUNT(cases); i++) {
+        const render_record_t* r = &render_records(&render)[i];
+        const case_t& c = cases[i];
+        EXPECT_EQ(r->kind, c.kind) << i;
+        EXPECT_EQ(r->batch, c.batch) << i;
+        EXPECT_TRUE(rect_equal(r->rect, c.rect)) << i;
+        EXPECT_EQ(r->colour, c.colour) << i;
+        EXPECT_EQ(r->enabled, c.enabled) << i;
+        EXPECT_EQ(r->texture, c.texture) << i;
+    }
+    const render_record_t* words = &render_records(&render)[4];
+    EXPECT_EQ(std::string((const char*)words->text.bytes, words->text.used), "  ");
+    EXPECT_EQ(words->font, 1u);
+    EXPECT_EQ(words->x, 7);
+    EXPECT_EQ(words->y, 8);
+    EXPECT_EQ(render_records(&render)[5].bytes_per_pixel, 3u);
+}
+
 TEST(Renderer, TextExpandsToOneQuadPerInkedGlyph) {
     renderer_t render;
-    gl_renderer_create(&render, 400, 100, renderer_alpha_blending, false);
+    gl_renderer_create(&render, 400, 100, renderer_alpha_blending, render_backend_stub);
     font_set_t* set = &test_fonts()->set;
     u32 handle = gl_batch_create(&render, batch_type_text, gl_format(2, 1, 1, 2), 100, 10, set, 0);
     batch_t* batch = gl_batch(&render, handle);

@@ -1,5 +1,5 @@
 // Drives the UI headless, frame after frame: a stub window that takes synthetic
-// input, a renderer that only queues, the test fonts, and a clock the test sets.
+// input, the renderer's recording stub, the test fonts, and a clock the test sets.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -24,7 +24,7 @@ struct ui_harness_t {
 
     explicit ui_harness_t(i32 width = 640, i32 height = 480, u64 widget_memory_size = ui_widget_memory_size) {
         window_create_stub(&window, width, height);
-        gl_renderer_create(&render, width, height, renderer_alpha_blending, false);
+        gl_renderer_create(&render, width, height, renderer_alpha_blending, render_backend_stub);
         draw_create(&draw, &render, &test_fonts()->set, 1920, 1080, 0);
         rectangles = draw.rectangles[0], text = draw.text[0], icons = draw.icons[0];
         overlay_rectangles = draw.rectangles[1], overlay_text = draw.text[1], overlay_icons = draw.icons[1];
@@ -88,21 +88,8 @@ struct ui_harness_t {
         return count;
     }
     // The colour of the i-th command of a quad batch, as packed for its vertices.
-    u32 quad_colour(u32 handle, u32 i) {
-        batch_t* b = batch(handle);
-        u32 index = b->commands[i].first_index;
-        u32 vertex = b->index_size == 2 ? ((u16*)b->indices)[index] : ((u32*)b->indices)[index];
-        return *(u32*)(b->vertices + (u64)vertex * b->vertex_size + 8);
-    }
-    rect_t quad_rect(u32 handle, u32 i) {
-        batch_t* b = batch(handle);
-        u32 index = b->commands[i].first_index;
-        u32 vertex = b->index_size == 2 ? ((u16*)b->indices)[index] : ((u32*)b->indices)[index];
-        // The strip's first two corners are x0y1 and x0y0, its last x1y0.
-        f32* first = (f32*)(b->vertices + (u64)vertex * b->vertex_size);
-        f32* last = (f32*)(b->vertices + (u64)(vertex + 3) * b->vertex_size);
-        return rect_t{first[0], last[1], last[0], first[1]};
-    }
+    u32 quad_colour(u32 handle, u32 i) { return batch(handle)->commands[i].colour; }
+    rect_t quad_rect(u32 handle, u32 i) { return batch(handle)->commands[i].rect; }
     // The text of the i-th text command of a batch.
     std::string text_of(u32 handle, u32 i) {
         batch_t* b = batch(handle);

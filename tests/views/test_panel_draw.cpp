@@ -35,7 +35,7 @@ struct panel_draw_test_t {
     layout_t layout = {};
 
     panel_draw_test_t() {
-        gl_renderer_create(&render, 640, 480, renderer_alpha_blending, false);
+        gl_renderer_create(&render, 640, 480, renderer_alpha_blending, render_backend_stub);
         draw_create(&draw, &render, &font.set, 640, 480, 0);
         app.draw = &draw;
         gl_frame_begin(&render);

@@ -1,5 +1,6 @@
 // The program started headless and driven frame by frame: the right strip's
-// buttons and keys, the panel switch, and the add feed panel's requests.
+// buttons and keys, the panel switch, and the add feed panel's requests, read from
+// what the renderer's stub recorded as drawn.
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <sys/stat.h>
@@ -53,27 +54,27 @@ protected:
         input_button(&program.window, key_mouse_left, false, (i32)x, (i32)y, 0, 2);
         frame();
     }
-    // Where a text was drawn, and everything drawn, from the text batch.
-    const batch_command_t* drawn(const std::string& text) {
-        batch_t* b = gl_batch(&program.render, program.draw.text[draw_layer_normal]);
-        for (u32 i = 0; i < b->command_count; i++) {
-            const batch_command_t* c = &b->commands[i];
-            if (c->kind != batch_type_text) continue;
-            if (std::string((char*)b->text.bytes + c->text_offset, c->text_length) == text) return c;
+    // Where the last frame drew a text on the normal layer, and all it drew there.
+    static std::string text_of(const render_record_t* r) { return std::string((char*)r->text.bytes, r->text.used); }
+    const render_record_t* drawn(const std::string& text) {
+        for (u32 i = 0; i < program.render.record_count; i++) {
+            const render_record_t* r = &render_records(&program.render)[i];
+            if (r->kind == batch_type_text && r->batch == program.draw.text[draw_layer_normal] && text_of(r) == text) {
+                return r;
+            }
         }
         return nullptr;
     }
     std::string drawn_text() {
-        batch_t* b = gl_batch(&program.render, program.draw.text[draw_layer_normal]);
         std::string all;
-        for (u32 i = 0; i < b->command_count; i++) {
-            if (b->commands[i].kind != batch_type_text) continue;
-            all += std::string((char*)b->text.bytes + b->commands[i].text_offset, b->commands[i].text_length) + "|";
+        for (u32 i = 0; i < program.render.record_count; i++) {
+            const render_record_t* r = &render_records(&program.render)[i];
+            if (r->kind == batch_type_text && r->batch == program.draw.text[draw_layer_normal]) all += text_of(r) + "|";
         }
         return all;
     }
     void click_text(const std::string& text) {
-        const batch_command_t* c = drawn(text);
+        const render_record_t* c = drawn(text);
         ASSERT_NE(c, nullptr) << text << " in " << drawn_text();
         click_at(c->x + 4, c->y + 2);
     }
@@ -82,7 +83,7 @@ protected:
     void focus_box_under(const char* line) {
         program.panel.right_panel = panel_right_add_feed;
         frame();
-        const batch_command_t* c = drawn(line);
+        const render_record_t* c = drawn(line);
         ASSERT_NE(c, nullptr) << drawn_text();
         click_at(c->x + 40, c->y - 16);
     }
@@ -111,6 +112,12 @@ protected:
 
 TEST_F(WindowFrames, AFirstRunStartsAtAddFeedWithTheStripDrawn) {
     EXPECT_EQ(program.panel.right_panel, panel_right_add_feed);
+    // The frame began cleared to black, and nothing was lost on the way.
+    const render_record_t* first = render_records(&program.render);
+    ASSERT_GT(program.render.record_count, 2u);
+    EXPECT_EQ(first[1].kind, (u32)render_command_clear);
+    EXPECT_EQ(first[1].colour, color_pack(colour_black));
+    EXPECT_EQ(program.render.records_dropped, 0u);
     for (const char* label : {"Help (F1)", "Add feed (F2)", "Links (F3)", "Open queued links (F4) (0)",
                               "Update all (F5)", "Update selected (F6)"}) {
         EXPECT_NE(drawn(label), nullptr) << label << " in " << drawn_text();

@@ -10,6 +10,7 @@
 #include "gfx/renderer.h"
 #include "image/atlas.h"
 #include "layout/test_fonts.h"
+#include "platform/gl_functions.h"
 #include "platform/wake.h"
 #include "platform/window.h"
 #include "window/x_server.h"
