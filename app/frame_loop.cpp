@@ -18,6 +18,7 @@
 #include "platform/png.h"
 #include "profiler/profiler.h"
 #include "ui/ui_core.h"
+#include "views/demo_panel.h"
 #include "views/links.h"
 #include "views/window_content.h"
 
@@ -106,7 +107,13 @@ static void frame_content(frame_loop_t* loop) {
     input_frame_t input;
     window_input_frame(window, &input);
     ui_t* ui = loop->ui;
-    window_content(loop->app, loop->reader, &input);
+    if (loop->demo) {
+        ui_frame_begin(ui, &input);
+        demo_panel_draw(ui, loop->demo, &loop->app->scratch, ui->screen);
+        ui_apply_cursor(ui);
+    } else {
+        window_content(loop->app, loop->reader, &input);
+    }
     // An arrow held on a scroll bar repeats with time, not with input.
     if (ui->owner_count > 0 && loop->panel) loop->panel->frame_requested = 1;
 }

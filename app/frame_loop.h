@@ -11,6 +11,7 @@
 struct panel_t;
 struct reader_t;
 struct ui_t;
+struct demo_panel_t;
 
 struct frame_loop_t {
     app_t* app;
@@ -21,6 +22,9 @@ struct frame_loop_t {
     reader_t* reader;
     codepoint_set_t* codepoints;  // shared with the reader
     ui_t* ui;
+    // With -demo the window shows the demonstration panel of the widgets instead of
+    // the views (null otherwise): the widget tests under a real X server use it.
+    demo_panel_t* demo;
     // A debug aid for the window tests: the first frame is written there as PNG.
     data_t first_frame_png;
     // For the start-up benchmark: the monotonic clock in nanoseconds once the first

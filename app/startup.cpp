@@ -142,6 +142,12 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     loop->reader = reader;
     loop->codepoints = &program->codepoints;
     loop->ui = &program->ui;
+    if (argument_find_text("-demo", 0)) {
+        demo_panel_init(&program->demo, &program->app.scratch);
+        // The demo's text lives as long as the program: keep it out of the frame's reach.
+        program->app.scratch = data_sub_block_rest(&program->app.scratch, 8);
+        loop->demo = &program->demo;
+    }
     loop->first_frame_png = argument_value_text("-first_frame_png", nullptr);
     loop->first_frame_time = argument_value_text("-first_frame_time", nullptr);
     frame_loop_start(loop);

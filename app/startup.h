@@ -4,6 +4,7 @@
 
 #include "app/app.h"
 #include "app/frame_loop.h"
+#include "views/demo_panel.h"
 #include "views/panel.h"
 #include "net/http_file.h"
 #include "net/queries.h"
@@ -21,6 +22,7 @@ struct program_t {
     renderer_t render;
     draw_t draw;
     ui_t ui;
+    demo_panel_t demo;
     frame_loop_t loop;
     // What shutdown needs of the start.
     http_error_t http_error;
