@@ -122,7 +122,18 @@ static void text_view(ui_t* ui, demo_panel_t* panel, data_t* memory, rect_t rect
             layout_set_flags(&layout, layout_flag_no_horizontal_bar);
             layout_set_wrap(&layout, 0, layout.width - padding[2] - padding[3], layout_wrap_eat_space);
         }
-        layout_string(&layout, panel->text);
+        // A paragraph an item: the first measure, which doesn't know about the
+        // bar yet, stops as soon as the text overflows; with a wrap the bar then
+        // makes a second measure, of all of it, anyway.
+        const u8* p = panel->text.bytes;
+        const u8* end = p + panel->text.used;
+        while (p < end) {
+            if (panel->wrap && layout_would_overflow(&layout)) break;
+            const u8* paragraph = p;
+            while (p < end && !(p[0] == '\n' && p + 1 < end && p[1] == '\n')) p++;
+            p = p + 2 <= end ? p + 2 : end;
+            layout_string_p(&layout, paragraph, (u64)(p - paragraph));
+        }
         layout_finish(&layout);
     }
     ui_set_mode(ui, ui_mode_both);
