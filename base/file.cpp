@@ -5,14 +5,31 @@
 #include "base/log.h"
 #include "platform/os.h"
 
-static constexpr u64 file_path_capacity = 4096;
+// Why the last file operation of this thread failed, for file_error_text: the
+// system's error number, taken at once before later calls change it, or words
+// when the system wasn't asked. Successful calls leave it alone.
+struct file_reason_t {
+    i32 system_error;
+    const char* text;
+};
+static thread_local file_reason_t file_reason;
+
+static void file_fail(file_error_t* error, file_error_t value) {
+    *error = value;
+    file_reason = file_reason_t{os_last_error(), nullptr};
+}
+
+static void file_fail_because(file_error_t* error, file_error_t value, const char* text) {
+    *error = value;
+    file_reason = file_reason_t{0, text};
+}
 
 // The platform wants a terminated path. One that doesn't fit is a conversion
 // error, as it would be for a wide path buffer that is too small.
 static bool file_path_terminate(const u8* path, u64 size, char* buffer, file_error_t* error) {
     if (*error) return false;
     if (size >= file_path_capacity || (!path && size)) {
-        *error = utf_error_target_too_small;
+        file_fail_because(error, utf_error_target_too_small, "the path is longer than the system takes");
         return false;
     }
     bytes_copy(buffer, path, size);
@@ -26,7 +43,7 @@ file_handle_t file_open(const u8* path, u64 path_size, bool write, bool overwrit
     u32 mode = !write ? os_open_read : overwrite ? os_open_write_overwrite : os_open_write_new;
     i64 handle = os_file_open(terminated, mode);
     if (handle < 0) {
-        *error = file_error_open;
+        file_fail(error, file_error_open);
         return file_handle_invalid;
     }
     return (file_handle_t)handle;
@@ -40,7 +57,7 @@ void file_close(file_handle_t handle, file_error_t* error) {
     // A valid handle is closed even after an error, or a failed sequence would leak
     // it; the first error is never overwritten.
     if (handle == file_handle_invalid) {
-        if (!*error) *error = file_error_close_invalid;
+        if (!*error) file_fail_because(error, file_error_close_invalid, "the file wasn't open");
         return;
     }
     os_file_close((i64)handle);
@@ -50,7 +67,7 @@ u64 file_size(file_handle_t handle, file_error_t* error) {
     if (*error || handle == file_handle_invalid) return 0;
     u64 size = 0;
     if (!os_file_size((i64)handle, &size)) {
-        *error = file_error_size;
+        file_fail(error, file_error_size);
         return 0;
     }
     return size;
@@ -68,11 +85,11 @@ static constexpr u64 file_chunk_size = 0xFFFFFFFFull;
 u64 file_read(file_handle_t handle, u64 offset, u64 size, void* buffer, file_error_t* error) {
     if (*error) return 0;
     if (handle == file_handle_invalid) {
-        *error = file_error_invalid_handle;
+        file_fail_because(error, file_error_invalid_handle, "the file wasn't open");
         return 0;
     }
     if (offset > (u64)INT64_MAX) {
-        *error = file_error_seek;
+        file_fail_because(error, file_error_seek, "the offset is beyond what a file can hold");
         return 0;
     }
     u64 total = 0;
@@ -80,28 +97,30 @@ u64 file_read(file_handle_t handle, u64 offset, u64 size, void* buffer, file_err
         u64 chunk = min_of(size - total, file_chunk_size);
         i64 moved = os_file_pread((i64)handle, (u8*)buffer + total, chunk, offset + total);
         if (moved < 0) {
-            *error = file_error_read;
+            file_fail(error, file_error_read);
             break;
         }
         if (moved == 0) {
-            *error = file_error_read_nothing;
+            file_fail_because(error, file_error_read_nothing, "the file ended before all its bytes were read");
             break;
         }
         total += (u64)moved;
         if ((u64)moved < chunk) break;
     }
-    if (!*error && total < size) *error = file_error_short_read;
+    if (!*error && total < size) {
+        file_fail_because(error, file_error_short_read, "the file ended before all its bytes were read");
+    }
     return total;
 }
 
 u64 file_write(file_handle_t handle, u64 offset, u64 size, const void* buffer, file_error_t* error) {
     if (*error) return 0;
     if (handle == file_handle_invalid) {
-        *error = file_error_invalid_handle;
+        file_fail_because(error, file_error_invalid_handle, "the file wasn't open");
         return 0;
     }
     if (offset > (u64)INT64_MAX) {
-        *error = file_error_seek;
+        file_fail_because(error, file_error_seek, "the offset is beyond what a file can hold");
         return 0;
     }
     u64 total = 0;
@@ -109,23 +128,25 @@ u64 file_write(file_handle_t handle, u64 offset, u64 size, const void* buffer, f
         u64 chunk = min_of(size - total, file_chunk_size);
         i64 moved = os_file_pwrite((i64)handle, (const u8*)buffer + total, chunk, offset + total);
         if (moved < 0) {
-            *error = file_error_write;
+            file_fail(error, file_error_write);
             break;
         }
         total += (u64)moved;
         if ((u64)moved < chunk) break;
     }
-    if (!*error && total < size) *error = file_error_short_write;
+    if (!*error && total < size) {
+        file_fail_because(error, file_error_short_write, "the disk took fewer bytes than were written");
+    }
     return total;
 }
 
 void file_sync(file_handle_t handle, file_error_t* error) {
     if (*error) return;
     if (handle == file_handle_invalid) {
-        *error = file_error_invalid_handle;
+        file_fail_because(error, file_error_invalid_handle, "the file wasn't open");
         return;
     }
-    if (!os_file_sync((i64)handle)) *error = file_error_write;
+    if (!os_file_sync((i64)handle)) file_fail(error, file_error_write);
 }
 
 data_t file_read_all(data_t path, bool zero_terminate, file_error_t* error) {
@@ -136,7 +157,8 @@ data_t file_read_all(data_t path, bool zero_terminate, file_error_t* error) {
     if (!*error) {
         block = data_allocate(size + (zero_terminate ? 1 : 0), nullptr);
         if (!block.bytes && block.reserved) {
-            *error = file_error_read;  // no memory for it shows as a failed read
+            // No memory for it shows as a failed read.
+            file_fail_because(error, file_error_read, "no memory for the file");
         } else {
             block.used = file_read(handle, 0, size, block.bytes, error);
         }
@@ -160,7 +182,7 @@ void file_write_all(data_t path, const void* bytes, u64 size, bool overwrite, fi
 void file_delete(data_t path, file_error_t* error) {
     char terminated[file_path_capacity];
     if (!file_path_terminate(path.bytes, path.used, terminated, error)) return;
-    if (!os_file_delete(terminated)) *error = file_error_delete;
+    if (!os_file_delete(terminated)) file_fail(error, file_error_delete);
 }
 
 void file_rename(data_t from, data_t to, file_error_t* error) {
@@ -168,17 +190,48 @@ void file_rename(data_t from, data_t to, file_error_t* error) {
     char to_terminated[file_path_capacity];
     if (!file_path_terminate(from.bytes, from.used, from_terminated, error)) return;
     if (!file_path_terminate(to.bytes, to.used, to_terminated, error)) return;
-    if (!os_file_rename(from_terminated, to_terminated)) *error = file_error_rename;
+    if (!os_file_rename(from_terminated, to_terminated)) file_fail(error, file_error_rename);
 }
 
 bool directory_create(data_t path, file_error_t* error) {
     char terminated[file_path_capacity];
     if (!file_path_terminate(path.bytes, path.used, terminated, error)) return false;
     if (os_directory_create(terminated) < 0) {
-        *error = file_error_create_directory;
+        file_fail(error, file_error_create_directory);
         return false;
     }
     return true;
+}
+
+bool directory_create_with_parents(data_t path, file_error_t* error) {
+    char terminated[file_path_capacity];
+    if (!file_path_terminate(path.bytes, path.used, terminated, error)) return false;
+    // Each prefix that ends before a separator, then the whole path. Folders that
+    // are there already count as made.
+    for (u64 i = 1; i <= path.used; i++) {
+        if (i < path.used && terminated[i] != '/') continue;
+        if (terminated[i - 1] == '/') continue;  // a doubled or trailing separator
+        char kept = terminated[i];
+        terminated[i] = 0;
+        bool made = os_directory_create(terminated) >= 0;
+        terminated[i] = kept;
+        if (!made) {
+            file_fail(error, file_error_create_directory);
+            return false;
+        }
+    }
+    // "Already there" holds for a file of the name too.
+    if (os_path_kind(terminated) != 1) {
+        file_fail_because(error, file_error_create_directory, "a file of that name is in the way");
+        return false;
+    }
+    return true;
+}
+
+void directory_sync(data_t path, file_error_t* error) {
+    char terminated[file_path_capacity];
+    if (!file_path_terminate(path.bytes, path.used, terminated, error)) return;
+    if (!os_directory_sync(terminated)) file_fail(error, file_error_write);
 }
 
 bool file_exists(data_t path, file_error_t* error) {
@@ -389,6 +442,18 @@ void log_system_error(u64 channel, u64 code) {
     u64 length = os_error_text((i32)code, text, sizeof(text));
     log_write_bytes(channel, text, length);
     log_write_bytes(channel, "\n", 1);
+}
+
+u64 file_error_text(file_error_t error, char* buffer, u64 size) {
+    if (size == 0) return 0;
+    if (error && !file_reason.text && file_reason.system_error) {
+        return os_error_text(file_reason.system_error, buffer, size);
+    }
+    const char* text = !error ? "no error" : file_reason.text ? file_reason.text : "the system refused";
+    u64 length = min_of<u64>(text_length(text), size - 1);
+    bytes_copy(buffer, text, length);
+    buffer[length] = 0;
+    return length;
 }
 
 static constexpr u64 process_buffer_size = 16384;

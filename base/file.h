@@ -26,6 +26,10 @@ enum : u32 {
     file_error_rename = 17,
 };
 
+// The longest path the system takes is one byte less, its terminator included;
+// a path that doesn't fit fails with utf_error_target_too_small, never cut.
+constexpr u64 file_path_capacity = 4096;
+
 typedef u64 file_handle_t;
 constexpr file_handle_t file_handle_invalid = ~(u64)0;
 
@@ -45,6 +49,11 @@ void file_delete(data_t path, file_error_t* error);
 // Renames over an existing target; the save of the store relies on it being atomic.
 void file_rename(data_t from, data_t to, file_error_t* error);
 bool directory_create(data_t path, file_error_t* error);
+// Creates the folder and every missing folder above it, as `mkdir -p` does.
+bool directory_create_with_parents(data_t path, file_error_t* error);
+// Waits until the folder's names are on the disk: after a rename, so that a power
+// cut can't leave the new name pointing at nothing. A failure is a write error.
+void directory_sync(data_t path, file_error_t* error);
 bool file_exists(data_t path, file_error_t* error);
 bool directory_exists(data_t path, file_error_t* error);
 
@@ -76,6 +85,10 @@ void directory_walk(directory_list_t* list, data_t root, data_t extensions, data
 void directory_list_sort(directory_list_t* list, u64* keys);
 
 void log_system_error(u64 channel, u64 code);
+// Why `error` came about, in words: the system's own text for the failure that set
+// it on this thread, or what the value means when the system wasn't asked (a path
+// too long, a short read). Gives the bytes written, at most size - 1, terminated.
+u64 file_error_text(file_error_t error, char* buffer, u64 size);
 // Runs a command line (split at blanks, double quotes group) without a shell.
 // Returns false when the program couldn't be started, or with `wait` when it
 // couldn't be waited for; `exit_code`, when given, receives its exit status.

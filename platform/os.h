@@ -34,6 +34,8 @@ bool os_file_size(i64 handle, u64* size);
 bool os_file_sync(i64 handle);
 bool os_file_delete(const char* path);
 bool os_file_rename(const char* from, const char* to);
+// Flushes a folder's entries to the disk.
+bool os_directory_sync(const char* path);
 // 0 created, 1 already there, -1 failed.
 i32 os_directory_create(const char* path);
 // -1 missing, 0 file, 1 directory.

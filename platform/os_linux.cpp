@@ -133,6 +133,19 @@ bool os_file_delete(const char* path) { return unlink(path) == 0; }
 
 bool os_file_rename(const char* from, const char* to) { return rename(from, to) == 0; }
 
+bool os_directory_sync(const char* path) {
+    int fd;
+    do {
+        fd = open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    } while (fd < 0 && errno == EINTR);
+    if (fd < 0) return false;
+    bool synced = fsync(fd) == 0;
+    int saved = errno;
+    close(fd);
+    errno = saved;
+    return synced;
+}
+
 i32 os_directory_create(const char* path) {
     if (mkdir(path, 0755) == 0) return 0;
     return errno == EEXIST ? 1 : -1;

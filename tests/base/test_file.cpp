@@ -8,6 +8,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -163,6 +165,94 @@ TEST_F(FileTest, RenameReplacesAndDirectoriesExist) {
     EXPECT_FALSE(directory_exists(view(path("store.bin")), &error));
     EXPECT_FALSE(directory_create(view(path("a/b")), &error));  // parents aren't made
     EXPECT_EQ(error, file_error_create_directory);
+}
+
+TEST_F(FileTest, FoldersWithTheirParentsAndSyncs) {
+    write("plain", "x");
+    struct {
+        std::string path;
+        bool made;
+    } cases[] = {
+        {path("a/b/c"), true},
+        {path("a/b/c"), true},          // all there already
+        {path("a//d/"), true},          // doubled and trailing separators
+        {path("plain/e"), false},       // a file stands where a folder must be
+        {path("plain"), false},
+    };
+    for (auto& c : cases) {
+        file_error_t error = 0;
+        EXPECT_EQ(directory_create_with_parents(view(c.path), &error), c.made) << c.path;
+        EXPECT_EQ(error, c.made ? 0u : file_error_create_directory) << c.path;
+        error = 0;
+        EXPECT_EQ(directory_exists(view(c.path), &error), c.made) << c.path;
+    }
+    // A relative path is made from the working folder.
+    std::string here = std::filesystem::current_path().string();
+    ASSERT_EQ(chdir(folder.c_str()), 0);
+    file_error_t error = 0;
+    EXPECT_TRUE(directory_create_with_parents(view("r/s"), &error));
+    ASSERT_EQ(chdir(here.c_str()), 0);
+    EXPECT_TRUE(directory_exists(view(path("r/s")), &error));
+
+    directory_sync(view(path("a/b")), &error);
+    EXPECT_EQ(error, 0u);
+    directory_sync(view(path("missing")), &error);
+    EXPECT_EQ(error, file_error_write);
+}
+
+// The reason of a failure is the system's own text, or words where the system
+// wasn't asked; never an empty line.
+TEST_F(FileTest, ErrorTextsSayWhy) {
+    write("plain", "x");
+    std::string long_path = folder + "/" + std::string(file_path_capacity, 'l');
+    struct {
+        const char* what;
+        std::function<file_error_t()> fail;
+        const char* text;
+    } cases[] = {
+        {"missing file",
+         [&] {
+             file_error_t error = 0;
+             file_read_all(view(path("missing")), false, &error);
+             return error;
+         },
+         "No such file or directory"},
+        {"folder under a file",
+         [&] {
+             file_error_t error = 0;
+             directory_create_with_parents(view(path("plain/x/y")), &error);
+             return error;
+         },
+         "Not a directory"},
+        {"path too long",
+         [&] {
+             file_error_t error = 0;
+             directory_create(view(long_path), &error);
+             return error;
+         },
+         "the path is longer than the system takes"},
+        {"short read",
+         [&] {
+             file_error_t error = 0;
+             file_handle_t handle = file_open(view(path("plain")), false, false, &error);
+             char buffer[8];
+             file_read(handle, 0, sizeof(buffer), buffer, &error);
+             file_close(handle, &error);
+             return error;
+         },
+         "the file ended before all its bytes were read"},
+    };
+    for (auto& c : cases) {
+        file_error_t error = c.fail();
+        EXPECT_NE(error, 0u) << c.what;
+        char text[256];
+        u64 length = file_error_text(error, text, sizeof(text));
+        EXPECT_EQ(std::string(text, length), c.text) << c.what;
+        EXPECT_EQ(text[length], 0) << c.what;
+    }
+    char tiny[4];
+    EXPECT_EQ(file_error_text(file_error_open, tiny, sizeof(tiny)), 3u);
+    EXPECT_EQ(file_error_text(file_error_open, tiny, 0), 0u);
 }
 
 TEST(File, NamesAndCommaLists) {
