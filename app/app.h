@@ -29,4 +29,7 @@ struct app_t {
 
 // Points both paths at their buffers. `-path` replaces the default storage folder
 // ($XDG_CONFIG_HOME/newsloom, else ~/.config/newsloom); nothing is created here.
-void storage_path_resolve(app_t* app);
+// False, with an empty storage path, when the folder's path is longer than the
+// system takes: the caller must not go on, for a cut path names another folder.
+bool storage_path_resolve(app_t* app);
+extern const char storage_path_too_long_message[];

@@ -15,6 +15,17 @@
 #include "profiler/profiler.h"
 #include "store/reader_file.h"
 
+// What log channel 2 received since `mark`, as a line on `stream`.
+static void program_copy_user_log(u8* mark, FILE* stream) {
+    data_t copy = data_allocate(log_block_size);
+    log_copy_since(log_user, mark, &copy);
+    if (copy.used) {
+        fwrite(copy.bytes, 1, copy.used, stream);
+        fputc('\n', stream);
+    }
+    data_free(&copy);
+}
+
 bool program_start(program_t* program, i32 argc, char** argv, const program_options_t* options) {
     app_t* app = &program->app;
     reader_t* reader = &program->reader;
@@ -71,17 +82,16 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     *app = app_t{};
     app->scratch = data_allocate(0xa00000);
 
-    // 13. Where the store files live, and the newest store file. A damaged one
-    // stops the start: a save would bury it under a newer, emptier file.
-    storage_path_resolve(app);
-    reader_load_status_t load_status = {};
-    if (!reader_load(&app->scratch, app->storage_path, reader, &load_status)) {
-        char message[2048];
-        u64 length = reader_load_message(&load_status, message, sizeof(message));
-        fwrite(message, 1, length, stderr);
-        if (argument_find_text("-log", 0)) log_save(log_main, data_literal("log.txt"));
+    // 13. Where the store files live, and the newest store file that loads. A
+    // damaged one is kept aside under its own name, and the log panel says so
+    // (step 22): a person who started the program from a menu sees no terminal.
+    if (!storage_path_resolve(app)) {
+        fputs(storage_path_too_long_message, stderr);
         return false;
     }
+    u8* user_log_mark = data_end(log_channel(log_user)->text);
+    bool store_whole = reader_load_or_recover(&app->scratch, app->storage_path, reader);
+    if (!store_whole) program_copy_user_log(user_log_mark, stderr);
 
     // 14. The generation the run started with.
     app->start_generation = reader->generation;
@@ -111,6 +121,7 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     panel->generation_min = app->start_generation;
     panel->generation_max = app->start_generation;
     panel->right_panel = panel_right_add_feed;
+    if (!store_whole) panel_show_log(panel);
 
     // 23-25. Workers, the query table, block storage (one per process, like
     // temp_memory). The image slots are a global too; they let go of a removed
@@ -174,7 +185,11 @@ void program_shutdown(program_t* program) {
     if (program->profile) profile_save(program->profiler_error);
     profiler_free();
     reader_check(&program->reader);
-    reader_save(&program->app.scratch, program->app.storage_path, &program->reader);
+    // After the window is gone standard error is the one place left to say why.
+    u8* user_log_mark = data_end(log_channel(log_user)->text);
+    if (!reader_save(&program->app.scratch, program->app.storage_path, &program->reader)) {
+        program_copy_user_log(user_log_mark, stderr);
+    }
     if (argument_find_text("-log", 0)) log_save(log_main, data_literal("log.txt"));
     http_session_close(&program->http_error);
 }

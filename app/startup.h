@@ -37,8 +37,8 @@ struct program_options_t {
 };
 
 // Builds everything in its fixed order from the command line (`-path`, `-profile`
-// and the rest). False when the newest store file is damaged: the message is on
-// standard error and nothing was saved or started.
+// and the rest). False when the storage folder's path is too long for the system:
+// the message is on standard error and nothing was saved or started.
 bool program_start(program_t* program, i32 argc, char** argv, const program_options_t* options);
 // Workers stopped, the store checked and saved, the logs written on request.
 void program_shutdown(program_t* program);

@@ -6,31 +6,42 @@
 #include "base/text.h"
 #include "platform/os.h"
 
-// Puts as much of `text` as the path's buffer holds.
-static void storage_path_put(data_t* path, const void* text, u64 size) {
-    u64 room = path->reserved - path->used;
-    data_push_string(path, text, min_of(size, room));
+const char storage_path_too_long_message[] =
+    "newsloom: the storage folder's path is longer than 4095 bytes, the longest the system takes; "
+    "give a shorter one with -path.\n";
+
+// Appends the whole text or nothing: a path cut to fit names another folder, and
+// the system takes no path of the buffer's size.
+static bool storage_path_put(data_t* path, const void* text, u64 size) {
+    if (size >= path->reserved - path->used) return false;
+    data_push_string(path, text, size);
+    return true;
 }
 
-void storage_path_resolve(app_t* app) {
+bool storage_path_resolve(app_t* app) {
     app->storage_path = data_make(app_path_capacity, 0, app->storage_path_buffer);
     app->desktop_path = data_make(app_path_capacity, 0, app->desktop_path_buffer);
 
     char folder[app_path_capacity];
     data_t value = argument_value_text("-path", nullptr);
+    bool fits;
     if (value.used) {
-        storage_path_put(&app->storage_path, value.bytes, value.used);
+        fits = storage_path_put(&app->storage_path, value.bytes, value.used);
     } else if (os_config_folder(folder, sizeof(folder))) {
-        storage_path_put(&app->storage_path, folder, text_length(folder));
-        storage_path_put(&app->storage_path, "/newsloom", 9);
+        fits = storage_path_put(&app->storage_path, folder, text_length(folder)) &&
+               storage_path_put(&app->storage_path, "/newsloom", 9);
     } else {
         // No home to be found: keep the files beside the working folder rather
         // than stop.
         log_write_c_string(log_user, "No configuration folder found; the store is kept in ./newsloom\n");
-        storage_path_put(&app->storage_path, "newsloom", 8);
+        fits = storage_path_put(&app->storage_path, "newsloom", 8);
     }
+    if (!fits) app->storage_path.used = 0;
 
-    if (os_desktop_folder(folder, sizeof(folder))) {
-        storage_path_put(&app->desktop_path, folder, text_length(folder));
+    // Only the export's default folder: one that doesn't fit is no folder.
+    if (os_desktop_folder(folder, sizeof(folder)) &&
+        !storage_path_put(&app->desktop_path, folder, text_length(folder))) {
+        app->desktop_path.used = 0;
     }
+    return fits;
 }

@@ -250,6 +250,14 @@ static void reader_rebuild_codepoints(reader_t* reader) {
     set->count = count;
 }
 
+// The folder part of a file's path: up to its last '/', or "." for a bare name.
+static data_t reader_file_folder(data_t path) {
+    for (u64 i = path.used; i > 0; i--) {
+        if (path.bytes[i - 1] == '/') return data_from_size(i > 1 ? i - 1 : 1, path.bytes);
+    }
+    return data_literal(".");
+}
+
 void reader_file_write(reader_t* reader, data_t* scratch, data_t path, file_error_t* error) {
     reader_check(reader);
     reader_remove_unused_categories(reader);
@@ -264,9 +272,10 @@ void reader_file_write(reader_t* reader, data_t* scratch, data_t path, file_erro
     reader_check(reader);
 
     // The temporary name has no "bin" extension, so that neither the load nor the
-    // rotation ever sees a half-written file.
-    u8 temporary_buffer[1100];
-    ASSERT(path.used + 4 < sizeof(temporary_buffer));
+    // rotation ever sees a half-written file. A name too long for the system
+    // fails at the open, with its reason.
+    u8 temporary_buffer[reader_file_path_capacity + 4];
+    ASSERT(path.used <= reader_file_path_capacity);
     data_t temporary = data_make(sizeof(temporary_buffer), 0, temporary_buffer);
     data_push_bytes(&temporary, path.bytes, path.used, 1);
     data_push_bytes(&temporary, ".new", 4, 1);
@@ -310,6 +319,9 @@ void reader_file_write(reader_t* reader, data_t* scratch, data_t path, file_erro
     file_close(file, error);
     reader_rebase_strings(reader);
     if (!*error) file_rename(temporary, path, error);
+    // The new name is on the disk only once its folder is: without this a power
+    // cut can leave the newest name pointing at nothing.
+    directory_sync(reader_file_folder(path), error);
     if (*error) {
         file_error_t ignored = 0;
         file_delete(temporary, &ignored);
@@ -486,11 +498,15 @@ static directory_list_t reader_list_files(data_t folder, data_t* block) {
     return list;
 }
 
-static data_t reader_list_path(data_t folder, directory_list_t* list, u32 index, u8* buffer, u64 size) {
-    data_t path = data_make(size, 0, buffer);
-    data_push_bytes(&path, folder.bytes, folder.used, 1);
-    data_push_bytes(&path, list->paths[index], list->path_lengths[index], 1);
-    return path;
+// The full path of a listed file; false, and nothing to touch, when it doesn't fit
+// (a path is never cut: a cut one names another file).
+static bool reader_list_path(data_t folder, directory_list_t* list, u32 index, u8* buffer, u64 size,
+                             data_t* path) {
+    *path = data_make(size, 0, buffer);
+    if (folder.used + list->path_lengths[index] > size) return false;
+    data_push_bytes(path, folder.bytes, folder.used, 1);
+    data_push_bytes(path, list->paths[index], list->path_lengths[index], 1);
+    return true;
 }
 
 // A save killed before its rename leaves its temporary file; the next save
@@ -502,60 +518,94 @@ static void reader_remove_unfinished(data_t* scratch, data_t folder) {
     for (u32 i = 0; i < list.count; i++) {
         data_t name = file_strip_extension(data_from_size(list.path_lengths[i], list.paths[i]));
         if (!reader_file_date(name.bytes, name.used)) continue;
-        u8 buffer[1100];
-        data_t path = reader_list_path(folder, &list, i, buffer, sizeof(buffer));
+        u8 buffer[reader_file_path_capacity];
+        data_t path;
+        if (!reader_list_path(folder, &list, i, buffer, sizeof(buffer), &path)) continue;
         file_error_t error = 0;
         file_delete(path, &error);
     }
 }
 
-static void reader_rotate(data_t* scratch, data_t folder) {
+// The store files of the folder, dated ones sorted oldest first, undated ones
+// behind them; gives how many are dated. The list lives in the free part of
+// `scratch`.
+static u32 reader_list_by_date(data_t* scratch, data_t folder, directory_list_t* list) {
     data_t block = data_free_view(scratch);
-    directory_list_t list = reader_list_files(folder, &block);
-    if (list.count <= reader_file_keep) return;
-    u64* keys = (u64*)data_push(&block, sizeof(u64) * list.count, 8);
+    *list = reader_list_files(folder, &block);
+    u64* keys = (u64*)data_push(&block, sizeof(u64) * list->count, 8);
     ASSERT(keys);
     u32 dated = 0;
-    for (u32 i = 0; i < list.count; i++) {
-        keys[i] = reader_file_date(list.paths[i], list.path_lengths[i]);
-        if (keys[i] == 0) {
-            keys[i] = ~(u64)0;
-        } else {
+    for (u32 i = 0; i < list->count; i++) {
+        keys[i] = reader_file_date(list->paths[i], list->path_lengths[i]);
+        if (keys[i]) {
             dated++;
+        } else {
+            keys[i] = ~(u64)0;
         }
     }
-    if (dated <= reader_file_keep) return;
-    directory_list_sort(&list, keys);
+    directory_list_sort(list, keys);
+    return dated;
+}
+
+static void reader_rotate(data_t* scratch, data_t folder) {
+    directory_list_t list;
+    u32 dated = reader_list_by_date(scratch, folder, &list);
+    if (list.count <= reader_file_keep || dated <= reader_file_keep) return;
     for (u32 i = 0; i < dated - reader_file_keep; i++) {
-        u8 buffer[1100];
-        data_t path = reader_list_path(folder, &list, i, buffer, sizeof(buffer));
+        u8 buffer[reader_file_path_capacity];
+        data_t path;
+        if (!reader_list_path(folder, &list, i, buffer, sizeof(buffer), &path)) continue;
         file_error_t error = 0;
         file_delete(path, &error);
     }
+}
+
+// Says why on log channels 0 and 2, naming the folder: a save that fails loses
+// the run's changes, so the user must learn of it and of what to mend.
+static void reader_save_failed(data_t folder, const char* what, data_t name, file_error_t error) {
+    char reason[512];
+    u64 reason_length = file_error_text(error, reason, sizeof(reason));
+    log_write_c_string(log_main, "Error while saving the reader.\n ");
+    log_paragraph_start(log_user);
+    const u64 channels[] = {log_main, log_user};
+    for (u64 channel : channels) {
+        log_write_c_string(channel, "Error while saving the store in ");
+        log_write(channel, folder);
+        log_write_c_string(channel, ": ");
+        log_write_c_string(channel, what);
+        log_write(channel, name);
+        log_write_c_string(channel, ": ");
+        log_write_bytes(channel, reason, reason_length);
+        log_write_c_string(channel, ".");
+    }
+    log_write_c_string(log_main, "\n");
 }
 
 bool reader_save(data_t* scratch, data_t folder, reader_t* reader) {
     file_error_t error = 0;
     if (!directory_exists(folder, &error)) {
         error = 0;
-        if (!directory_create(folder, &error)) return false;
+        if (!directory_create_with_parents(folder, &error)) {
+            reader_save_failed(folder, "can't make the folder", data_t{}, error);
+            return false;
+        }
     }
-    u8 buffer[1024];
+    // The folder's path is one the system took, so the name fits behind it.
+    u8 buffer[reader_file_path_capacity];
     data_t path = data_make(sizeof(buffer), 0, buffer);
     data_push_bytes(&path, folder.bytes, folder.used, 1);
-    data_push_bytes(&path, "/feed_data_", 11, 1);
+    data_push_bytes(&path, "/", 1, 1);
+    u64 name_start = path.used;
+    data_push_bytes(&path, "feed_data_", 10, 1);
     date_to_file_name(date_now(), &path);
     data_push_bytes(&path, ".bin", 4, 1);
-    ASSERT(path.used + 4 < path.reserved);
+    ASSERT(path.used == name_start + 29);
 
     error = 0;
     reader_file_write(reader, scratch, path, &error);
     if (error) {
-        log_write_c_string(log_main, "Error while saving the reader.\n ");
-        log_paragraph_start(log_user);
-        log_write_c_string(log_user, "Error while saving the reader: ");
-        log_write(log_user, path);
-        log_write_c_string(log_user, "\n");
+        reader_save_failed(folder, "can't write ", data_from_range(path.bytes + name_start, path.bytes + path.used),
+                           error);
         return false;
     }
     reader_remove_unfinished(scratch, folder);
@@ -563,43 +613,94 @@ bool reader_save(data_t* scratch, data_t folder, reader_t* reader) {
     return true;
 }
 
-bool reader_load(data_t* scratch, data_t folder, reader_t* reader, reader_load_status_t* status) {
-    *status = reader_load_status_t{};
-    file_error_t error = 0;
-    if (!directory_exists(folder, &error)) return true;
-    data_t block = data_free_view(scratch);
-    directory_list_t list = reader_list_files(folder, &block);
-    u64 best_date = 0;
-    u32 best = 0;
-    for (u32 i = 0; i < list.count; i++) {
-        u64 date = reader_file_date(list.paths[i], list.path_lengths[i]);
-        if (date > best_date) {
-            best_date = date;
-            best = i;
-        }
+static const char* reader_problem_text(u32 problem) {
+    switch (problem) {
+    case reader_file_unreadable: return "the system refused to read it";
+    case reader_file_wrong_magic: return "it isn't a Newsloom store file (wrong magic)";
+    case reader_file_newer_version: return "it was written by a newer version of Newsloom";
+    case reader_file_wrong_sizes: return "its sections have the wrong sizes";
+    case reader_file_short: return "it is cut short";
+    case reader_file_inconsistent: return "its records don't agree with each other";
+    default: return "it can't be read";
     }
-    if (best_date == 0) return true;
-    data_t path = reader_list_path(folder, &list, best, status->path, sizeof(status->path));
+}
+
+// Reads the listed file `index` into the reader, noting it in `status`.
+static bool reader_load_file(data_t folder, directory_list_t* list, u32 index, reader_t* reader,
+                             reader_load_status_t* status) {
+    *status = reader_load_status_t{};
+    data_t path;
+    if (!reader_list_path(folder, list, index, status->path, sizeof(status->path), &path)) {
+        status->problem = reader_file_unreadable;
+        status->file_error = utf_error_target_too_small;
+        return false;
+    }
     status->path_length = path.used;
-    error = 0;
-    if (!file_exists(path, &error)) return true;
-    error = 0;
+    file_error_t error = 0;
     status->problem = reader_file_read(reader, path, &error);
     status->file_error = error;
     return status->problem == reader_file_fine;
 }
 
-u64 reader_load_message(const reader_load_status_t* status, char* buffer, u64 size) {
-    const char* reason = "it can't be read";
-    switch (status->problem) {
-    case reader_file_unreadable: reason = "the system refused to read it"; break;
-    case reader_file_wrong_magic: reason = "it isn't a Newsloom store file (wrong magic)"; break;
-    case reader_file_newer_version: reason = "it was written by a newer version of Newsloom"; break;
-    case reader_file_wrong_sizes: reason = "its sections have the wrong sizes"; break;
-    case reader_file_short: reason = "it is cut short"; break;
-    case reader_file_inconsistent: reason = "its records don't agree with each other"; break;
-    default: break;
+bool reader_load(data_t* scratch, data_t folder, reader_t* reader, reader_load_status_t* status) {
+    *status = reader_load_status_t{};
+    file_error_t error = 0;
+    if (!directory_exists(folder, &error)) return true;
+    directory_list_t list;
+    u32 dated = reader_list_by_date(scratch, folder, &list);
+    if (dated == 0) return true;
+    return reader_load_file(folder, &list, dated - 1, reader, status);
+}
+
+bool reader_load_or_recover(data_t* scratch, data_t folder, reader_t* reader) {
+    file_error_t error = 0;
+    if (!directory_exists(folder, &error)) return true;
+    directory_list_t list;
+    u32 dated = reader_list_by_date(scratch, folder, &list);
+    bool damaged = false;
+    reader_load_status_t status;
+    for (u32 i = dated; i > 0; i--) {
+        if (reader_load_file(folder, &list, i - 1, reader, &status)) {
+            if (damaged) {
+                log_write_c_string(log_user, "Newsloom started from the older store file ");
+                log_write_bytes(log_user, status.path, status.path_length);
+                log_write_c_string(log_user, ".");
+            }
+            return !damaged;
+        }
+        // Kept whole under a name that is neither loaded nor rotated, so that the
+        // next save doesn't bury it and nothing deletes it.
+        if (!damaged) log_paragraph_start(log_user);
+        damaged = true;
+        data_t path = data_from_size(status.path_length, status.path);
+        u8 kept_buffer[reader_file_path_capacity + 8];
+        data_t kept = data_make(sizeof(kept_buffer), 0, kept_buffer);
+        data_push_bytes(&kept, path.bytes, path.used, 1);
+        data_push_bytes(&kept, ".damaged", 8, 1);
+        file_error_t rename_error = 0;
+        file_rename(path, kept, &rename_error);
+        log_write_c_string(log_user, "The store file ");
+        log_write(log_user, path);
+        log_write_c_string(log_user, " is damaged: ");
+        log_write_c_string(log_user, reader_problem_text(status.problem));
+        if (rename_error) {
+            char reason[512];
+            u64 length = file_error_text(rename_error, reason, sizeof(reason));
+            log_write_c_string(log_user, ". It stays under its name, since it can't be renamed: ");
+            log_write_bytes(log_user, reason, length);
+            log_write_c_string(log_user, ".\n");
+        } else {
+            log_write_c_string(log_user, ". It is kept as ");
+            log_write(log_user, kept);
+            log_write_c_string(log_user, ".\n");
+        }
     }
+    if (damaged) log_write_c_string(log_user, "Newsloom started with an empty store: no older store file loads.");
+    return !damaged;
+}
+
+u64 reader_load_message(const reader_load_status_t* status, char* buffer, u64 size) {
+    const char* reason = reader_problem_text(status->problem);
     data_t text = data_make(size, 0, buffer);
     auto put = [&](const void* bytes, u64 length) {
         u64 room = text.reserved - text.used;

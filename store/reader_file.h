@@ -12,6 +12,9 @@ constexpr u32 reader_file_version = 1;
 constexpr u64 reader_file_header_size = 88;
 constexpr u32 reader_file_keep = 10;
 constexpr u32 reader_file_list_capacity = 100;
+// Every store file's path fits: the storage folder (a path the system takes) and
+// the file's name. Paths are never cut to fit.
+constexpr u64 reader_file_path_capacity = file_path_capacity + 64;
 
 // Why a store file couldn't be read. A file that gives any of these is left
 // exactly where and as it is.
@@ -29,7 +32,7 @@ struct reader_load_status_t {
     u32 problem;
     file_error_t file_error;
     u64 path_length;
-    u8 path[1024];  // the file that was (or would have been) read
+    u8 path[reader_file_path_capacity];  // the file that was (or would have been) read
 };
 
 // Gives a sortable number for a store file's name, 0 for any other name.
@@ -54,6 +57,12 @@ bool reader_save(data_t* scratch, data_t folder, reader_t* reader);
 // that file is damaged: `status` names it and why, and the caller must not go on
 // (a later save would bury the damaged file under a newer, emptier one).
 bool reader_load(data_t* scratch, data_t folder, reader_t* reader, reader_load_status_t* status);
+// The window program's load, for a person who may never see standard error: a
+// damaged file is kept whole as NAME.damaged (neither loaded nor rotated) and the
+// next older file is tried, down to an empty store. False when a damaged file was
+// met; a paragraph on log channel 2 then names it, its new name and the file the
+// store started from.
+bool reader_load_or_recover(data_t* scratch, data_t folder, reader_t* reader);
 // The message for a failed load, for standard error: the file, what is wrong, and
 // what to do. Gives the bytes written (no terminator).
 u64 reader_load_message(const reader_load_status_t* status, char* buffer, u64 size);

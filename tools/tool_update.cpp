@@ -55,13 +55,31 @@ static void update_print_user_log(u64 start) {
     fputc('\n', stdout);
 }
 
-static void update_print_feeds() {
+// One line per feed, made before the save (which renumbers the generations the
+// count needs) and printed after it, so that a failed save can be said on each.
+static u8 update_line_text[MIB(1)];
+static data_t update_line_block = data_make(sizeof(update_line_text), 0, update_line_text);
+static data_t update_lines[query_table_size * 4];
+static u32 update_line_count;
+
+static void update_add_line(data_t address, const char* rest, u32 count) {
+    char tail[64];
+    int length = snprintf(tail, sizeof(tail), rest, count, count == 1 ? "y" : "ies");
+    u8* start = data_end(update_line_block);
+    if (!data_push_string(&update_line_block, address.bytes, address.used) ||
+        !data_push_string(&update_line_block, tail, (u64)length) || update_line_count == ARRAY_COUNT(update_lines)) {
+        return;
+    }
+    update_lines[update_line_count++] = data_from_range(start, data_end(update_line_block));
+}
+
+static void update_make_feed_lines() {
     u32 printed[query_table_size * 4];
     u32 printed_count = 0;
     for (u32 i = 0; i < update_done_count; i++) {
         feed_t* feed = reader_find_feed_by_address(&update_reader, update_done[i]);
         if (!feed) {
-            printf("%.*s: no feed in the document\n", (int)update_done[i].used, (const char*)update_done[i].bytes);
+            update_add_line(update_done[i], ": no feed in the document", 0);
             continue;
         }
         bool seen = false;
@@ -73,8 +91,14 @@ static void update_print_feeds() {
         while (entry_t* entry = (entry_t*)pool_iterator_next(&walk)) {
             fresh += entry->feed_id == feed->id && entry->generation == update_reader.generation;
         }
-        printf("%.*s: %u new entr%s\n", (int)feed->address.used, (const char*)feed->address.bytes, fresh,
-               fresh == 1 ? "y" : "ies");
+        update_add_line(feed->address, ": %u new entr%s", fresh);
+    }
+}
+
+static void update_print_feed_lines(bool saved) {
+    for (u32 i = 0; i < update_line_count; i++) {
+        tool_write(stdout, update_lines[i].bytes, update_lines[i].used);
+        fputs(saved ? "\n" : ", not saved\n", stdout);
     }
 }
 
@@ -98,7 +122,10 @@ static int tool_update(int argc, char** argv) {
     // The start-up of the program, less the window: scratch and storage folder,
     // session, reader and its newest file, panel, workers, queries, block storage.
     update_app.scratch = data_allocate(0xa00000);
-    storage_path_resolve(&update_app);
+    if (!storage_path_resolve(&update_app)) {
+        fputs(storage_path_too_long_message, stderr);
+        return 1;
+    }
     http_error_t http_error = 0;
     http_session_open(data_literal("newsloom"), &http_error);
     reader_init(&update_reader);
@@ -154,10 +181,11 @@ static int tool_update(int argc, char** argv) {
     thread_terminate(&thread_queue);
     reader_purge_deleted(&update_reader);
     reader_check(&update_reader);
-    update_print_feeds();
+    update_make_feed_lines();
     user_start = log_channel(log_user)->text.used;
     bool saved = reader_save(&update_app.scratch, update_app.storage_path, &update_reader);
     http_session_close(&http_error);
+    update_print_feed_lines(saved);
     if (!saved) {
         log_channel_t* user = log_channel(log_user);
         tool_write(stderr, user->text.bytes + user_start, user->text.used - user_start);

@@ -103,10 +103,14 @@ TEST_F(StoragePathTest, PathSwitchThenConfigFolderThenHome) {
     EXPECT_EQ(text(app.storage_path), home + "/.config/newsloom");
     unsetenv("XDG_CONFIG_HOME");
 
-    std::string long_path(5000, 'p');
-    store({"newsloom", "-path", long_path.c_str()});
-    storage_path_resolve(&app);
-    EXPECT_EQ(app.storage_path.used, 4096u);  // cut to what the buffer takes
+    // A path is never cut, for a cut one names another folder: one longer than
+    // the system takes is refused. 4095 bytes are the most it takes.
+    for (size_t length : {4095, 4096, 5000}) {
+        std::string long_path(length, 'p');
+        store({"newsloom", "-path", long_path.c_str()});
+        EXPECT_EQ(storage_path_resolve(&app), length < 4096) << length;
+        EXPECT_EQ(app.storage_path.used, length < 4096 ? length : 0u) << length;
+    }
 }
 
 TEST_F(StoragePathTest, DesktopFromUserDirsElseHome) {

@@ -100,3 +100,37 @@ TEST(ToolUpdate, UpdatesSavesAndRefusesADamagedStore) {
     tool_server.stop();
     ASSERT_EQ(system(("rm -rf '" + folder + "'").c_str()), 0);
 }
+// A fresh account: the storage folder and its parents are made. A folder that
+// can't be: each feed's line says its entries weren't saved, standard error says
+// why and names the folder, and the exit is 1. A path too long for the system is
+// refused before anything is fetched.
+TEST(ToolUpdate, TheStorageFolderIsMadeOrTheFailureSaid) {
+    ASSERT_TRUE(tool_server.start(NEWSLOOM_TEST_DATA "/feeds", false));
+    std::string folder = temporary_folder("newsloom_tool_");
+    ASSERT_FALSE(folder.empty());
+    std::string qemu = tool_server.address("/feed/qemu.atom");
+
+    tool_run_t fresh = run_tool("-path " + folder + "/home/.config/newsloom " + qemu, folder);
+    EXPECT_EQ(fresh.status, 0) << fresh.err;
+    EXPECT_EQ(fresh.out, qemu + ": 10 new entries\n");
+    EXPECT_EQ(store_files(folder + "/home/.config/newsloom").rfind("feed_data_", 0), 0u);
+
+    std::ofstream(folder + "/plain") << "x";
+    std::string blocked = folder + "/plain/newsloom";
+    tool_run_t failed = run_tool("-path " + blocked + " " + qemu, folder);
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_EQ(failed.out, qemu + ": 10 new entries, not saved\n");
+    EXPECT_NE(failed.err.find("Error while saving the store in " + blocked +
+                              ": can't make the folder: Not a directory."),
+              std::string::npos)
+        << failed.err;
+
+    std::string too_long = folder + "/" + std::string(4100, 'l');
+    tool_run_t refused = run_tool("-path " + too_long + " " + qemu, folder);
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(refused.out, "");
+    EXPECT_NE(refused.err.find("longer than 4095 bytes"), std::string::npos) << refused.err;
+
+    tool_server.stop();
+    ASSERT_EQ(system(("rm -rf '" + folder + "'").c_str()), 0);
+}

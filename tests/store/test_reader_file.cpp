@@ -23,31 +23,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct temp_folder_t {
-    std::string path;
-    temp_folder_t() {
-        path = make_temp_folder("newsloom_store_");
-    }
-    ~temp_folder_t() { fs::remove_all(path); }
-};
-
-std::vector<std::string> bin_files(const std::string& folder) {
-    std::vector<std::string> names;
-    for (const auto& item : fs::directory_iterator(folder)) names.push_back(item.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-std::string file_bytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-void write_file(const std::string& path, const std::string& bytes) {
-    std::ofstream out(path, std::ios::binary);
-    out << bytes;
-}
-
 std::string only_store_file(const std::string& folder) {
     std::vector<std::string> names = bin_files(folder);
     EXPECT_EQ(names.size(), 1u);

@@ -1,0 +1,57 @@
+// The program's start as main runs it, without a display, over the store files a
+// user's folder may hold.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <cstdio>
+#include <string>
+
+#include "app/startup.h"
+#include "base/log.h"
+
+namespace {
+
+program_t start_program;
+
+std::string user_log_since(u8* mark) {
+    data_t copy = data_allocate(log_block_size);
+    log_copy_since(log_user, mark, &copy);
+    std::string text((const char*)copy.bytes, copy.used);
+    data_free(&copy);
+    return text;
+}
+
+}  // namespace
+
+// A damaged newest file: the older file is loaded, the damaged one kept aside, and
+// the log panel opens on a paragraph that names both.
+TEST(Start, ADamagedNewestStoreOpensTheLogPanelOnAParagraph) {
+    char pattern[] = "/tmp/newsloom_start_XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    std::string folder = pattern;
+    std::string store = folder + "/store";
+    char* argv[] = {(char*)"newsloom", (char*)"-path", store.data(), nullptr};
+    program_options_t options = {1, 640, 480};
+
+    // A first run leaves a good store file behind.
+    ASSERT_TRUE(program_start(&start_program, 3, argv, &options));
+    EXPECT_NE(start_program.panel.right_panel, panel_right_log);
+    program_shutdown(&start_program);
+
+    std::string damaged = store + "/feed_data_29990101_000000.bin";
+    FILE* f = fopen(damaged.c_str(), "wb");
+    ASSERT_NE(f, nullptr);
+    fputs("feed", f);
+    fclose(f);
+    log_reserve(log_user, 0);
+    u8* mark = data_end(log_channel(log_user)->text);
+    ASSERT_TRUE(program_start(&start_program, 3, argv, &options));
+    EXPECT_EQ(start_program.panel.right_panel, panel_right_log);
+    std::string said = user_log_since(mark);
+    EXPECT_NE(said.find("The store file " + damaged + " is damaged: it is cut short. It is kept as " + damaged +
+                        ".damaged.\nNewsloom started from the older store file " + store + "/feed_data_"),
+              std::string::npos)
+        << said;
+    program_shutdown(&start_program);
+    ASSERT_EQ(system(("rm -rf '" + folder + "'").c_str()), 0);
+}
