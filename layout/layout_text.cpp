@@ -150,6 +150,57 @@ void layout_text(layout_t* layout, layout_item_t* item, u32 record) {
             if (s.run) s.run_copy = *s.run;
             s.run_copy_count = body->run_count;
         }
+        // The common case in its own loop: ASCII in the middle of a line, fitting, with
+        // no run to record (measuring, or a line out of the view). It adds exactly as
+        // the steps below do and leaves them everything else: line starts, breaks,
+        // wraps, other code points and the lines that show.
+        f32 view_y = layout->pen_y - layout->scroll_y;
+        bool line_hidden = view_y >= layout->height || view_y + s.line_height <= 0;
+        if (!at_line_start && !word_too_long && p != first && previous != codepoint_invalid && !s.run &&
+            (!record || line_hidden)) {
+            if (!previous_glyph) previous_glyph = font_glyph(font, previous);
+            f32 x1 = s.line.rect.x1, pen = layout->pen_x;
+            u64 bytes = s.line.bytes, count = s.line.codepoints;
+            f32 word_x1 = 0;
+            u64 word_bytes = 0, word_count = 0;
+            bool spaced = false;
+            const u8* q = p;
+            while (q < end) {
+                u32 c = *q;
+                u32 offset = c - font->first_codepoint;
+                if (c >= 0x80 || is_line_break(c) || offset >= 256) break;
+                const glyph_t* glyph = &font->glyphs[font->direct[offset]];
+                f32 advance = (f32)font_kerning(font, previous_glyph, c) * font->scale + glyph->advance;
+                if (x1 + advance > wrap_right) break;
+                x1 += advance;
+                pen += advance;
+                bytes += 1;
+                count += 1;
+                if (char_is_space(c)) {
+                    spaced = true;
+                    word_x1 = x1, word_bytes = bytes, word_count = count;
+                }
+                previous_glyph = glyph;
+                previous = c;
+                q += 1;
+            }
+            if (q != p) {
+                s.line.rect.x1 = x1;
+                s.line.bytes = bytes;
+                s.line.codepoints = count;
+                layout->pen_x = pen;
+                if (spaced) {
+                    s.word = s.line;
+                    s.word.rect.x1 = word_x1;
+                    s.word.bytes = word_bytes;
+                    s.word.codepoints = word_count;
+                    s.run_copy_open = false;
+                    s.run_copy_count = body->run_count;
+                }
+                p = q;
+                continue;
+            }
+        }
         u32 size = 0;
         u32 codepoint = decode(p, end, &size);
         if (is_line_break(codepoint)) {
