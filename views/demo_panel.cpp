@@ -130,8 +130,18 @@ static void text_view(ui_t* ui, demo_panel_t* panel, data_t* memory, rect_t rect
         while (p < end) {
             if (panel->wrap && layout_would_overflow(&layout)) break;
             const u8* paragraph = p;
-            while (p < end && !(p[0] == '\n' && p + 1 < end && p[1] == '\n')) p++;
-            p = p + 2 <= end ? p + 2 : end;
+            for (;;) {
+                const u8* line_end = (const u8*)memchr(p, '\n', (u64)(end - p));
+                if (!line_end) {
+                    p = end;
+                    break;
+                }
+                p = line_end + 1;
+                if (p < end && *p == '\n') {
+                    p += 1;
+                    break;
+                }
+            }
             layout_string_p(&layout, paragraph, (u64)(p - paragraph));
         }
         layout_finish(&layout);
