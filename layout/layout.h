@@ -114,6 +114,9 @@ struct layout_t {
     u32 item_count;
     layout_item_t null_item;
     layout_item_t* colour_stack;
+    // The memory ran out in the last building pass: the items after that point are
+    // left out of every pass, and the replay passes past the count get null_item.
+    u32 items_dropped;
 };
 
 struct layout_size_t {
@@ -209,6 +212,9 @@ f32 layout_remaining(layout_t* layout);
 f32 layout_remaining_floor(layout_t* layout);
 layout_item_t* layout_finish(layout_t* layout);
 
+// One line on the log panel, once a run, when a layout's memory ran out.
+void layout_report_full();
+
 // Text and boxes only: the item lies at least partly in the view.
 bool layout_item_visible(const layout_t* layout, const layout_item_t* item);
 // Font and colour items change the layout as they did when built; others are
@@ -216,7 +222,8 @@ bool layout_item_visible(const layout_t* layout, const layout_item_t* item);
 void layout_replay_state(layout_t* layout, layout_item_t* item);
 
 // record 0 measures; otherwise the visible runs are stored too, and with
-// layout_flag_keep_lines every line.
+// layout_flag_keep_lines every line. When the memory can't hold them the text is
+// only measured, or its lines are kept as far as they fit.
 void layout_text(layout_t* layout, layout_item_t* item, u32 record);
 layout_size_t layout_get_single_line_size(const font_t* font, const u8* text, u64 length, u32 previous_codepoint);
 u64 layout_get_byte_at_position(const font_t* font, const u8* text, u64 length, f32 x);

@@ -3,6 +3,7 @@
 // replayed, so that a panel is described once and measured before it is drawn.
 #include <cmath>
 
+#include "base/log.h"
 #include "layout/layout.h"
 #include "profiler/profiler.h"
 
@@ -50,6 +51,7 @@ static void style_reset(layout_t* layout) {
 static void building_reset(layout_t* layout) {
     pen_reset(layout);
     layout->finished = 0;
+    layout->items_dropped = 0;
     *layout->memory = layout->memory_start;
     layout->item_count = 0;
 }
@@ -192,22 +194,52 @@ void layout_request_remeasure(layout_t* layout, u32 keep_bars) {
 
 // Items.
 
+// The item that stands for one that is not kept: zeroed for each use.
+static layout_item_t* null_item(layout_t* layout, u32 kind) {
+    layout->null_item = layout_item_t{};
+    layout->null_item.kind = kind;
+    return &layout->null_item;
+}
+
+// Content without end, such as an entry of a few hundred thousand elements, must
+// not stop the program: what doesn't fit is left out, and said once a run.
+void layout_report_full() {
+    static bool reported = false;
+    if (reported) return;
+    reported = true;
+    log_paragraph_start(log_user);
+    log_write_c_string(log_user, "A view holds more than its memory can lay out; the rest of it is not shown.\n");
+}
+
+static void items_drop(layout_t* layout) {
+    layout->items_dropped = 1;
+    layout_report_full();
+}
+
+// A building pass with an item that was kept: only then do items take effect.
+static bool item_builds(layout_t* layout, const layout_item_t* item) {
+    return layout_is_building(layout) && item != &layout->null_item;
+}
+
 layout_item_t* layout_push_item(layout_t* layout, u32 kind) {
     if (layout_is_building(layout)) {
+        if (layout->items_dropped) return null_item(layout, kind);
         layout_item_t* item = (layout_item_t*)data_push(layout->memory, sizeof(layout_item_t), 8);
+        if (!item) {
+            items_drop(layout);
+            return null_item(layout, kind);
+        }
         // Replay walks the items as an array: nothing may be pushed between them.
-        ASSERT(item && item == layout->items + layout->item_count);
+        ASSERT(item == layout->items + layout->item_count);
         *item = layout_item_t{};
         item->kind = kind;
         layout->item_count += 1;
         layout->item_index += 1;
         return item;
     }
-    if (layout->restart) {
-        layout->null_item = layout_item_t{};
-        return &layout->null_item;
-    }
+    if (layout->restart) return null_item(layout, kind);
     ASSERT((layout->state == layout_state_logic && layout->positioned) || layout->state == layout_state_draw);
+    if (layout->items_dropped && layout->item_index >= layout->item_count) return null_item(layout, kind);
     ASSERT(layout->item_index < layout->item_count);
     layout_item_t* item = &layout->items[layout->item_index];
     ASSERT(item->kind == kind);
@@ -279,7 +311,7 @@ static void finish_apply(layout_t* layout) {
 layout_item_t* layout_string_p(layout_t* layout, const u8* text, u64 length) {
     PROFILE_ZONE(layout_string_p);
     layout_item_t* item = layout_push_item(layout, layout_item_text);
-    if (!layout_is_building(layout)) return item;
+    if (!item_builds(layout, item)) return item;
     item->text.text = text;
     item->text.length = length;
     layout_text(layout, item, 0);
@@ -288,7 +320,7 @@ layout_item_t* layout_string_p(layout_t* layout, const u8* text, u64 length) {
 
 layout_item_t* layout_advance(layout_t* layout, f32 dx, f32 dy, u32 flags) {
     layout_item_t* item = layout_push_item(layout, layout_item_advance);
-    if (!layout_is_building(layout)) return item;
+    if (!item_builds(layout, item)) return item;
     item->advance.dx = dx;
     item->advance.dy = dy;
     item->advance.flags = flags;
@@ -298,7 +330,7 @@ layout_item_t* layout_advance(layout_t* layout, f32 dx, f32 dy, u32 flags) {
 
 layout_item_t* layout_set_wrap(layout_t* layout, f32 start_x, f32 width, u32 flags) {
     layout_item_t* item = layout_push_item(layout, layout_item_set_wrap);
-    if (!layout_is_building(layout)) return item;
+    if (!item_builds(layout, item)) return item;
     item->wrap.start = start_x;
     item->wrap.width = width;
     item->wrap.break_anywhere = (flags & layout_wrap_break_anywhere) ? 1 : 0;
@@ -309,13 +341,13 @@ layout_item_t* layout_set_wrap(layout_t* layout, f32 start_x, f32 width, u32 fla
 
 layout_item_t* layout_new_line(layout_t* layout) {
     layout_item_t* item = layout_push_item(layout, layout_item_new_line);
-    if (layout_is_building(layout)) new_line_apply(layout);
+    if (item_builds(layout, item)) new_line_apply(layout);
     return item;
 }
 
 layout_item_t* layout_set_font(layout_t* layout, u32 font) {
     layout_item_t* item = layout_push_item(layout, layout_item_set_font);
-    if (!layout_is_building(layout)) return item;
+    if (!item_builds(layout, item)) return item;
     ASSERT(font < layout->fonts->font_count);
     item->font = font;
     layout->font = font;
@@ -324,7 +356,7 @@ layout_item_t* layout_set_font(layout_t* layout, u32 font) {
 
 layout_item_t* layout_push_colour(layout_t* layout, colour_t colour) {
     layout_item_t* item = layout_push_item(layout, layout_item_push_colour);
-    if (!layout_is_building(layout)) return item;
+    if (!item_builds(layout, item)) return item;
     item->colour.colour = colour;
     colour_push(layout, item);
     return item;
@@ -332,13 +364,13 @@ layout_item_t* layout_push_colour(layout_t* layout, colour_t colour) {
 
 layout_item_t* layout_pop_colour(layout_t* layout) {
     layout_item_t* item = layout_push_item(layout, layout_item_pop_colour);
-    if (layout_is_building(layout)) colour_pop(layout);
+    if (item_builds(layout, item)) colour_pop(layout);
     return item;
 }
 
 layout_item_t* layout_set_flags(layout_t* layout, u32 flags) {
     layout_item_t* item = layout_push_item(layout, layout_item_set_flags);
-    if (!layout_is_building(layout)) return item;
+    if (!item_builds(layout, item)) return item;
     item->flags = flags;
     layout->flags = flags;
     return item;
@@ -346,7 +378,7 @@ layout_item_t* layout_set_flags(layout_t* layout, u32 flags) {
 
 layout_item_t* layout_box(layout_t* layout, f32 width, f32 height, u64 user, u32 flags) {
     layout_item_t* item = layout_push_item(layout, layout_item_box);
-    if (!layout_is_building(layout)) return item;
+    if (!item_builds(layout, item)) return item;
     item->box.user = user;
     item->box.flags = flags;
     item->box.rect = rect_t{0, 0, width, height};
@@ -356,7 +388,7 @@ layout_item_t* layout_box(layout_t* layout, f32 width, f32 height, u64 user, u32
 
 layout_item_t* layout_mark(layout_t* layout, u64 a, u64 b) {
     layout_item_t* item = layout_push_item(layout, layout_item_mark);
-    if (!layout_is_building(layout)) return item;
+    if (!item_builds(layout, item)) return item;
     item->mark.a = a;
     item->mark.b = b;
     return item;
@@ -365,7 +397,7 @@ layout_item_t* layout_mark(layout_t* layout, u64 a, u64 b) {
 // Measured when built and kept in the item, so that every pass sees the same width.
 f32 layout_remaining(layout_t* layout) {
     layout_item_t* item = layout_push_item(layout, layout_item_remaining);
-    if (!layout_is_building(layout)) return item->remaining;
+    if (!item_builds(layout, item)) return item->remaining;
     f32 left = layout->padding_left, right = layout->padding_right;
     f32 room = max_of(layout->max_x - left, layout->width - left - right);
     if (layout->wrap_width != layout_no_wrap) room = max_of(room, layout->line_start_x + layout->wrap_width - left);
@@ -380,7 +412,8 @@ layout_item_t* layout_finish(layout_t* layout) {
     if (!layout_is_building(layout)) return item;
     ASSERT(!layout->finished);
     layout->finished = 1;
-    finish_apply(layout);
+    // Without its item the replay can't add the paddings: neither does the measure.
+    if (item_builds(layout, item)) finish_apply(layout);
     return item;
 }
 
@@ -489,7 +522,7 @@ void layout_end(layout_t* layout, u32 partial) {
     }
     // 5. A description that pushed different items in different passes shows here.
     if (!partial) {
-        ASSERT(finish_met);
+        ASSERT(finish_met || layout->items_dropped);
         ASSERT(fabsf(layout->max_x - saved_max_x) <= 0.001f && fabsf(layout->max_y - saved_max_y) <= 0.001f);
     }
 }

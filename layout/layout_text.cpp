@@ -67,7 +67,11 @@ struct text_state_t {
 static void line_store(text_state_t* s, const layout_line_t* line) {
     if (!s->record || !s->keep_lines) return;
     layout_line_t* stored = (layout_line_t*)data_push(s->layout->memory, sizeof(layout_line_t), 8);
-    ASSERT(stored);
+    if (!stored) {
+        s->keep_lines = false;
+        layout_report_full();
+        return;
+    }
     ASSERT(stored == s->body->lines + s->body->line_count);
     *stored = *line;
     s->body->line_count += 1;
@@ -120,8 +124,14 @@ void layout_text(layout_t* layout, layout_item_t* item, u32 record) {
     if (record && !body->runs) {
         body->runs = (layout_line_t*)data_push(layout->memory, sizeof(layout_line_t) * run_capacity, 8);
         body->run_lines = (u32*)data_push(layout->memory, sizeof(u32) * run_capacity, 4);
-        ASSERT(body->runs && body->run_lines);
         body->run_count = 0;
+        if (!body->runs || !body->run_lines) {
+            body->runs = nullptr;
+            body->run_lines = nullptr;
+            record = 0;
+            s.record = 0;
+            layout_report_full();
+        }
     }
     if (record && s.keep_lines && !body->lines) {
         data_t* m = layout->memory;

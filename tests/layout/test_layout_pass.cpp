@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "base/log.h"
 #include "layout/fixed_font.h"
 #include "layout/layout.h"
 
@@ -325,6 +326,59 @@ TEST(LayoutPass, OnlySizeMeasuresUntilTheBarsAreKnown) {
     EXPECT_EQ(item->text.run_count, 5u);
     EXPECT_EQ(item->text.lines[0].rect.y1, 100);
     data_free(&memory);
+}
+
+u32 occurrences(const std::string& text, const std::string& part) {
+    u32 count = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) count++;
+    return count;
+}
+
+TEST(LayoutPass, ContentBeyondTheMemoryIsLeftOutWithOneLine) {
+    const std::string message = "more than its memory can lay out";
+    log_channel_t* user = log_channel(log_user);
+    std::string before((const char*)user->text.bytes, user->text.used);
+    const std::string text = "first line\nsecond line\nthird line\nfourth";
+    alignas(8) static u8 bytes[4096];
+    fixed_font_t font;
+    struct case_t {
+        const char* name;
+        u64 room;
+        u32 boxes;
+        u32 items, runs, lines;
+    } cases[] = {
+        // 96 bytes an item: the flags, the text and 30 of the boxes fit, and then
+        // nothing for the text's runs.
+        {"items", 96 * 32, 100, 32, 0, 0},
+        // The items fit, the text's runs (7 of 40 bytes and their line numbers) don't.
+        {"runs", 96 * 3 + 200, 0, 3, 0, 0},
+        // Runs fit, and two lines of four.
+        {"lines", 96 * 3 + 280 + 28 + 4 + 80, 0, 3, 4, 2},
+    };
+    for (const case_t& c : cases) {
+        data_t memory = data_make(c.room, 0, bytes);
+        layout_t l;
+        layout_create(&l, &memory, &font.set, rect_t{0, 0, 200, 100}, 0, 0, nullptr);
+        layout_item_t* last = nullptr;
+        layout_item_t* item = nullptr;
+        while (layout_pass_start(&l)) {
+            if (layout_pass_ready(&l, 0)) continue;
+            layout_set_flags(&l, layout_flag_keep_lines | layout_flag_no_vertical_bar);
+            item = layout_string_p(&l, (const u8*)text.data(), text.size());
+            for (u32 i = 0; i < c.boxes; i++) last = layout_box(&l, 10, 10, 0, layout_box_pen_below);
+            layout_finish(&l);
+        }
+        EXPECT_EQ(l.state, (u32)layout_state_done) << c.name;
+        EXPECT_EQ(l.item_count, c.items) << c.name;
+        EXPECT_EQ(l.items_dropped, c.boxes ? 1u : 0u) << c.name;
+        if (c.boxes) {
+            EXPECT_EQ(last, &l.null_item) << c.name;
+        }
+        EXPECT_EQ(item->text.run_count, c.runs) << c.name;
+        EXPECT_EQ(item->text.line_count, c.lines) << c.name;
+    }
+    std::string after((const char*)user->text.bytes, user->text.used);
+    EXPECT_EQ(occurrences(after, message), occurrences(before, message) + 1);
 }
 
 TEST(LayoutPassDeath, ADescriptionThatChangesBetweenPassesTraps) {
