@@ -1,5 +1,6 @@
-// Drawing a finished layout, read back from the queued text commands: one per
-// visible run, on the baseline, in the colour and font in force where it was pushed.
+// Drawing a finished layout, read back from what the recording backend drew: one
+// text per visible run, on the baseline, in the colour and font in force where it
+// was pushed.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -42,14 +43,17 @@ struct panel_draw_test_t {
     }
     ~panel_draw_test_t() { data_free(&memory); }
 
+    // Ends the frame and gives the text that the recording backend drew.
     std::vector<drawn_t> drawn() {
-        batch_t* batch = gl_batch(&render, draw.text[draw_layer_normal]);
+        gl_frame_end(&render);
         std::vector<drawn_t> result;
-        for (u32 i = 0; i < batch->command_count; i++) {
-            const batch_command_t* c = &batch->commands[i];
-            if (c->kind != batch_type_text) continue;
-            std::string text((const char*)batch->text.bytes + c->text_offset, c->text_length);
-            result.push_back(drawn_t{text, c->x, c->y, c->font, c->colour});
+        const render_record_t* records = render_records(&render);
+        for (u32 i = 0; i < render.record_count; i++) {
+            const render_record_t* r = &records[i];
+            if (r->kind != batch_type_text) continue;
+            EXPECT_EQ(r->batch, draw.text[draw_layer_normal]);
+            result.push_back(drawn_t{std::string((const char*)r->text.bytes, r->text.used), r->x, r->y, r->font,
+                                     r->colour});
         }
         return result;
     }
