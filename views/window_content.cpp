@@ -1,6 +1,7 @@
 // The window's frame, the right side's strip of buttons and its panel switch, and
 // the two simplest panels: help and the log.
 #include "views/window_content.h"
+#include "views/view_entry.h"
 #include "views/view_feed.h"
 #include "views/view_list.h"
 
@@ -169,7 +170,14 @@ void draw_right_panel(app_t* app, reader_t* reader, rect_t rect) {
         // exists; with nothing selected it is the help.
         case panel_right_selection: {
             feed_t* feed = app->panel->selected_feed;
-            if (feed && !app->panel->selected_entry) {
+            entry_t* entry = app->panel->selected_entry;
+            if (entry) {
+                if (entry_kind(entry) == record_kind_atom) {
+                    draw_entry_atom(app, reader, rect);
+                } else {
+                    draw_entry_rss(app, reader, rect);
+                }
+            } else if (feed) {
                 if (feed_kind(feed) == record_kind_atom) {
                     draw_feed_atom(app, reader, rect);
                 } else {
