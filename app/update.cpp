@@ -109,6 +109,12 @@ static void drain_failure(app_t* app, query_t* query) {
     log_write_u64(log_user, query->error);
     log_write(log_user, data_literal(") "));
     log_write(log_user, name);
+    // The number and name alone don't tell a refused connection from a bad
+    // certificate or a time-out: the system's reason follows in words.
+    if (query->error_message[0]) {
+        log_write(log_user, data_literal("\n    "));
+        log_write_c_string(log_user, query->error_message);
+    }
     // Neither the address nor the block is given back on this path: failures are
     // rare and the leak small.
 }

@@ -54,6 +54,15 @@ void http_session_close(http_error_t* error) {
     if (!closed && !*error) *error = http_error_internet_close;
 }
 
+// Digits behind blanks, signs and leading zeros: 9 or more are above the cap
+// whatever value the parse made of them.
+static u64 http_significant_digits(const char* text) {
+    while (*text && !(*text >= '1' && *text <= '9')) text++;
+    u64 count = 0;
+    while (text[count] >= '0' && text[count] <= '9') count++;
+    return count;
+}
+
 http_file_t http_file_open(data_t address, http_error_t* error) {
     PROFILE_ZONE(http_file_open);
     http_file_t file = {};
@@ -81,7 +90,24 @@ http_file_t http_file_open(data_t address, http_error_t* error) {
     }
     char length[128];
     if (os_http_query_content_length(file.handle, length, sizeof(length))) {
-        file.storage.reserved = parse_u64((const u8*)length, text_length(length));
+        u64 declared = parse_u64((const u8*)length, text_length(length));
+        // The block follows the declared length, and a server may declare
+        // anything: past the cap (or past what a number holds) the download fails
+        // before a byte of it is allocated.
+        if (declared > http_file_size_cap || http_significant_digits(length) > 8) {
+            char text[os_http_message_size];
+            data_t said = data_make(sizeof(text) - 1, 0, text);
+            data_push_string(&said, "The server declares a length of ", 32);
+            data_push_string(&said, length, min_of<u64>(text_length(length), 40));
+            data_push_string(&said, " bytes, more than the 64 MiB a download may take.", 49);
+            text[said.used] = 0;
+            http_message_set(text);
+            os_http_close(file.handle);
+            file.handle = nullptr;
+            *error = http_error_not_enough_storage;
+            return file;
+        }
+        file.storage.reserved = declared;
     }
     if (!os_http_query_content_type(file.handle, file.content_type, sizeof(file.content_type))) {
         file.content_type[0] = 0;

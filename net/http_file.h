@@ -23,6 +23,11 @@ enum : u32 {
     http_error_count = 11,
 };
 
+// The most a declared Content-Length may be: a larger one fails the download with
+// http_error_not_enough_storage before anything is allocated. Feeds and pictures
+// both come through here.
+constexpr u64 http_file_size_cap = 64ull << 20;
+
 // The names are also the text the user sees.
 extern const data_t http_error_names[http_error_count];
 data_t http_error_name(u32 error);

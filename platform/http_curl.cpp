@@ -39,10 +39,12 @@ struct os_http_request_s {
     u64 spill_capacity;
     char error_buffer[CURL_ERROR_SIZE];
     u64 last_receive_ms;  // on the monotonic clock
+    u64 start_ms;
 };
 
 static u64 os_http_connect_ms = 30000;
 static u64 os_http_idle_ms = 60000;
+static u64 os_http_total_ms = 300000;
 
 static u64 os_http_now_ms() {
     timespec now;
@@ -50,9 +52,10 @@ static u64 os_http_now_ms() {
     return (u64)now.tv_sec * 1000 + (u64)now.tv_nsec / 1000000;
 }
 
-void os_http_set_time_outs(u64 connect_milliseconds, u64 idle_milliseconds) {
+void os_http_set_time_outs(u64 connect_milliseconds, u64 idle_milliseconds, u64 total_milliseconds) {
     os_http_connect_ms = connect_milliseconds;
     os_http_idle_ms = idle_milliseconds;
+    os_http_total_ms = total_milliseconds;
 }
 
 os_http_session_t os_http_session_open(const char* user_agent) {
@@ -155,12 +158,20 @@ static size_t os_http_write(char* bytes, size_t one, size_t size, void* user) {
 // seconds and so lets a stalled transfer run on past the time.
 static void os_http_drive(os_http_request_t request, bool (*enough)(os_http_request_t)) {
     while (!request->done && !enough(request)) {
-        u64 idle = os_http_now_ms() - request->last_receive_ms;
-        if (idle >= os_http_idle_ms) {
+        u64 now = os_http_now_ms();
+        u64 idle = now - request->last_receive_ms;
+        u64 total = now - request->start_ms;
+        if (idle >= os_http_idle_ms || total >= os_http_total_ms) {
             request->done = true;
             request->result = CURLE_OPERATION_TIMEDOUT;
-            snprintf(request->error_buffer, sizeof(request->error_buffer),
-                     "Operation timed out: nothing received for %llu s", (unsigned long long)(idle / 1000));
+            if (idle >= os_http_idle_ms) {
+                snprintf(request->error_buffer, sizeof(request->error_buffer),
+                         "Operation timed out: nothing received for %llu s", (unsigned long long)(idle / 1000));
+            } else {
+                snprintf(request->error_buffer, sizeof(request->error_buffer),
+                         "Operation timed out: the download took more than %llu s",
+                         (unsigned long long)(os_http_total_ms / 1000));
+            }
             break;
         }
         int running = 0;
@@ -177,7 +188,7 @@ static void os_http_drive(os_http_request_t request, bool (*enough)(os_http_requ
             }
         }
         if (request->done || enough(request)) break;
-        u64 wait = min_of<u64>(1000, os_http_idle_ms - idle);
+        u64 wait = min_of<u64>(min_of<u64>(1000, os_http_idle_ms - idle), os_http_total_ms - total);
         curl_multi_poll(request->multi, nullptr, 0, (int)max_of<u64>(wait, 1), nullptr);
     }
 }
@@ -226,6 +237,7 @@ os_http_request_t os_http_open_url(os_http_session_t session, const char* addres
     curl_easy_setopt(easy, CURLOPT_WRITEDATA, request);
     curl_multi_add_handle(request->multi, easy);
     request->last_receive_ms = os_http_now_ms();
+    request->start_ms = request->last_receive_ms;
 
     os_http_drive(request, os_http_head_is_in);
     if (request->done && request->result != CURLE_OK) {

@@ -168,15 +168,23 @@ TEST_F(Update, EachFailedAddressIsOneParagraphAndNoFeed) {
     struct case_t {
         std::string address;
         const char* returned;
+        const char* reason;  // in the system's words, on the paragraph's last line
     };
     const case_t cases[] = {
-        {"http://127.0.0.1:" + std::to_string(closed_port()) + "/feed.rss", "(5) http_error_internet_open_url"},
-        {update_server.tls_address("/feed/atp.rss"), "(5) http_error_internet_open_url"},  // self-signed
-        {update_server.address("/cut/1000/500"), "(6) http_error_internet_read_file"},
-        {update_server.address("/stall-body/1000"), "(6) http_error_internet_read_file"},
-        {update_server.address("/stall"), "(5) http_error_internet_open_url"},
+        {"http://127.0.0.1:" + std::to_string(closed_port()) + "/feed.rss", "(5) http_error_internet_open_url",
+         "connect"},
+        {update_server.tls_address("/feed/atp.rss"), "(5) http_error_internet_open_url",
+         "certificate"},  // self-signed
+        {update_server.address("/cut/1000/500"), "(6) http_error_internet_read_file", "500 bytes remaining"},
+        {update_server.address("/stall-body/1000"), "(6) http_error_internet_read_file", "nothing received for 1 s"},
+        {update_server.address("/stall"), "(5) http_error_internet_open_url", "nothing received for 1 s"},
+        // A byte each 100 ms is never silent: the overall limit ends it.
+        {update_server.address("/trickle/1000/100"), "(6) http_error_internet_read_file",
+         "the download took more than 2 s"},
+        {update_server.address("/declared/67108865"), "(8) http_error_not_enough_storage",
+         "The server declares a length of 67108865 bytes, more than the 64 MiB a download may take."},
     };
-    os_http_set_time_outs(1000, 1000);
+    os_http_set_time_outs(1000, 1000, 2000);
     log_channel_t* user = log_channel(log_user);
     u64 log_start = user->text.used;
     u64 main_start = log_channel(log_main)->text.used;
@@ -185,27 +193,30 @@ TEST_F(Update, EachFailedAddressIsOneParagraphAndNoFeed) {
     drain_until_idle();
     os_http_set_time_outs(30000, 60000);
     EXPECT_EQ(feed_count(), 0u);
-    // One paragraph each, and nothing else; they come in the order the drain
-    // found them finished.
-    std::vector<std::string> expected;
-    for (const case_t& c : cases) {
-        expected.push_back("Error while retrieving feed: " + c.address + "\n    Returned " + c.returned);
-    }
-    std::vector<std::string> written;
+    // One paragraph each, and nothing else, in the order the drain found them
+    // finished: the address, the error's number and name, and the reason.
     std::string text = user_log_since(log_start);
     if (log_start) {
         ASSERT_EQ(text.rfind("\n\n", 0), 0u);
         text.erase(0, 2);
     }
+    std::vector<std::string> written;
     for (size_t start = 0; start <= text.size();) {
         size_t end = text.find("\n\n", start);
         if (end == std::string::npos) end = text.size();
         written.push_back(text.substr(start, end - start));
         start = end + 2;
     }
-    std::sort(expected.begin(), expected.end());
-    std::sort(written.begin(), written.end());
-    EXPECT_EQ(written, expected);
+    EXPECT_EQ(written.size(), std::size(cases)) << text;
+    for (const case_t& c : cases) {
+        std::string head = "Error while retrieving feed: " + c.address + "\n    Returned " + c.returned + "\n    ";
+        auto paragraph = std::find_if(written.begin(), written.end(),
+                                      [&](const std::string& p) { return p.rfind(head, 0) == 0; });
+        ASSERT_NE(paragraph, written.end()) << head << "\n" << text;
+        std::string reason = paragraph->substr(head.size());
+        EXPECT_EQ(reason.find('\n'), std::string::npos) << reason;
+        EXPECT_NE(reason.find(c.reason), std::string::npos) << reason;
+    }
     EXPECT_EQ(panel.right_panel, panel_right_log);
     // The system's reason and the error line stay in the main log.
     log_channel_t* main_log = log_channel(log_main);

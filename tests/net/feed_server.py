@@ -132,6 +132,30 @@ class Handler(http.server.BaseHTTPRequestHandler):
             self.wfile.write(pattern(n // 2))
             self.wfile.flush()
             time.sleep(3600)
+        elif kind == "trickle":
+            # N bytes, one each MS milliseconds: never silent, never done.
+            n, ms = int(parts[1]), int(parts[2])
+            self.send_response(200)
+            self.send_header("Content-Length", str(n))
+            self.end_headers()
+            try:
+                for b in pattern(n):
+                    self.wfile.write(bytes([b]))
+                    self.wfile.flush()
+                    time.sleep(ms / 1000)
+            except (BrokenPipeError, ConnectionResetError):
+                pass
+        elif kind == "declared":
+            # Declares N bytes and sends a few, then waits for the client to go.
+            self.send_response(200)
+            self.send_header("Content-Length", parts[1])
+            self.end_headers()
+            try:
+                self.wfile.write(pattern(16))
+                self.wfile.flush()
+                time.sleep(60)
+            except (BrokenPipeError, ConnectionResetError):
+                pass
         else:
             self.send_body(b"not found", 9, status=404)
 

@@ -94,6 +94,34 @@ TEST_F(HttpFile, OutcomesOfTheLocalServer) {
     }
 }
 
+// A server may declare any length and send at any pace: a declared length past
+// 64 MiB fails before a block is taken, and a download that never falls silent
+// still ends at the overall limit.
+TEST_F(HttpFile, SizeCapAndOverallLimit) {
+    struct case_t {
+        const char* path;
+        http_error_t error;
+        u64 reported;
+        const char* message;
+    };
+    const case_t cases[] = {
+        {"/declared/67108865", http_error_not_enough_storage, 0,
+         "The server declares a length of 67108865 bytes, more than the 64 MiB a download may take."},
+        {"/declared/99999999999999999999999", http_error_not_enough_storage, 0, "more than the 64 MiB"},
+        {"/declared/000000067108864", http_error_internet_read_file, 67108864, "nothing received"},
+        {"/trickle/1000/100", http_error_internet_read_file, 1000, "the download took more than 2 s"},
+    };
+    os_http_set_time_outs(1000, 1000, 2000);
+    for (const case_t& c : cases) {
+        download_t result = download(http_server.address(c.path), 0);
+        EXPECT_EQ(result.error, c.error) << c.path << " " << http_error_message();
+        EXPECT_EQ(result.reported, c.reported) << c.path;
+        EXPECT_NE(std::string(http_error_message()).find(c.message), std::string::npos)
+            << c.path << " " << http_error_message();
+    }
+    os_http_set_time_outs(1000, 1000);
+}
+
 TEST_F(HttpFile, StatusCodesAreData) {
     download_t result = download(http_server.address("/status500"), 0);
     EXPECT_EQ(result.error, http_error_none);

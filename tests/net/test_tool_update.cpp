@@ -70,7 +70,7 @@ TEST(ToolUpdate, UpdatesSavesAndRefusesADamagedStore) {
     EXPECT_NE(first.out.find(tool_server.address("/status500") + ": no feed in the document\n"), std::string::npos)
         << first.out;
     EXPECT_NE(first.out.find("Error while retrieving feed: " + refused +
-                             "\n    Returned (5) http_error_internet_open_url\n"),
+                             "\n    Returned (5) http_error_internet_open_url\n    "),
               std::string::npos)
         << first.out;
     std::string files = store_files(store);
