@@ -63,7 +63,7 @@ run: release
 test: deps build/test/build.ninja
 	cmake -S . -B build/test -DNEWSLOOM_WERROR=ON > /dev/null
 	cmake --build build/test -j $(JOBS)
-	cd build/test && ctest --output-on-failure -j $(JOBS) $(CTEST_ARGS)
+	cd build/test && ctest --output-on-failure -j $(JOBS) --repeat until-pass:2 $(CTEST_ARGS)
 
 bench: deps build/release/build.ninja
 	cmake --build build/release -j $(JOBS)
