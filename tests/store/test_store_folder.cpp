@@ -9,24 +9,12 @@
 #include <vector>
 
 #include "base/log.h"
+#include "log_support.h"
 #include "store_support.h"
 
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string user_log_since(u8* mark) {
-    data_t copy = data_allocate(log_block_size);
-    log_copy_since(log_user, mark, &copy);
-    std::string text((const char*)copy.bytes, copy.used);
-    data_free(&copy);
-    return text;
-}
-
-u8* user_log_mark() {
-    log_reserve(log_user, 0);
-    return data_end(log_channel(log_user)->text);
-}
 
 // Every file below `root`, folders left out.
 std::vector<std::string> files_below(const std::string& root) {
@@ -112,18 +100,18 @@ TEST(StoreFolder, ASaveThatFailsSaysWhyAndWritesNothing) {
     for (auto& c : cases) {
         store_fixture_t store;
         store.use_folder(c.folder);
-        u8* mark = user_log_mark();
+        u8* mark = log_test_mark(log_user);
         EXPECT_FALSE(store.save()) << c.folder;
-        std::string said = user_log_since(mark);
+        std::string said = log_test_since(log_user, mark);
         EXPECT_NE(said.find("Error while saving the store in " + c.folder + ": "), std::string::npos) << said;
         EXPECT_NE(said.find(c.says), std::string::npos) << said;
         EXPECT_EQ(files_below(root.path), std::vector<std::string>{root.path + "/plain"});
     }
     store_fixture_t store;
     store.use_folder(too_long);
-    u8* mark = user_log_mark();
+    u8* mark = log_test_mark(log_user);
     EXPECT_FALSE(store.save());
-    EXPECT_NE(user_log_since(mark).find(": the path is longer than the system takes."), std::string::npos);
+    EXPECT_NE(log_test_since(log_user, mark).find(": the path is longer than the system takes."), std::string::npos);
 }
 
 // The window program doesn't stop at a damaged newest file: it is kept whole under
@@ -160,9 +148,9 @@ TEST(StoreFolder, DamagedNewestFilesAreKeptAsideAndAnOlderOneLoads) {
         for (size_t i = 0; i < 3; i++) write_file(folder.path + "/" + names[i], c.damaged[i] ? "FEED" + good : good);
         store_fixture_t store;
         store.use_folder(folder.path);
-        u8* mark = user_log_mark();
+        u8* mark = log_test_mark(log_user);
         bool whole = reader_load_or_recover(&store.scratch, store.folder, &store.reader);
-        std::string said = user_log_since(mark);
+        std::string said = log_test_since(log_user, mark);
         EXPECT_EQ(store.reader.feeds.entry_count, c.feeds);
 
         size_t newest_whole = 3;

@@ -8,20 +8,9 @@
 
 #include "app/startup.h"
 #include "base/log.h"
+#include "log_support.h"
 
-namespace {
-
-program_t start_program;
-
-std::string user_log_since(u8* mark) {
-    data_t copy = data_allocate(log_block_size);
-    log_copy_since(log_user, mark, &copy);
-    std::string text((const char*)copy.bytes, copy.used);
-    data_free(&copy);
-    return text;
-}
-
-}  // namespace
+static program_t start_program;  // far too large for the stack
 
 // A damaged newest file: the older file is loaded, the damaged one kept aside, and
 // the log panel opens on a paragraph that names both.
@@ -43,11 +32,10 @@ TEST(Start, ADamagedNewestStoreOpensTheLogPanelOnAParagraph) {
     ASSERT_NE(f, nullptr);
     fputs("feed", f);
     fclose(f);
-    log_reserve(log_user, 0);
-    u8* mark = data_end(log_channel(log_user)->text);
+    u8* mark = log_test_mark(log_user);
     ASSERT_TRUE(program_start(&start_program, 3, argv, &options));
     EXPECT_EQ(start_program.panel.right_panel, panel_right_log);
-    std::string said = user_log_since(mark);
+    std::string said = log_test_since(log_user, mark);
     EXPECT_NE(said.find("The store file " + damaged + " is damaged: it is cut short. It is kept as " + damaged +
                         ".damaged.\nNewsloom started from the older store file " + store + "/feed_data_"),
               std::string::npos)
