@@ -7,26 +7,19 @@
 #include <string>
 
 #include "app/startup.h"
+#include "views/program_frames.h"
 #include "store/feed_merge.h"
 #include "store/store_support.h"
 #include "views/view_list.h"
 
 namespace {
 
-class ListFrames : public testing::Test {
+class ListFrames : public ProgramFrames {
 protected:
-    static inline program_t program;
-    std::string folder, path_argument;
     feed_t* feeds[2] = {};
 
     void SetUp() override {
-        char pattern[] = "/tmp/newsloom_list_frames_XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        folder = pattern;
-        path_argument = folder + "/store";
-        char* argv[] = {(char*)"newsloom", (char*)"-path", path_argument.data(), nullptr};
-        program_options_t options = {1, 1280, 720};
-        ASSERT_TRUE(program_start(&program, 3, argv, &options));
+        start(1280, 720);
         const char* names[2] = {"feeds/EMarley.rss", "feeds/zones.rss"};
         for (u32 i = 0; i < 2; i++) {
             std::string document = read_test_file(names[i]);
@@ -42,19 +35,6 @@ protected:
         }
         program.panel.generation_min = program.panel.generation_max = program.reader.generation;
         program.panel.right_panel = panel_right_selection;
-        frame();
-    }
-    void TearDown() override {
-        program_shutdown(&program);
-        ASSERT_EQ(system(("rm -rf '" + folder + "'").c_str()), 0);
-    }
-    void frame() {
-        frame_run(&program.loop);
-        input_frame_begin(&program.window);
-    }
-    void tap(u32 key) {
-        input_key(&program.window, key, true, 0, 0, 1);
-        input_key(&program.window, key, false, 0, 0, 2);
         frame();
     }
     const batch_command_t* drawn_starting(const std::string& text) {

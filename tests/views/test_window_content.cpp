@@ -11,39 +11,17 @@
 #include <string>
 
 #include "app/startup.h"
+#include "views/program_frames.h"
 #include "base/log.h"
 #include "views/links.h"
 
 namespace {
 
-class WindowFrames : public testing::Test {
+class WindowFrames : public ProgramFrames {
 protected:
-    static inline program_t program;
-    std::string folder, path_argument;
-
     void SetUp() override {
-        char pattern[] = "/tmp/newsloom_window_frames_XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        folder = pattern;
-        path_argument = folder + "/store";
-        char* argv[] = {(char*)"newsloom", (char*)"-path", path_argument.data(), nullptr};
         // Wide enough for the whole strip of buttons.
-        program_options_t options = {1, 1700, 720};
-        ASSERT_TRUE(program_start(&program, 3, argv, &options));
-        frame();
-    }
-    void TearDown() override {
-        program_shutdown(&program);
-        ASSERT_EQ(system(("rm -rf '" + folder + "'").c_str()), 0);
-    }
-    void frame() {
-        frame_run(&program.loop);
-        input_frame_begin(&program.window);
-    }
-    // Down and up within one frame, as a quick press comes.
-    void tap(u32 key) {
-        input_key(&program.window, key, true, 0, 0, 1);
-        input_key(&program.window, key, false, 0, 0, 2);
+        start(1700, 720);
         frame();
     }
     void click_at(f32 x, f32 y) {

@@ -1,0 +1,42 @@
+// The program started headless in a temporary store folder and driven frame by
+// frame through the real input path; the view tests derive their fixtures from it.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "app/startup.h"
+
+class ProgramFrames : public testing::Test {
+protected:
+    static inline program_t program;
+    std::string folder, path_argument;
+
+    // Starts the program without a window at the given size; no frame runs yet.
+    void start(i32 width, i32 height) {
+        char pattern[] = "/tmp/newsloom_frames_XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        folder = pattern;
+        path_argument = folder + "/store";
+        char* argv[] = {(char*)"newsloom", (char*)"-path", path_argument.data(), nullptr};
+        program_options_t options = {1, width, height};
+        ASSERT_TRUE(program_start(&program, 3, argv, &options));
+    }
+    void TearDown() override {
+        program_shutdown(&program);
+        ASSERT_EQ(system(("rm -rf '" + folder + "'").c_str()), 0);
+    }
+    void frame() {
+        frame_run(&program.loop);
+        input_frame_begin(&program.window);
+    }
+    // Down and up within one frame, as a quick press comes.
+    void tap(u32 key) {
+        input_key(&program.window, key, true, 0, 0, 1);
+        input_key(&program.window, key, false, 0, 0, 2);
+        frame();
+    }
+};
