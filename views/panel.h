@@ -5,6 +5,7 @@
 #pragma once
 
 #include "base/data.h"
+#include "ui/ui_layout_bars.h"
 
 struct feed_t;
 struct entry_t;
@@ -18,9 +19,7 @@ enum : u32 {
     panel_right_log = 4,
 };
 
-struct panel_scroll_t {
-    f32 x, y;
-};
+typedef scroll_offsets_t panel_scroll_t;
 
 struct panel_t {
     // The selection: pointers into the reader, valid until the next merge, sort or

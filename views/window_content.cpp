@@ -19,12 +19,12 @@
 #include "store/reader_file.h"
 #include "ui/ui_button.h"
 #include "ui/ui_core.h"
-#include "ui/ui_scroll_bar.h"
+#include "ui/ui_layout_bars.h"
 #include "views/add_feed.h"
 #include "views/links.h"
 #include "views/links_panel.h"
 #include "views/panel.h"
-#include "views/text_view.h"
+#include "views/panel_draw.h"
 
 static const char help_text[] =
     "The left panel displays a list of feeds and their entries. They are grouped by «generations», which are more or less a run of the program. By default only the last generation will be displayed (any feeds or entries that were added in the last run of the program and that you didn't delete), and you can use the buttons at the top to configure the generation range.\n"
@@ -111,13 +111,25 @@ void draw_menu_right(app_t* app, reader_t* reader, rect_t rect) {
 
 static const f32 panel_padding[4] = {4, 4, 4, 4};
 
+// Measured once and drawn: no bars, so text past the panel's end is out of reach.
 void draw_help(app_t* app, reader_t* reader, rect_t rect) {
     (void)reader;
     ui_t* ui = app->ui;
-    text_view_t title = text_view_draw(ui, &app->scratch, rect, panel_padding, 2, data_literal("Help\n"),
-                                       colour_white, 1, 0, 0);
-    rect_t body = {rect.x0, rect.y0, rect.x1, rect.y1 - title.content_height + panel_padding[1]};
-    text_view_draw(ui, &app->scratch, body, panel_padding, 1, data_literal(help_text), colour_white, 1, 0, 0);
+    layout_t layout;
+    layout_create(&layout, &app->scratch, ui->fonts, rect, 0, 0, panel_padding);
+    layout_pass_start(&layout);
+    layout_set_flags(&layout, layout_flag_partly_visible);
+    layout_set_font(&layout, 2);
+    layout_set_wrap(&layout, 0, layout.width - panel_padding[2] - panel_padding[3], layout_wrap_eat_space);
+    layout_string(&layout, data_literal("Help\n"));
+    layout_new_line(&layout);
+    layout_set_font(&layout, 1);
+    layout_string(&layout, data_literal(help_text));
+    layout_new_line(&layout);
+    layout_finish(&layout);
+    layout_end(&layout, 0);
+    layout.state = layout_state_done;
+    panel_draw_items(app, app->panel, &layout);
 }
 
 void draw_log(app_t* app, reader_t* reader, rect_t rect) {
@@ -132,35 +144,28 @@ void draw_log(app_t* app, reader_t* reader, rect_t rect) {
     rect_t area = {rect.x0, rect.y0, rect.x1, box.y0 - 5};
     if (area.y1 <= area.y0 || area.x1 <= area.x0) return;
 
-    // The log panel's channel is read in place: its ring holds the text up to the
-    // write position.
+    // The channel is read in place: its ring holds the text up to the write
+    // position. The largest offset is clamped to the very end by the passes.
     log_channel_t* channel = log_channel(log_user);
     data_t text = data_from_size(channel->text.used, channel->text.bytes);
-    text_view_t content = text_view_measure(ui, &app->scratch, area, panel_padding, 3, text, 0);
-    f32 view_width = rect_width(area), view_height = rect_height(area);
-    u32 vertical = content.content_height > view_height;
-    u32 horizontal = content.content_width > view_width - (vertical ? ui_scroll_bar_thickness : 0);
-    if (horizontal && !vertical) vertical = content.content_height > view_height - ui_scroll_bar_thickness;
-    rect_t view = {area.x0, area.y0 + (horizontal ? ui_scroll_bar_thickness : 0),
-                   area.x1 - (vertical ? ui_scroll_bar_thickness : 0), area.y1};
-    view_width = rect_width(view), view_height = rect_height(view);
     if (panel->log_auto_scroll) panel->log_scroll.y = FLT_MAX;
-    f32 step = ceilf(ui_font(ui, 3)->size);
-    f32 max_y = content.content_height > view_height ? content.content_height - view_height : 0;
-    f32 max_x = content.content_width > view_width ? content.content_width - view_width : 0;
-    panel->log_scroll.y = floorf(panel->log_scroll.y < max_y ? panel->log_scroll.y : max_y);
-    panel->log_scroll.x = floorf(panel->log_scroll.x < max_x ? panel->log_scroll.x : max_x);
-    if (vertical) {
-        rect_t bar = {view.x1, view.y0, area.x1, view.y1};
-        ui_scroll_bar_vertical(ui, UI_ID(), bar, view_height, content.content_height, &panel->log_scroll.y, step);
+    layout_t layout;
+    layout_create(&layout, &app->scratch, ui->fonts, area, panel->log_scroll.x, panel->log_scroll.y, panel_padding);
+    while (layout_pass_start(&layout)) {
+        ui_set_mode(ui, ui_mode_from_layout(&layout));
+        if (panel->log_auto_scroll && layout_is_building(&layout)) layout.scroll_y = FLT_MAX;
+        view_scroll_bars(&panel->log_scroll, ui, &layout, area);
+        if (layout_pass_ready(&layout, 0)) continue;
+        layout_set_flags(&layout, layout_flag_partly_visible);
+        layout_set_font(&layout, 3);
+        layout_string(&layout, text);
+        layout_new_line(&layout);
+        layout_finish(&layout);
     }
-    if (horizontal) {
-        rect_t bar = {area.x0, area.y0, view.x1, view.y0};
-        ui_scroll_bar_horizontal(ui, UI_ID(), bar, view_width, content.content_width, &panel->log_scroll.x, step);
-    }
-    ui_set_clip(ui, view);
-    text_view_draw(ui, &app->scratch, view, panel_padding, 3, text, colour_white, 0, floorf(panel->log_scroll.x),
-                   floorf(panel->log_scroll.y));
+    ui_set_mode(ui, ui_mode_both);
+    panel->log_scroll = {layout.scroll_x, layout.scroll_y};
+    ui_set_clip(ui, rect_t{layout.x, layout.y, layout.x + layout.width, layout.y + layout.height});
+    panel_draw_items(app, panel, &layout);
 }
 
 void draw_right_panel(app_t* app, reader_t* reader, rect_t rect) {

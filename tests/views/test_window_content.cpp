@@ -272,6 +272,17 @@ TEST_F(WindowFrames, TheLogPanelShowsTheUserChannel) {
     program.panel.log_auto_scroll = 0;
     EXPECT_NE(drawn_text().find("a test line"), std::string::npos) << drawn_text();
     EXPECT_NE(drawn("Auto scroll."), nullptr);
+    // A line wider than the panel scrolls sideways, as far as its end and no further.
+    log_write_c_string(log_user, (std::string(400, 'w') + "<end\n").c_str());
+    program.panel.log_scroll.x = 1e6f;
+    frame();
+    f32 end = program.panel.log_scroll.x;
+    EXPECT_GT(end, 1000);
+    EXPECT_LT(end, 1e5f);
+    EXPECT_NE(drawn_text().find("<end"), std::string::npos);
+    program.panel.log_scroll.x = 0;
+    frame();
+    EXPECT_EQ(drawn_text().find("<end"), std::string::npos);
 }
 
 }  // namespace
