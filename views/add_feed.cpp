@@ -13,9 +13,10 @@
 #include "profiler/profiler.h"
 #include "store/reader.h"
 #include "ui/ui_button.h"
+#include "ui/ui_layout_bars.h"
 #include "ui/ui_text_box.h"
 #include "views/panel.h"
-#include "views/text_view.h"
+#include "views/panel_draw.h"
 #include "views/window_content.h"
 
 static const char add_feed_help[] =
@@ -76,11 +77,23 @@ static void path_field_init(data_t* field, u8* bytes, u64 size) {
     if (field->reserved == 0) *field = data_make(size - 1, 0, bytes);
 }
 
-// A line of text at the top of `*rest`, which loses it and 5 below.
-static void text_line(app_t* app, rect_t* rest, u32 font, data_t text) {
-    static const f32 padding[4] = {0, 0, 0, 0};
-    text_view_t size = text_view_draw(app->ui, &app->scratch, *rest, padding, font, text, colour_white, 1, 0, 0);
-    rest->y1 = floorf(rest->y1 - size.content_height - 5);
+static void line_then_gap(layout_t* layout) {
+    layout_new_line(layout);
+    layout_advance(layout, 0, 5, 0);
+}
+
+// A row of a text box and the buttons after it, 2 apart, the box taking what the
+// buttons leave; gives the box's item and puts the buttons' into `buttons`.
+static layout_item_t* box_row(layout_t* layout, f32 height, const f32* widths, u32 count, layout_item_t** buttons) {
+    f32 box = layout_remaining_floor(layout);
+    for (u32 i = 0; i < count; i++) box -= 2 + widths[i];
+    layout_item_t* text = layout_box(layout, box > 40 ? box : 40, height, 0, layout_box_pen_right | layout_box_ceil);
+    for (u32 i = 0; i < count; i++) {
+        layout_advance(layout, 2, 0, 0);
+        buttons[i] = layout_box(layout, widths[i], height, 0, layout_box_pen_right | layout_box_ceil);
+    }
+    line_then_gap(layout);
+    return text;
 }
 
 void draw_add_feed(app_t* app, reader_t* reader, rect_t rect) {
@@ -92,46 +105,66 @@ void draw_add_feed(app_t* app, reader_t* reader, rect_t rect) {
                     sizeof(panel->add_feed_list_path_bytes));
     path_field_init(&panel->add_feed_export_path, panel->add_feed_export_path_bytes,
                     sizeof(panel->add_feed_export_path_bytes));
-    f32 add = button_width(ui, data_literal("Add"), 1), browse = button_width(ui, data_literal("Browse"), 1);
-    f32 export_width = button_width(ui, data_literal("Export"), 1);
-    f32 row = ceilf(ui_font(ui, 1)->size + ui_theme.text_box.margin[0] + ui_theme.text_box.margin[1] +
-                    ui_theme.text_box.padding[0] + ui_theme.text_box.padding[1]);
-    rect_t rest = {floorf(rect.x0) + 4, floorf(rect.y0) + 4, floorf(rect.x1) - 4, floorf(rect.y1) - 4};
-    if (rest.x1 - rest.x0 < add + browse + export_width + 40) return;
-    text_line(app, &rest, 2, data_literal("Add feed"));
-    text_line(app, &rest, 1, data_literal("URL to a RSS feed, Atom feed or youtube channel."));
+    const data_t add = data_literal("Add"), browse = data_literal("Browse"), export_label = data_literal("Export");
+    const f32 add_width = button_width(ui, add, 1), browse_width = button_width(ui, browse, 1);
+    const f32 export_width = button_width(ui, export_label, 1);
+    const f32 height = ceilf(ui_font(ui, 1)->size + ui_theme.text_box.margin[0] + ui_theme.text_box.margin[1] +
+                             ui_theme.text_box.padding[0] + ui_theme.text_box.padding[1]);
+    const f32 one[1] = {add_width}, list[2] = {browse_width, add_width}, out[2] = {browse_width, export_width};
+    static const f32 padding[4] = {4, 4, 4, 4};
 
-    rect_t line = {rest.x0, rest.y1 - row, rest.x1, rest.y1};
-    rect_t box = {line.x0, line.y0, line.x1 - 2 - add, line.y1};
-    u32 key = ui_text_box(ui, UI_ID(), box, &panel->add_feed_address, 1);
-    bool clicked = ui_button(ui, UI_ID(), rect_t{box.x1 + 2, line.y0, line.x1, line.y1}, data_literal("Add"), 1);
-    if (clicked || key == 13 || key == 10) reader_add_address(app, reader, panel->add_feed_address);
-    rest.y1 = line.y0 - 5;
+    layout_t layout;
+    layout_create(&layout, &app->scratch, ui->fonts, rect, panel->add_feed_scroll.x, panel->add_feed_scroll.y,
+                  padding);
+    while (layout_pass_start(&layout)) {
+        ui_set_mode(ui, ui_mode_from_layout(&layout));
+        view_scroll_bars(&panel->add_feed_scroll, ui, &layout, rect);
+        if (layout_pass_ready(&layout, 0)) continue;
+        layout_set_flags(&layout, layout_flag_partly_visible);
+        layout_set_wrap(&layout, 0, layout_remaining(&layout), layout_wrap_eat_space);
+        layout_set_font(&layout, 2);
+        layout_string(&layout, data_literal("Add feed"));
+        layout_new_line(&layout);
+        layout_set_font(&layout, 1);
+        layout_advance(&layout, 0, 5, 0);
+        layout_string(&layout, data_literal("URL to a RSS feed, Atom feed or youtube channel."));
+        line_then_gap(&layout);
+        layout_item_t* address_buttons[1];
+        layout_item_t* address = box_row(&layout, height, one, 1, address_buttons);
+        layout_string(&layout, data_literal("Path to a text file containing a list of URLs to RSS feed, Atom feed "
+                                            "or youtube channel."));
+        line_then_gap(&layout);
+        layout_item_t* list_buttons[2];
+        layout_item_t* list_path = box_row(&layout, height, list, 2, list_buttons);
+        layout_string(&layout, data_literal("Path to a text file to export a list of URLs from the feed added in "
+                                            "the application."));
+        line_then_gap(&layout);
+        layout_item_t* export_buttons[2];
+        layout_item_t* export_path = box_row(&layout, height, out, 2, export_buttons);
+        layout_string(&layout, data_literal(add_feed_help));
+        layout_new_line(&layout);
+        layout_finish(&layout);
+        if (!ui_mode_is_live(ui)) continue;
 
-    text_line(app, &rest, 1,
-              data_literal("Path to a text file containing a list of URLs to RSS feed, Atom feed or youtube channel."));
-    line = rect_t{rest.x0, rest.y1 - row, rest.x1, rest.y1};
-    box = rect_t{line.x0, line.y0, line.x1 - 2 - browse - 2 - add, line.y1};
-    key = ui_text_box(ui, UI_ID(), box, &panel->add_feed_list_path, 1);
-    browse_button(ui, rect_t{box.x1 + 2, line.y0, box.x1 + 2 + browse, line.y1}, data_literal("Browse"), UI_ID(),
-                  &panel->add_feed_list_path);
-    clicked = ui_button(ui, UI_ID(), rect_t{line.x1 - add, line.y0, line.x1, line.y1}, data_literal("Add"), 1);
-    if ((clicked || key == 13 || key == 10) && panel->add_feed_list_path.used) {
-        reader_add_address_list(app, reader, panel->add_feed_list_path);
+        // There's no check on an empty address: the generation still advances.
+        u32 key = ui_text_box(ui, UI_ID(), address->box.rect, &panel->add_feed_address, 1);
+        bool clicked = ui_button(ui, UI_ID(), address_buttons[0]->box.rect, add, 1);
+        if (clicked || key == 13 || key == 10) reader_add_address(app, reader, panel->add_feed_address);
+
+        key = ui_text_box(ui, UI_ID(), list_path->box.rect, &panel->add_feed_list_path, 1);
+        browse_button(ui, list_buttons[0]->box.rect, browse, UI_ID(), &panel->add_feed_list_path);
+        clicked = ui_button(ui, UI_ID(), list_buttons[1]->box.rect, add, 1);
+        if ((clicked || key == 13 || key == 10) && panel->add_feed_list_path.used) {
+            reader_add_address_list(app, reader, panel->add_feed_list_path);
+        }
+
+        // Enter here does nothing: an export only on the button.
+        ui_text_box(ui, UI_ID(), export_path->box.rect, &panel->add_feed_export_path, 1);
+        browse_button(ui, export_buttons[0]->box.rect, browse, UI_ID(), &panel->add_feed_export_path);
+        if (ui_button(ui, UI_ID(), export_buttons[1]->box.rect, export_label, 1)) {
+            add_feed_export(app, reader, panel->add_feed_export_path);
+        }
     }
-    rest.y1 = line.y0 - 5;
-
-    text_line(app, &rest, 1,
-              data_literal("Path to a text file to export a list of URLs from the feed added in the application."));
-    line = rect_t{rest.x0, rest.y1 - row, rest.x1, rest.y1};
-    box = rect_t{line.x0, line.y0, line.x1 - 2 - browse - 2 - export_width, line.y1};
-    // Enter here does nothing: an export only on the button.
-    ui_text_box(ui, UI_ID(), box, &panel->add_feed_export_path, 1);
-    browse_button(ui, rect_t{box.x1 + 2, line.y0, box.x1 + 2 + browse, line.y1}, data_literal("Browse"), UI_ID(),
-                  &panel->add_feed_export_path);
-    if (ui_button(ui, UI_ID(), rect_t{line.x1 - export_width, line.y0, line.x1, line.y1}, data_literal("Export"), 1)) {
-        add_feed_export(app, reader, panel->add_feed_export_path);
-    }
-    rest.y1 = line.y0 - 5;
-    if (rest.y1 > rest.y0) text_line(app, &rest, 1, data_literal(add_feed_help));
+    ui_set_mode(ui, ui_mode_both);
+    panel_draw_items(app, panel, &layout);
 }
