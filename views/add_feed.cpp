@@ -113,6 +113,11 @@ void draw_add_feed(app_t* app, reader_t* reader, rect_t rect) {
     const f32 one[1] = {add_width}, list[2] = {browse_width, add_width}, out[2] = {browse_width, export_width};
     static const f32 padding[4] = {4, 4, 4, 4};
 
+    // The texts wrap and the boxes take what is left: only a view narrower than a
+    // row's least width needs a horizontal bar.
+    u32 flags = layout_flag_partly_visible;
+    f32 least = padding[2] + padding[3] + 40 + 2 + browse_width + 2 + fmaxf(add_width, export_width);
+    if (rect_width(rect) - layout_bar_size >= least) flags |= layout_flag_no_horizontal_bar;
     layout_t layout;
     layout_create(&layout, &app->scratch, ui->fonts, rect, panel->add_feed_scroll.x, panel->add_feed_scroll.y,
                   padding);
@@ -120,7 +125,7 @@ void draw_add_feed(app_t* app, reader_t* reader, rect_t rect) {
         ui_set_mode(ui, ui_mode_from_layout(&layout));
         view_scroll_bars(&panel->add_feed_scroll, ui, &layout, rect);
         if (layout_pass_ready(&layout, 0)) continue;
-        layout_set_flags(&layout, layout_flag_partly_visible);
+        layout_set_flags(&layout, flags);
         layout_set_wrap(&layout, 0, layout_remaining(&layout), layout_wrap_eat_space);
         layout_set_font(&layout, 2);
         layout_string(&layout, data_literal("Add feed"));

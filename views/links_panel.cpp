@@ -13,11 +13,12 @@
 #include "profiler/profiler.h"
 #include "store/reader.h"
 #include "ui/ui_button.h"
+#include "ui/ui_layout_bars.h"
 #include "ui/ui_text_box.h"
 #include "views/links.h"
 #include "views/links_panel.h"
 #include "views/panel.h"
-#include "views/text_view.h"
+#include "views/panel_draw.h"
 #include "views/window_content.h"
 
 // Into the text's own block when it is large enough, else into a new one from
@@ -37,7 +38,7 @@ static void target_text_store(data_t* text, data_t edit) {
     text->used = edit.used;
 }
 
-// The box edits a copy; the text goes back at once.
+// The box edits a temporary of `capacity` bytes; the text goes back at once.
 static void target_text_box(ui_t* ui, pair_t id, rect_t box, data_t* text, u64 capacity) {
     u8 buffer[1024];
     data_t edit = data_make(capacity < sizeof(buffer) ? capacity : sizeof(buffer), 0, buffer);
@@ -57,50 +58,82 @@ static void executable_from_default(link_target_t* target) {
     target_text_store(&target->executable, data_from_size(found > 0 ? text_length(command) : 0, command));
 }
 
-// One row per queued link, from `top` down while above `bottom`; gives the lowest
-// edge drawn. A row under the mouse takes the hover colour as a whole.
-static f32 links_rows(app_t* app, link_target_t* target, pair_t id, f32 x0, f32 x1, f32 top, f32 bottom) {
+struct links_measures_t {
+    f32 height;  // of a text box, a button and a queue's row
+    f32 label;   // the wider of "Name:" and "Executable:"
+    f32 name_label, executable_label;
+    f32 os_default, open_all, remove_all, check, open, remove;
+    f32 text_drop;  // a text beside a widget, level with the widget's own text
+};
+
+// A text at the pen, then the pen `gap` to its right and back up.
+static void label(layout_t* layout, data_t text, f32 gap, f32 drop) {
+    layout_advance(layout, 0, drop, 0);
+    layout_string(layout, text);
+    layout_advance(layout, gap, -drop, layout_advance_ceil_x);
+}
+
+static f32 text_width(const ui_t* ui, data_t text) {
+    return ceilf(layout_get_single_line_size(ui_font(ui, 1), text.bytes, text.used, codepoint_invalid).width);
+}
+
+// One row per queued link: the link cut to the room that its "Open" and "X" leave,
+// the row under the mouse in the hover colour. Links are runs of non-blanks.
+static void queue_rows(app_t* app, layout_t* layout, link_target_t* target, pair_t id, const links_measures_t* m) {
     ui_t* ui = app->ui;
     const font_t* font = ui_font(ui, 1);
-    f32 row = ceilf(font->size + 6);
-    f32 open = button_width(ui, data_literal("Open"), 1), remove = button_width(ui, data_literal("X"), 1);
-    data_t* queue = &target->queue;
+    const data_t queue = target->queue;
     u64 i = 0;
     u32 index = 0;
-    while (i < queue->used && top - row >= bottom) {
-        while (i < queue->used && queue->bytes[i] == ' ') i++;
-        if (i == queue->used) break;
+    while (i < queue.used) {
+        while (i < queue.used && queue.bytes[i] == ' ') i++;
+        if (i == queue.used) break;
         u64 start = i;
-        while (i < queue->used && queue->bytes[i] != ' ') i++;
-        data_t link = data_from_size(i - start, queue->bytes + start);
+        while (i < queue.used && queue.bytes[i] != ' ') i++;
+        data_t link = data_from_size(i - start, queue.bytes + start);
         index += 1;
         pair_t row_id = pair_push(id, 16 + (i64)index);
-        rect_t box = {x0, top - row, x1, top};
-        rect_t open_box = {x1 - 1 - remove - 2 - open, box.y0, x1 - 1 - remove - 2, box.y1};
-        rect_t remove_box = {x1 - 1 - remove, box.y0, x1 - 1, box.y1};
-        bool hot = ui_hit_test(ui, row_id, box) || ui_is_hot(ui, pair_push(row_id, 1)) ||
-                   ui_is_hot(ui, pair_push(row_id, 2));
-        if (hot) draw_rect(ui->draw, draw_layer_normal, box, colour_t{0.79f, 0.32f, 0, 1});
-        f32 room = rect_width(box) - 1 - 2 - open - 2 - remove - 1;
-        u8 fitted_bytes[1024];
-        data_t fitted = data_make(sizeof(fitted_bytes), 0, fitted_bytes);
-        data_t shown = data_from_size(link.used < sizeof(fitted_bytes) - 8 ? link.used : sizeof(fitted_bytes) - 8,
-                                      link.bytes);
-        layout_fit_single_line(font, shown, codepoint_invalid, room, &fitted, nullptr, layout_fit_no_ellipsis);
-        if (fitted.used < link.used) data_push_c_string(&fitted, "\xE2\x80\xA6");
-        static const f32 padding[4] = {3, 0, 1, 0};
-        text_view_draw(ui, &app->scratch, box, padding, 1, fitted, colour_white, 0, 0, 0);
+
+        layout_item_t* row = layout_box(layout, layout_remaining_floor(layout), m->height, 0, layout_box_ceil);
+        f32 room = row->box.rect.x1 - row->box.rect.x0 - 1 - 2 - m->open - 2 - m->remove - 1;
+        u64 fitted = link.used;
+        if (layout_is_building(layout)) {
+            // No row is wide enough to show this much of a link.
+            u8 bytes[2048 + 2];
+            u64 shown = link.used;
+            if (shown > 2048) {
+                shown = 2048;
+                while (shown && (link.bytes[shown] & 0xC0) == 0x80) shown--;
+            }
+            data_t cut = data_make(sizeof(bytes), 0, bytes);
+            layout_fit_single_line(font, data_from_size(shown, link.bytes), codepoint_invalid, room, &cut, nullptr,
+                                   layout_fit_no_ellipsis);
+            fitted = cut.used;
+        }
+        layout_advance(layout, 1, 2, 0);
+        layout_item_t* text = layout_string_p(layout, link.bytes, fitted);
+        layout_string(layout, text->text.length < link.used ? data_literal("\xE2\x80\xA6") : data_t{});
+        layout_new_line(layout);
+        if (!ui_mode_is_live(ui) || layout->restart) continue;
+
+        rect_t box = row->box.rect;
+        rect_t open_box = {box.x1 - 1 - m->remove - 2 - m->open, box.y0, box.x1 - 1 - m->remove - 2, box.y1};
+        rect_t remove_box = {box.x1 - 1 - m->remove, box.y0, box.x1 - 1, box.y1};
+        if (layout->state == layout_state_draw &&
+            (ui_hit_test(ui, row_id, box) || ui_is_hot(ui, pair_push(row_id, 1)) ||
+             ui_is_hot(ui, pair_push(row_id, 2)))) {
+            draw_rect(ui->draw, draw_layer_normal, box, colour_t{0.79f, 0.32f, 0, 1});
+        }
         bool opened = ui_button(ui, pair_push(row_id, 1), open_box, data_literal("Open"), 1);
         bool removed = ui_button(ui, pair_push(row_id, 2), remove_box, data_literal("X"), 1);
-        top -= row;
         if (opened) link_open(link, target);
-        // The queue moved under the rows still to come: they follow next frame.
+        // The rows move: measure again; the rest of this pass comes back empty.
         if (removed) {
             link_queue_remove(target, link);
-            break;
+            layout_request_remeasure(layout, 0);
+            return;
         }
     }
-    return top;
 }
 
 static const char links_help[] =
@@ -119,66 +152,115 @@ void draw_links(app_t* app, reader_t* reader, rect_t rect) {
     PROFILE_ZONE(draw_links);
     ui_t* ui = app->ui;
     panel_t* panel = app->panel;
-    static const f32 padding[4] = {0, 0, 0, 0};
-    // The wheel moves the panel by rows; the content's height is known from the
-    // frame before.
-    static f32 content_height;
-    f32 view_height = rect_height(rect);
-    if (ui->input.wheel != 0 && rect_contains(rect, ui->mouse[0], ui->mouse[1])) {
-        panel->links_scroll.y -= ui->input.wheel * 60;
+    const data_t name = data_literal("Name:"), executable = data_literal("Executable:");
+    const data_t os_default = data_literal("Get OS default"), open_all = data_literal("Open all");
+    const data_t remove_all = data_literal("Remove all"), queue_label = data_literal("Queue links and open them all later.");
+    links_measures_t m = {};
+    m.height = ceilf(button_height(ui, 1));
+    m.name_label = text_width(ui, name);
+    m.executable_label = text_width(ui, executable);
+    m.label = (m.name_label > m.executable_label ? m.name_label : m.executable_label) + 4;
+    m.os_default = button_width(ui, os_default, 1);
+    m.open_all = button_width(ui, open_all, 1);
+    m.remove_all = button_width(ui, remove_all, 1);
+    m.check = ceilf(ui_font(ui, 1)->size) + 4 + text_width(ui, queue_label);
+    m.open = button_width(ui, data_literal("Open"), 1);
+    m.remove = button_width(ui, data_literal("X"), 1);
+    m.text_drop = floorf((m.height - ui_font(ui, 1)->size) / 2);
+    const f32 box_minimum = 40;
+    static const f32 padding[4] = {4, 4, 4, 4};
+
+    // Wrapped, the panel is never wider than its view, unless the view is narrower
+    // than the rows' least width.
+    u32 flags = layout_flag_partly_visible;
+    if (rect_width(rect) - layout_bar_size >= 340 + padding[2] + padding[3]) flags |= layout_flag_no_horizontal_bar;
+    layout_t layout;
+    layout_create(&layout, &app->scratch, ui->fonts, rect, panel->links_scroll.x, panel->links_scroll.y, padding);
+    u8 counts[reader_link_target_count][32];
+    while (layout_pass_start(&layout)) {
+        ui_set_mode(ui, ui_mode_from_layout(&layout));
+        view_scroll_bars(&panel->links_scroll, ui, &layout, rect);
+        if (layout_pass_ready(&layout, 0)) continue;
+        layout_advance(&layout, 340, 0, 0);
+        layout_new_line(&layout);
+        layout_set_flags(&layout, flags);
+        layout_set_font(&layout, 2);
+        layout_set_wrap(&layout, 0, layout_remaining(&layout), layout_wrap_eat_space);
+        layout_string(&layout, data_literal("Links"));
+        layout_new_line(&layout);
+        layout_set_font(&layout, 1);
+        layout_string(&layout, data_literal(links_help));
+        bool live = ui_mode_is_live(ui);
+        for (u32 i = 0; i < reader_link_target_count; i++) {
+            link_target_t* target = &reader->link_targets[i];
+            pair_t id = pair_push(UI_ID(), (i64)i + 1);
+            if (i == 0) {
+                layout_advance(&layout, 0, 10, 0);
+            } else {
+                layout_advance(&layout, 0, 20, 0);
+                layout_item_t* line = layout_box(&layout, layout_remaining_floor(&layout), 2, 0, layout_box_ceil);
+                if (layout.state == layout_state_draw) draw_rect(ui->draw, draw_layer_normal, line->box.rect,
+                                                                 colour_t{0.5f, 0.5f, 0.5f, 1});
+                layout_advance(&layout, 0, 22, 0);
+            }
+            layout_new_line(&layout);
+
+            label(&layout, name, m.label - m.name_label, m.text_drop);
+            f32 width = layout_remaining_floor(&layout);
+            layout_item_t* name_box = layout_box(&layout, width > box_minimum ? width : box_minimum, m.height, 0,
+                                                 layout_box_pen_right | layout_box_ceil);
+            layout_new_line(&layout);
+            layout_advance(&layout, 0, 5, 0);
+            label(&layout, executable, m.label - m.executable_label, m.text_drop);
+            width = layout_remaining_floor(&layout) - 2 - m.os_default;
+            layout_item_t* executable_box = layout_box(&layout, width > box_minimum ? width : box_minimum, m.height,
+                                                       0, layout_box_pen_right | layout_box_ceil);
+            layout_advance(&layout, 2, 0, 0);
+            layout_item_t* default_button =
+                layout_box(&layout, m.os_default, m.height, 0, layout_box_pen_right | layout_box_ceil);
+            layout_new_line(&layout);
+            layout_advance(&layout, 0, 5, 0);
+            layout_item_t* check = layout_box(&layout, m.check, ceilf(ui_font(ui, 1)->size), 0,
+                                              layout_box_pen_right | layout_box_ceil);
+            layout_new_line(&layout);
+            if (live && !layout.restart) {
+                target_text_box(ui, pair_push(id, 1), name_box->box.rect, &target->name, 128);
+                ui_check_box_label(ui, pair_push(id, 4), check->box.rect, &target->queue_enabled, queue_label, 1);
+                target_text_box(ui, pair_push(id, 2), executable_box->box.rect, &target->executable, 1024);
+                if (ui_button(ui, pair_push(id, 3), default_button->box.rect, os_default, 1)) {
+                    executable_from_default(target);
+                }
+            }
+            // A measure that went past the view needs no more: the bar comes next.
+            if (layout_would_overflow(&layout)) break;
+
+            layout_advance(&layout, 0, 5, 0);
+            layout_new_line(&layout);
+            data_t count = data_make(sizeof(counts[i]), 0, counts[i]);
+            count.used += format_u64(count.bytes, count.reserved, link_queue_count(target), 0, ' ', 0);
+            data_push_c_string(&count, " queued links");
+            label(&layout, count, 10, m.text_drop);
+            layout_item_t* open_button =
+                layout_box(&layout, m.open_all, m.height, 0, layout_box_pen_right | layout_box_ceil);
+            layout_advance(&layout, 2, 0, 0);
+            layout_item_t* remove_button =
+                layout_box(&layout, m.remove_all, m.height, 0, layout_box_pen_right | layout_box_ceil);
+            layout_new_line(&layout);
+            if (live && !layout.restart) {
+                if (ui_button(ui, pair_push(id, 5), open_button->box.rect, open_all, 1)) link_queue_open(target, 0);
+                if (ui_button(ui, pair_push(id, 6), remove_button->box.rect, remove_all, 1)) {
+                    link_queue_clear(target);
+                    layout_request_remeasure(&layout, 0);
+                }
+            }
+            if (target->queue.used) {
+                layout_advance(&layout, 0, 5, 0);
+                layout_new_line(&layout);
+                queue_rows(app, &layout, target, id, &m);
+            }
+        }
+        layout_finish(&layout);
     }
-    f32 range = content_height > view_height ? content_height - view_height : 0;
-    panel->links_scroll.y = floorf(panel->links_scroll.y < 0 ? 0 : panel->links_scroll.y > range ? range : panel->links_scroll.y);
-    rect_t rest = {floorf(rect.x0) + 4, floorf(rect.y0) + 4, floorf(rect.x1) - 4,
-                   floorf(rect.y1) - 4 + panel->links_scroll.y};
-    f32 start = rest.y1;
-    text_view_t title = text_view_draw(ui, &app->scratch, rest, padding, 2, data_literal("Links"), colour_white, 1, 0, 0);
-    rest.y1 = floorf(rest.y1 - title.content_height);
-    text_view_t help = text_view_draw(ui, &app->scratch, rest, padding, 1, data_literal(links_help), colour_white, 1, 0, 0);
-    rest.y1 = floorf(rest.y1 - help.content_height + 10);
-    f32 row = ceilf(ui_font(ui, 1)->size + 8);
-    f32 label = ceilf(layout_get_single_line_size(ui_font(ui, 1), (const u8*)"Executable:", 11, codepoint_invalid).width) + 4;
-    f32 os_default = button_width(ui, data_literal("Get OS default"), 1);
-    f32 open_all = button_width(ui, data_literal("Open all"), 1), remove_all = button_width(ui, data_literal("Remove all"), 1);
-    for (u32 i = 0; i < reader_link_target_count; i++) {
-        link_target_t* target = &reader->link_targets[i];
-        pair_t id = pair_push(UI_ID(), (i64)i + 1);
-        rect_t line = {rest.x0, rest.y1 - row, rest.x1, rest.y1};
-        text_view_draw(ui, &app->scratch, line, padding, 1, data_literal("Name:"), colour_white, 0, 0, 0);
-        target_text_box(ui, pair_push(id, 1), rect_t{line.x0 + label, line.y0, line.x1, line.y1}, &target->name, 128);
-        line.y1 = line.y0 - 5, line.y0 = line.y1 - row;
-        text_view_draw(ui, &app->scratch, line, padding, 1, data_literal("Executable:"), colour_white, 0, 0, 0);
-        rect_t box = {line.x0 + label, line.y0, line.x1 - 2 - os_default, line.y1};
-        target_text_box(ui, pair_push(id, 2), box, &target->executable, 1024);
-        if (ui_button(ui, pair_push(id, 3), rect_t{box.x1 + 2, line.y0, line.x1, line.y1},
-                      data_literal("Get OS default"), 1)) {
-            executable_from_default(target);
-        }
-        line.y1 = line.y0 - 5, line.y0 = line.y1 - row;
-        ui_check_box_label(ui, pair_push(id, 4), rect_t{line.x0, line.y0, line.x1, line.y1}, &target->queue_enabled,
-                           data_literal("Queue links and open them all later."), 1);
-        line.y1 = line.y0 - 5, line.y0 = line.y1 - row;
-        u8 count_bytes[48];
-        data_t count = data_make(sizeof(count_bytes), 0, count_bytes);
-        count.used += format_u64(count.bytes, count.reserved, link_queue_count(target), 0, ' ', 0);
-        data_push_c_string(&count, " queued links");
-        text_view_t counted = text_view_draw(ui, &app->scratch, line, padding, 1, count, colour_white, 0, 0, 0);
-        f32 x = ceilf(line.x0 + counted.content_width + 10);
-        if (ui_button(ui, pair_push(id, 5), rect_t{x, line.y0, x + open_all, line.y1}, data_literal("Open all"), 1)) {
-            link_queue_open(target, 0);
-        }
-        x += open_all + 2;
-        if (ui_button(ui, pair_push(id, 6), rect_t{x, line.y0, x + remove_all, line.y1}, data_literal("Remove all"), 1)) {
-            link_queue_clear(target);
-        }
-        line.y1 = line.y0 - 5;
-        line.y0 = links_rows(app, target, id, line.x0, line.x1, line.y1, rect.y0 - content_height - 1000);
-        rest.y1 = line.y0 - 20;
-        if (i + 1 < reader_link_target_count) {
-            draw_rect(ui->draw, draw_layer_normal, rect_t{rest.x0, rest.y1 - 2, rest.x1, rest.y1},
-                      colour_t{0.5f, 0.5f, 0.5f, 1});
-            rest.y1 -= 22;
-        }
-    }
-    content_height = start - rest.y1 + 8;
+    ui_set_mode(ui, ui_mode_both);
+    panel_draw_items(app, panel, &layout);
 }

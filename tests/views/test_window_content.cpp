@@ -211,6 +211,35 @@ TEST_F(WindowFrames, TheLinksPanelListsAQueueAndItsXRemovesALink) {
     target->queue_enabled = 0;
 }
 
+// Its bars reach the last target; "Remove all" takes the rows away in the frame
+// of the click; a name is cut to its box's 128 bytes.
+TEST_F(WindowFrames, TheLinksPanelScrollsRemeasuresAndCapsAName) {
+    link_target_t* target = &program.reader.link_targets[0];
+    target->queue_enabled = 1;
+    for (int i = 0; i < 60; i++) link_queue_append(target, data_literal("http://a.example/row"));
+    tap(key_f3);
+    program.panel.links_scroll.y = 1e6f;
+    frame();
+    EXPECT_GT(program.panel.links_scroll.y, 1000);
+    EXPECT_LT(program.panel.links_scroll.y, 1e5f);
+    program.panel.links_scroll.y = 0;
+    frame();
+    EXPECT_NE(drawn("60 queued links"), nullptr) << drawn_text();
+    click_text("Remove all");
+    EXPECT_EQ(link_queue_count(target), 0u);
+    EXPECT_NE(drawn("0 queued links"), nullptr) << drawn_text();
+    EXPECT_EQ(drawn_text().find("a.example"), std::string::npos);
+
+    const render_record_t* name = drawn("Name:");
+    ASSERT_NE(name, nullptr);
+    click_at(name->x + 150, name->y + 2);
+    type(std::string(200, 'n').c_str());
+    EXPECT_GE(target->name.used, 100u);
+    EXPECT_LE(target->name.used, 128u);
+    target->name = data_t{};
+    target->queue_enabled = 0;
+}
+
 // F4 and the window's closing open every queue of a queueing target; a target
 // switched off keeps its queue.
 TEST_F(WindowFrames, F4AndClosingOpenTheQueues) {
