@@ -20,6 +20,9 @@ Paths:
   /requests             every request line received so far, one a line
   /status500            a 500 with a body
   /redirect/PATH        302 to /PATH
+  /slow/MS/NAME         /feed/NAME after a wait of MS milliseconds
+  /delay/MS             from now on every /feed/ and /copy/ answer waits MS
+                        milliseconds first (0 ends it)
   /stall                reads the request and never answers
   /stall-body/N         announces N bytes, writes half, then never writes again
 """
@@ -38,6 +41,7 @@ def pattern(n):
 
 
 requests_seen = []
+feed_delay = [0.0]
 
 
 class Handler(http.server.BaseHTTPRequestHandler):
@@ -84,7 +88,8 @@ class Handler(http.server.BaseHTTPRequestHandler):
         if kind == "requests":
             body = "".join(line + "\n" for line in requests_seen).encode()
             self.send_body(body, len(body))
-        elif kind in ("feed", "feed-nolength", "copy"):
+        elif kind in ("feed", "feed-nolength", "copy", "slow"):
+            time.sleep(int(parts[1]) / 1000 if kind == "slow" else feed_delay[0])
             body = self.read_feed(parts[-1])
             if body is None:
                 self.send_body(b"not found", 9, status=404)
@@ -111,6 +116,9 @@ class Handler(http.server.BaseHTTPRequestHandler):
             self.send_body(pattern(int(parts[2])), int(parts[1]), close=True)
         elif kind == "cut":
             self.send_body(pattern(int(parts[2])), int(parts[1]), close=True)
+        elif kind == "delay":
+            feed_delay[0] = int(parts[1]) / 1000
+            self.send_body(b"", 0)
         elif kind == "agent":
             body = self.headers.get("User-Agent", "").encode()
             self.send_body(body, len(body))

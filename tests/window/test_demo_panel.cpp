@@ -3,102 +3,12 @@
 // kept as a PNG in the build folder to be looked at.
 #include <gtest/gtest.h>
 
-#include <X11/Xutil.h>
-#include <sys/stat.h>
-
-#include <chrono>
-#include <cstdlib>
 #include <string>
-#include <vector>
 
-#include "platform/png.h"
+#include "window/screen.h"
 #include "window/x_server_test.h"
 
 namespace {
-
-struct image_t {
-    int width = 0, height = 0;
-    std::vector<unsigned char> rgba;  // rows top-down
-    const unsigned char* at(int x, int y) const { return &rgba[((size_t)y * width + x) * 4]; }
-};
-
-// The window's pixels as the X server holds them.
-image_t window_grab(Window window) {
-    image_t image;
-    Display* display = XOpenDisplay(nullptr);
-    if (!display) return image;
-    XWindowAttributes attributes;
-    XGetWindowAttributes(display, window, &attributes);
-    XImage* x = XGetImage(display, window, 0, 0, attributes.width, attributes.height, AllPlanes, ZPixmap);
-    if (x) {
-        image.width = x->width;
-        image.height = x->height;
-        image.rgba.resize((size_t)image.width * image.height * 4);
-        for (int y = 0; y < image.height; y++) {
-            for (int column = 0; column < image.width; column++) {
-                unsigned long pixel = XGetPixel(x, column, y);
-                unsigned char* p = &image.rgba[((size_t)y * image.width + column) * 4];
-                p[0] = (unsigned char)((pixel & x->red_mask) >> 16);
-                p[1] = (unsigned char)((pixel & x->green_mask) >> 8);
-                p[2] = (unsigned char)(pixel & x->blue_mask);
-                p[3] = 255;
-            }
-        }
-        XDestroyImage(x);
-    }
-    XCloseDisplay(display);
-    return image;
-}
-
-// Grabs until `done` holds for the image or the time runs out (the machine may be
-// busy): the last grab either way.
-template <typename predicate_t> image_t grab_until(Window window, predicate_t done, double seconds = 20) {
-    image_t image;
-    auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-    do {
-        image = window_grab(window);
-        if (image.width == 1280 && image.height == 720 && done(image)) break;
-        usleep(100000);
-    } while (std::chrono::steady_clock::now() < end);
-    return image;
-}
-
-void image_save(const image_t& image, const std::string& path) {
-    png_write(data_from_size(path.size(), path.data()), image.rgba.data(), image.width, image.height, false);
-}
-
-// Pixels of a box (top-down coordinates) that differ between two images.
-int changed(const image_t& a, const image_t& b, int x0, int y0, int x1, int y1) {
-    int count = 0;
-    for (int y = y0; y < y1; y++) {
-        for (int x = x0; x < x1; x++) count += memcmp(a.at(x, y), b.at(x, y), 3) != 0;
-    }
-    return count;
-}
-
-// Pixels of a box close to a colour.
-int near_colour(const image_t& image, int x0, int y0, int x1, int y1, int r, int g, int b) {
-    int count = 0;
-    for (int y = y0; y < y1; y++) {
-        for (int x = x0; x < x1; x++) {
-            const unsigned char* p = image.at(x, y);
-            count += abs(p[0] - r) < 6 && abs(p[1] - g) < 6 && abs(p[2] - b) < 6;
-        }
-    }
-    return count;
-}
-
-// Bright pixels of a box: text and icons drawn in white or light grey.
-int bright(const image_t& image, int x0, int y0, int x1, int y1) {
-    int count = 0;
-    for (int y = y0; y < y1; y++) {
-        for (int x = x0; x < x1; x++) {
-            const unsigned char* p = image.at(x, y);
-            count += p[0] > 170 && p[1] > 170 && p[2] > 170;
-        }
-    }
-    return count;
-}
 
 class DemoPanelTest : public x_server_test_t {};
 

@@ -1,0 +1,198 @@
+// The fixture of the end-to-end tests: the real program under its own X server, a
+// local HTTP server over a folder of copies of the corpus, and what a person does
+// with keys, clicks and typing. Each check reads what the program left: the window's
+// pixels, the saved store, the main log written at exit, the links it opened.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "net/feed_server.h"
+#include "window/screen.h"
+#include "window/x_server_test.h"
+
+// Where the panels put things in the 1280 by 720 window, top-down.
+namespace place {
+const int list_left = 4, list_right = 430, list_top = 26, list_bottom = 720;
+const int right_left = 460, right_top = 26;
+const int add_address_x = 840, add_address_y = 87;  // the add-feed panel's boxes
+const int add_list_x = 800, add_list_y = 135;
+const int links_executable_x = 850, links_executable_y = 385;  // the first link target
+const int links_queue_x = 476, links_queue_y = 415;
+const int idle_x = 860, idle_y = 650;  // an empty spot of the add-feed and links panels
+}  // namespace place
+
+// The colours that tell the list's rows apart: F feed, S selected feed, e entry
+// (even and odd rows alternate), E selected entry.
+struct row_colour_t {
+    char code;
+    int r, g, b;
+};
+const row_colour_t list_row_colours[] = {
+    {'F', 64, 64, 69}, {'S', 0, 122, 204}, {'e', 89, 89, 89}, {'e', 115, 115, 115}, {'E', 201, 82, 0},
+};
+
+struct list_row_t {
+    char code;
+    int top;
+};
+
+// The list's rows as drawn, top to bottom, told apart by the colour in the column
+// between a block's edge and its text, which entry rows fill and feed rows leave
+// to the block.
+inline std::vector<list_row_t> list_scan(const image_t& image) {
+    std::vector<list_row_t> rows;
+    const int none = -1;
+    int run = none, start = 0;
+    for (int y = place::list_top; y <= image.height; y++) {
+        int colour = none;
+        for (int c = 0; y < image.height && c < (int)(sizeof(list_row_colours) / sizeof(list_row_colours[0])); c++) {
+            const unsigned char* p = image.at(6, y);
+            const row_colour_t& row = list_row_colours[c];
+            if (abs(p[0] - row.r) < 4 && abs(p[1] - row.g) < 4 && abs(p[2] - row.b) < 4) colour = c;
+        }
+        if (colour == run) continue;
+        if (run != none && y - start >= 16) rows.push_back({list_row_colours[run].code, start});
+        run = colour, start = y;
+    }
+    return rows;
+}
+
+// The rows as a letter each.
+inline std::string list_rows(const image_t& image) {
+    std::string codes;
+    for (const list_row_t& row : list_scan(image)) codes += row.code;
+    return codes;
+}
+
+class e2e_test_t : public x_server_test_t {
+protected:
+    feed_server_t site;
+    std::string site_folder, store_folder;
+    program_t program;
+    Window window = 0;
+
+    void SetUp() override {
+        x_server_test_t::SetUp();
+        site_folder = folder + "/site";
+        store_folder = folder + "/store";
+        ASSERT_EQ(mkdir(site_folder.c_str(), 0755), 0);
+        ASSERT_TRUE(site.start(site_folder.c_str(), false));
+        mkdir(NEWSLOOM_BINARY_DIR "/e2e", 0755);
+    }
+    void TearDown() override {
+        program_kill(&program);
+        site.stop();
+        x_server_test_t::TearDown();
+    }
+
+    // A corpus document served under its own name.
+    void site_copy(const std::string& name) {
+        ASSERT_EQ(system(("cp '" NEWSLOOM_TEST_DATA "/feeds/" + name + "' '" + site_folder + "/'").c_str()), 0);
+    }
+    void write_file(const std::string& path, const std::string& text) {
+        FILE* f = fopen(path.c_str(), "wb");
+        ASSERT_NE(f, nullptr) << path;
+        fwrite(text.data(), 1, text.size(), f);
+        fclose(f);
+    }
+    std::string address(const std::string& path) const { return site.address(path.c_str()); }
+
+    // Starts the program on the test's store folder, with the main log, and waits
+    // for its window to take the pointer and the keyboard.
+    void start() {
+        program = program_start(folder, {"-path", store_folder, "-log"});
+        window = window_wait();
+        ASSERT_NE(window, 0u) << file_text(folder + "/stderr.txt");
+        xdotool("windowfocus --sync WINDOW mousemove --window WINDOW " + std::to_string(place::idle_x) + " " +
+                std::to_string(place::idle_y));
+    }
+
+    // Runs xdotool with WINDOW standing for the program's window, then lets a frame
+    // or two go by.
+    void xdotool(const std::string& arguments) {
+        std::string command = "xdotool " + arguments;
+        size_t at;
+        while ((at = command.find("WINDOW")) != std::string::npos) command.replace(at, 6, std::to_string(window));
+        ASSERT_EQ(system(command.c_str()), 0) << command;
+        usleep(300000);
+    }
+    // Keys one after the other, a frame apart: several in one frame would be one
+    // press.
+    void key(const std::string& keys) { xdotool("key --delay 150 " + keys); }
+    // A press held over a frame, as a person's click is.
+    void click(int x, int y) {
+        xdotool("mousemove --window WINDOW " + std::to_string(x) + " " + std::to_string(y) +
+                " mousedown 1 sleep 0.15 mouseup 1");
+    }
+    void type(const std::string& text) { xdotool("type --delay 40 '" + text + "'"); }
+
+    // Grabs the window until `done` holds (or the time runs out) and keeps it as
+    // e2e/NAME.png in the build folder.
+    template <typename predicate_t> image_t shot(const std::string& name, predicate_t done, double seconds = 30) {
+        image_t image = grab_until(window, done, seconds);
+        image_save(image, NEWSLOOM_BINARY_DIR "/e2e/" + name + ".png");
+        return image;
+    }
+    image_t shot(const std::string& name) {
+        return shot(name, [](const image_t&) { return true; });
+    }
+
+    // The close button, and the program's end with status 0.
+    void close() {
+        ASSERT_TRUE(window_send_close(window));
+        ASSERT_TRUE(program_wait(&program, 60)) << "the close button didn't end the program";
+        ASSERT_TRUE(WIFEXITED(program.status));
+        EXPECT_EQ(WEXITSTATUS(program.status), 0) << file_text(folder + "/stderr.txt");
+        // The main log stays beside the screenshots.
+        const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
+        system(("cp '" + folder + "/log.txt' '" NEWSLOOM_BINARY_DIR "/e2e/" + test->name() + "_log.txt'").c_str());
+    }
+
+    // The newest store file of the folder as the tool lists it; empty if none.
+    std::string store_listing() {
+        std::string newest = command_output("ls -d '" + store_folder + "'/feed_data_*.bin 2>/dev/null | tail -n 1");
+        if (newest.empty()) return "";
+        newest.pop_back();
+        return command_output("'" NEWSLOOM_BINARY_DIR "/newsloom-tool' store '" + newest + "' 2>&1");
+    }
+    int store_files() {
+        std::string files = command_output("ls '" + store_folder + "' 2>/dev/null");
+        return (int)std::count(files.begin(), files.end(), '\n');
+    }
+
+    // Saves with F8 until the saved store satisfies `done`: the reader's state as
+    // the program holds it, with nothing guessed from the screen.
+    template <typename predicate_t> std::string save_until(predicate_t done, double seconds = 60) {
+        std::string listing;
+        auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+        do {
+            key("F8");
+            listing = store_listing();
+            if (done(listing)) break;
+            usleep(700000);
+        } while (std::chrono::steady_clock::now() < end);
+        return listing;
+    }
+};
+
+// Entries of a feed in a store listing.
+inline int entries_of(const std::string& listing, int feed) {
+    std::string row = "feed : " + std::to_string(feed) + " entry : ";
+    int count = 0;
+    for (size_t at = listing.find(row); at != std::string::npos; at = listing.find(row, at + 1)) {
+        count += at == 0 || listing[at - 1] == '\n';
+    }
+    return count;
+}
+
+// The listing's feed rows ("  1 http://..."), in order.
+inline std::string feeds_of(const std::string& listing) {
+    size_t begin = listing.find("feeds:\n"), end = listing.find("count: ");
+    return begin == std::string::npos || end == std::string::npos ? "" : listing.substr(begin, end - begin);
+}
