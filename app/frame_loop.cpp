@@ -20,6 +20,7 @@
 #include "ui/ui_core.h"
 #include "views/demo_panel.h"
 #include "views/links.h"
+#include "views/panel_draw.h"
 #include "views/window_content.h"
 
 u64 frame_counter;
@@ -70,6 +71,7 @@ void frame_render_create(renderer_t* render, draw_t* draw, window_t* window, fon
     gl_renderer_create(render, window->width, window->height, renderer_alpha_blending,
                        window->handle ? render_backend_gl : render_backend_stub);
     draw_create(draw, render, fonts, window->screen_width, window->screen_height, icon_texture);
+    panel_pictures_attach(render);
 }
 
 // Each input event of the frame on the main log: what reached the window, for

@@ -53,6 +53,7 @@ void gl_renderer_create(renderer_t* renderer, i32 width, i32 height, u32 flags, 
     renderer->height = height;
     projection_set(renderer, width, height);
     renderer->backend = backend;
+    renderer->max_texture_size = 1024;
     if (backend == render_backend_gl) render_gl_create(renderer);
 }
 
@@ -345,6 +346,21 @@ void gl_render(renderer_t* renderer) {
             log_write_c_string(log_graphics, "\n");
         }
     }
+}
+
+u32 render_texture_create(renderer_t* renderer, const void* pixels, i32 width, i32 height, u32 bytes_per_pixel,
+                          u32 flags) {
+    if (renderer->backend == render_backend_gl) return gl_texture_create(pixels, width, height, bytes_per_pixel, flags);
+    return render_stub_texture_create(renderer);
+}
+
+void render_texture_delete(renderer_t* renderer, u32* texture) {
+    if (renderer->backend == render_backend_gl) {
+        gl_texture_delete(texture);
+        return;
+    }
+    if (*texture) render_stub_texture_delete(renderer, *texture);
+    *texture = 0;
 }
 
 void gl_text_textures_reset(renderer_t* renderer) {

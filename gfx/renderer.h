@@ -138,6 +138,12 @@ struct renderer_t {
     data_t records;
     u32 record_count;
     u32 records_dropped;
+    // The longest side a texture may have: the context's limit, or for the stub
+    // the smallest that any GL 3.3 context must take, which tests may lower.
+    u32 max_texture_size;
+    // The stub's textures over the whole run: handles given out and taken back.
+    u32 textures_created, textures_deleted;
+    u32 texture_last_deleted;
 };
 
 // Vertex format byte: bits 0-1 position components - 2, 4 colour, 8 uv, bits 4-5
@@ -189,6 +195,13 @@ void render_stub_execute(renderer_t* renderer);
 
 u32 gl_texture_create(const void* pixels, i32 width, i32 height, u32 bytes_per_pixel, u32 flags);
 void gl_texture_delete(u32* texture);
+// The same through the renderer's backend: the stub makes no texture, only counts
+// and hands out handles that are never 0.
+u32 render_texture_create(renderer_t* renderer, const void* pixels, i32 width, i32 height, u32 bytes_per_pixel,
+                          u32 flags);
+void render_texture_delete(renderer_t* renderer, u32* texture);
+u32 render_stub_texture_create(renderer_t* renderer);
+void render_stub_texture_delete(renderer_t* renderer, u32 texture);
 // Drops the atlas textures of the text batches so that the next render uploads the
 // new atlas.
 void gl_text_textures_reset(renderer_t* renderer);

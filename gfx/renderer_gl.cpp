@@ -13,6 +13,9 @@ void render_gl_create(renderer_t* renderer) {
     }
     if (renderer->flags & renderer_depth_test) glEnable(GL_DEPTH_TEST);
     if (renderer->flags & renderer_cull_face) glEnable(GL_CULL_FACE);
+    GLint max_texture_size = 0;
+    glGetIntegerv(GL_MAX_TEXTURE_SIZE, &max_texture_size);
+    if (max_texture_size > 0) renderer->max_texture_size = (u32)max_texture_size;
     ASSERT(glGetError() == GL_NO_ERROR);
 }
 

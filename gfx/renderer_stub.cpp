@@ -70,3 +70,14 @@ void render_stub_execute(renderer_t* renderer) {
         record->colour = color_pack(command->colour);
     }
 }
+
+// Handles from 0x10000 on, apart from anything a test makes up by hand.
+u32 render_stub_texture_create(renderer_t* renderer) {
+    renderer->textures_created += 1;
+    return 0x10000 + renderer->textures_created;
+}
+
+void render_stub_texture_delete(renderer_t* renderer, u32 texture) {
+    renderer->textures_deleted += 1;
+    renderer->texture_last_deleted = texture;
+}

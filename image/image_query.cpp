@@ -16,6 +16,7 @@
 
 image_query_t image_queries[image_query_count];
 void (*image_texture_delete_hook)(u32 texture) = nullptr;
+u32 image_texture_size_limit = 1024;
 
 // Set while every slot is busy and a new picture has been told to wait, so that
 // the view's request in every frame doesn't repeat the line.
@@ -44,6 +45,7 @@ static bool image_query_start(image_query_t* query, u32 entry_id, data_t url_cop
     query->error = 0;
     query->http_status = 0;
     query->remove = 0;
+    query->report = image_report_none;
     atomic_store_release_u32(&query->busy, 1);
     atomic_store_release_u32(&query->state, image_state_loading);
     if (thread_queue_work(&thread_queue, image_download_job, query)) return true;
@@ -150,6 +152,15 @@ void image_request_resize(image_room_t room, image_query_t* query) {
         width = room_width > 0 ? (u32)floorf(room_width) : 0;
         height = (u32)(((f32)width / (f32)query->width) * (f32)query->height);
     }
+    // A picture longer than a texture can hold (a strip a few pixels wide and
+    // tens of thousands high) would never draw: it is scaled to fit one.
+    u32 limit = image_texture_size_limit;
+    if (width > limit || height > limit) {
+        image_log_paragraph("A picture is larger than a texture can hold and is scaled down: ", query->url);
+        f32 scale = (f32)limit / (f32)max_of(width, height);
+        width = (u32)((f32)width * scale);
+        height = (u32)((f32)height * scale);
+    }
     // The picture replaces its placeholder; if it then overflows the view, a
     // scroll bar will take 16 pixels of the room. A picture of 16 pixels or less
     // keeps its width rather than coming to nothing.
@@ -176,6 +187,7 @@ void image_query_release(image_query_t* query) {
     query->texture = 0;
     query->entry_id = 0;
     query->remove = 0;
+    query->report = image_report_none;
     atomic_store_release_u32(&query->state, image_state_free);
 }
 
@@ -194,11 +206,19 @@ void image_queries_remove_entry(u32 entry_id) {
 void image_queries_sweep() {
     for (u64 i = 0; i < image_query_count; i++) {
         image_query_t* query = &image_queries[i];
-        if (!query->remove || image_query_is_busy(query)) continue;
+        if (!(query->remove || query->report) || image_query_is_busy(query)) continue;
         if (atomic_load_acquire_u32(&query->state) == image_state_free) continue;
-        image_log_paragraph("A picture finished loading after its entry was removed, and was let go: ",
+        if (query->remove) {
+            image_log_paragraph("A picture finished loading after its entry was removed, and was let go: ",
+                                query->url);
+            image_query_release(query);
+            continue;
+        }
+        image_log_paragraph(query->report == image_report_undecodable
+                                ? "A picture could not be decoded and shows as loading: "
+                                : "A picture is larger than a download may take: ",
                             query->url);
-        image_query_release(query);
+        query->report = image_report_none;
     }
 }
 
@@ -223,6 +243,7 @@ void image_download_job(void* argument) {
         data_free(&file.storage);
         query->error = error;
         query->http_status = status >= 400 ? status : 0;
+        if (error == http_error_not_enough_storage) query->report = image_report_too_large;
         atomic_store_release_u32(&query->state, image_state_load_error);
     } else {
         u32 width = 0, height = 0, channels = 0;
@@ -239,6 +260,8 @@ void image_download_job(void* argument) {
             query->channels = (u8)channels;
             query->texture = 0;
             atomic_store_release_u32(&query->state, image_state_loaded);
+        } else {
+            query->report = image_report_undecodable;
         }
     }
     atomic_store_release_u32(&query->busy, 0);

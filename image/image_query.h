@@ -45,7 +45,20 @@ struct image_query_t {
     // The final response's status in state 5 when the server answered with an
     // error status (0 for a failure of transport).
     u32 http_status;
+    // Something the worker found that the log panel should tell, once: the
+    // main thread writes the line at its next sweep (workers don't write logs).
+    u32 report;
 };
+
+enum : u32 {
+    image_report_none = 0,
+    image_report_undecodable = 1,  // stays loading for the run, as the view shows
+    image_report_too_large = 2,    // more than a download may take, declared or sent
+};
+
+// The longest side of a texture, from the GUI side's renderer: a picture larger
+// than that is scaled down to fit when its size is asked for.
+extern u32 image_texture_size_limit;
 
 extern image_query_t image_queries[image_query_count];
 
@@ -79,7 +92,8 @@ void image_query_release(image_query_t* query);
 // The reader's removal hook: an entry's idle slots go now, the busy ones when
 // their job ends (image_queries_sweep).
 void image_queries_remove_entry(u32 entry_id);
-// Each frame: releases the slots of removed entries whose job has ended.
+// Each frame: releases the slots of removed entries whose job has ended, and
+// tells the log panel what the jobs that ended found wrong.
 void image_queries_sweep();
 
 // The jobs; the argument is the slot. Each ends with the wake-up.

@@ -148,6 +148,9 @@ TEST_F(ImageQueries, EachReplyEndsInItsState) {
         {picture_address("text.png"), image_state_loading, 0, 0},
         {picture_address("cut.png"), image_state_loading, 0, 0},
         {image_server.address("/status500"), image_state_load_error, http_error_internet_open_url, 500},
+        // A server may declare any size, or send more than the default block.
+        {image_server.address("/declared/99999999999"), image_state_load_error, http_error_not_enough_storage, 0},
+        {image_server.address("/bytes-nolength/6000000"), image_state_load_error, http_error_not_enough_storage, 0},
     };
     image_query_t* slots[ARRAY_COUNT(cases)];
     for (u32 i = 0; i < ARRAY_COUNT(cases); i++) {
@@ -178,6 +181,16 @@ TEST_F(ImageQueries, EachReplyEndsInItsState) {
     // The undecodable file is still asked for by its view, and nothing new starts.
     EXPECT_EQ(get(7, cases[4].address), slots[4]);
     EXPECT_EQ(slots[4]->busy, 0u);
+    // The files that don't decode and the ones too large are told once each, at
+    // the main thread's sweep; a plain failure shows in the view alone.
+    u64 log_start = log_channel(log_user)->text.used;
+    image_queries_sweep();
+    image_queries_sweep();
+    std::string log = user_log_since(log_start);
+    for (u32 i = 0; i < ARRAY_COUNT(cases); i++) {
+        bool told = i == 4 || i == 5 || cases[i].error == http_error_not_enough_storage;
+        EXPECT_EQ(count_of(log, cases[i].address), told ? 1u : 0u) << cases[i].address << "\n" << log;
+    }
 }
 
 TEST_F(ImageQueries, AFrameSeesOneStateThroughAllItsPasses) {
@@ -341,6 +354,7 @@ TEST_F(ImageQueries, AResizeAsksForWhatFitsTheRoom) {
         f32 placeholder_height;
         u32 state;
         u32 width, height;
+        u32 texture_limit = 1024;
     };
     const case_t cases[] = {
         // Wider than the room less its paddings: scaled to the room.
@@ -354,6 +368,8 @@ TEST_F(ImageQueries, AResizeAsksForWhatFitsTheRoom) {
         {{1, 50, 1000, 5, 5, 990}, 15, image_state_ready, 40, 20},
         // A room narrower than its paddings asks for nothing.
         {{1, 8, 1000, 5, 5, 0}, 0, image_state_invalid_size, 0, 0},
+        // Larger than a texture takes: scaled to fit one.
+        {{1, 200, 1000, 5, 5, 0}, 0, image_state_ready, 16, 8, 16},
     };
     const u32 count = ARRAY_COUNT(cases);
     image_query_t* slots[count];
@@ -367,10 +383,12 @@ TEST_F(ImageQueries, AResizeAsksForWhatFitsTheRoom) {
         later_pass.pass_state = 2;
         image_request_resize(later_pass, slots[i]);
         EXPECT_EQ(slots[i]->state, image_state_loaded) << i;
+        image_texture_size_limit = cases[i].texture_limit;
         image_request_resize(cases[i].room, slots[i]);
         // The same picture placed twice in the frame asks once.
         image_request_resize(cases[i].room, slots[i]);
     }
+    image_texture_size_limit = 1024;
     wait_idle();
     for (u32 i = 0; i < count; i++) {
         image_query_t* query = slots[i];

@@ -1,15 +1,25 @@
 // Drawing a finished layout, read back from what the recording backend drew: one
 // text per visible run, on the baseline, in the colour and font in force where it
-// was pushed.
+// was pushed; a picture box's picture once its slot is ready, with one texture
+// made for it and given back with the slot.
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
 #include "app/app.h"
+#include "app/frame_loop.h"
+#include "base/log.h"
 #include "gfx/draw.h"
+#include "image/image_query.h"
 #include "layout/fixed_font.h"
 #include "layout/layout.h"
+#include "net/block_storage.h"
+#include "net/work_queue.h"
+#include "platform/os.h"
+#include "platform/thread.h"
+#include "store/reader.h"
+#include "views/panel.h"
 #include "views/panel_draw.h"
 
 namespace {
@@ -39,9 +49,13 @@ struct panel_draw_test_t {
         gl_renderer_create(&render, 640, 480, renderer_alpha_blending, render_backend_stub);
         draw_create(&draw, &render, &font.set, 640, 480, 0);
         app.draw = &draw;
+        panel_pictures_attach(&render);
         gl_frame_begin(&render);
     }
-    ~panel_draw_test_t() { data_free(&memory); }
+    ~panel_draw_test_t() {
+        panel_pictures_attach(nullptr);
+        data_free(&memory);
+    }
 
     // Ends the frame and gives the text that the recording backend drew.
     std::vector<drawn_t> drawn() {
@@ -91,6 +105,171 @@ TEST(PanelDraw, EachVisibleRunIsDrawnInItsColourAndFont) {
         panel_draw_items(&t.app, nullptr, &t.layout);
         EXPECT_EQ(t.drawn(), c.drawn) << "scroll " << c.scroll_y;
     }
+}
+
+// A slot that a download and a resize have filled: `width` by `height` RGBA pixels
+// of this entry and address, used now.
+static image_query_t* ready_slot_fill(image_query_t* query, u32 entry_id, const std::string& address, u32 width,
+                                      u32 height) {
+    u8* url = (u8*)block_storage_allocate(&block_storage, address.size() + 1);
+    memcpy(url, address.data(), address.size());
+    url[address.size()] = 0;
+    query->url = data_make(address.size() + 1, address.size(), url);
+    query->entry_id = entry_id;
+    query->channels = 4;
+    query->requested_width = width;
+    query->requested_height = height;
+    query->pixels = data_allocate((u64)width * height * 4);
+    query->pixels.used = query->pixels.reserved;
+    query->last_used = os_ticks();
+    query->state = image_state_ready;
+    return query;
+}
+
+class PanelDrawPictures : public testing::Test {
+protected:
+    void SetUp() override {
+        memory_query_system(nullptr, nullptr, nullptr, nullptr);
+        if (!block_storage.memory.bytes) {
+            block_storage_create(&block_storage, block_storage_region_size, block_storage_commit_size,
+                                 block_storage_block_size);
+        }
+        entry.id = 5;
+        panel.selected_entry = &entry;
+    }
+    void TearDown() override {
+        for (image_query_t& query : image_queries) {
+            query.busy = 0;
+            if (query.state != image_state_free) image_query_release(&query);
+        }
+    }
+
+    // One frame of a view with a line of text and a 40 by 20 box for each
+    // address (an empty one for a box without a user value); gives the box rects.
+    // `same_frame` draws it again within the frame before, as a second view would.
+    std::vector<rect_t> frame(panel_draw_test_t& t, const std::vector<std::string>& addresses,
+                              bool same_frame = false) {
+        if (!same_frame) frame_counter += 1;
+        std::vector<data_t> urls;
+        for (const std::string& a : addresses) urls.push_back(data_from_size(a.size(), a.data()));
+        std::vector<rect_t> rects(addresses.size());
+        layout_create(&t.layout, &t.memory, &t.font.set, rect_t{0, 0, 200, 200}, 0, 0, nullptr);
+        while (layout_pass_start(&t.layout)) {
+            if (layout_pass_ready(&t.layout, 0)) continue;
+            layout_string_p(&t.layout, (const u8*)"text", 4);
+            layout_new_line(&t.layout);
+            for (u64 i = 0; i < urls.size(); i++) {
+                u64 user = addresses[i].empty() ? 0 : (u64)&urls[i];
+                layout_item_t* box = layout_box(&t.layout, 40, 20, user, layout_box_pen_right);
+                if (t.layout.state == layout_state_draw) rects[i] = box->box.rect;
+            }
+            layout_finish(&t.layout);
+        }
+        panel_draw_items(&t.app, &panel, &t.layout);
+        return rects;
+    }
+    static std::vector<render_record_t> images(panel_draw_test_t& t) {
+        gl_frame_end(&t.render);
+        std::vector<render_record_t> result;
+        for (u32 i = 0; i < t.render.record_count; i++) {
+            if (render_records(&t.render)[i].kind == batch_type_images) result.push_back(render_records(&t.render)[i]);
+        }
+        gl_frame_begin(&t.render);
+        return result;
+    }
+
+    entry_t entry = {};
+    panel_t panel = {};
+};
+
+TEST_F(PanelDrawPictures, AReadyPictureGetsOneTextureAndDrawsOnItsBox) {
+    panel_draw_test_t t;
+    image_query_t* query = ready_slot_fill(&image_queries[3], 5, "http://host/a.png", 4, 2);
+    query->state = image_state_resizing;
+    const std::vector<std::string> boxes = {"", "http://host/a.png", "http://host/unknown.png"};
+
+    // The frame took its snapshot while the resize ran: it draws nothing, though
+    // the worker ends before the frame does.
+    frame(t, boxes);
+    query->state = image_state_ready;
+    frame(t, boxes, true);
+    EXPECT_TRUE(images(t).empty());
+    EXPECT_EQ(t.render.textures_created, 0u);
+
+    for (u32 round = 0; round < 3; round++) {
+        std::vector<rect_t> rects = frame(t, boxes);
+        std::vector<render_record_t> drawn = images(t);
+        ASSERT_EQ(drawn.size(), 1u) << round;
+        EXPECT_EQ(drawn[0].texture, query->texture);
+        EXPECT_EQ(drawn[0].bytes_per_pixel, 4u);
+        EXPECT_EQ(drawn[0].colour, color_pack(colour_white));
+        EXPECT_EQ(drawn[0].rect.x0, rects[1].x0);
+        EXPECT_EQ(drawn[0].rect.y0, rects[1].y0);
+        EXPECT_EQ(drawn[0].rect.x1, rects[1].x1);
+        EXPECT_EQ(drawn[0].rect.y1, rects[1].y1);
+    }
+    EXPECT_NE(query->texture, 0u);
+    EXPECT_EQ(t.render.textures_created, 1u);
+    // Looking for a picture that no slot holds starts nothing.
+    u64 used = 0;
+    for (image_query_t& q : image_queries) used += q.state != image_state_free;
+    EXPECT_EQ(used, 1u);
+
+    // Another entry on show has no picture at that address.
+    entry.id = 6;
+    frame(t, boxes);
+    EXPECT_TRUE(images(t).empty());
+    entry.id = 5;
+
+    // Released, the slot gives its texture back to the renderer that made it.
+    u32 texture = query->texture;
+    image_queries_remove_entry(5);
+    EXPECT_EQ(t.render.textures_deleted, 1u);
+    EXPECT_EQ(t.render.texture_last_deleted, texture);
+}
+
+TEST_F(PanelDrawPictures, AnEvictedPictureGivesItsTextureBack) {
+    panel_draw_test_t t;
+    // Every slot in use; the drawn one is the oldest.
+    image_query_t* oldest = ready_slot_fill(&image_queries[0], 5, "http://host/0.png", 2, 2);
+    frame(t, {"http://host/0.png"});
+    ASSERT_EQ(images(t).size(), 1u);
+    for (u64 i = 1; i < image_query_count; i++) {
+        ready_slot_fill(&image_queries[i], 5, "http://host/" + std::to_string(i) + ".png", 1, 1);
+    }
+    u32 texture = oldest->texture;
+    ASSERT_NE(texture, 0u);
+
+    // No worker takes the new download: the slot waits in the ring.
+    thread_queue_create(&thread_queue, 0);
+    std::string address = "http://host/new.png";
+    image_query_t* taken = image_query_get(5, data_from_size(address.size(), address.data()), true);
+    EXPECT_EQ(taken, oldest);
+    EXPECT_EQ(t.render.textures_deleted, 1u);
+    EXPECT_EQ(t.render.texture_last_deleted, texture);
+    EXPECT_EQ(taken->texture, 0u);
+    thread_terminate(&thread_queue);
+}
+
+TEST_F(PanelDrawPictures, PixelsLargerThanATextureAreAResizeErrorSaidOnce) {
+    panel_draw_test_t t;
+    t.render.max_texture_size = 4;
+    image_query_t* fits = ready_slot_fill(&image_queries[0], 5, "http://host/fits.png", 4, 4);
+    image_query_t* wide = ready_slot_fill(&image_queries[1], 5, "http://host/wide.png", 5, 1);
+    log_channel_t* user = log_channel(log_user);
+    u64 log_start = user->text.used;
+    for (u32 round = 0; round < 2; round++) {
+        frame(t, {"http://host/fits.png", "http://host/wide.png"});
+        std::vector<render_record_t> drawn = images(t);
+        ASSERT_EQ(drawn.size(), 1u);
+        EXPECT_EQ(drawn[0].texture, fits->texture);
+    }
+    EXPECT_EQ(wide->state, image_state_resize_error);
+    EXPECT_EQ(wide->texture, 0u);
+    EXPECT_EQ(t.render.textures_created, 1u);
+    std::string log((const char*)user->text.bytes + log_start, user->text.used - log_start);
+    EXPECT_EQ(log.find("wide.png"), log.rfind("wide.png")) << log;
+    EXPECT_NE(log.find("wide.png"), std::string::npos) << log;
 }
 
 TEST(PanelDrawDeath, ALayoutStillInItsPassesTraps) {
