@@ -68,6 +68,16 @@ void reader_add_address_list(app_t* app, reader_t* reader, data_t path) {
     update_generation(app, reader);
     file_error_t error = 0;
     data_t block = file_read_all(path, false, &error);
+    if (error) {
+        char reason[256];
+        u64 length = file_error_text(error, reason, sizeof(reason));
+        log_paragraph_start(log_user);
+        log_write_c_string(log_user, "Could not read the list of feeds ");
+        log_write(log_user, path);
+        log_write_c_string(log_user, ": ");
+        log_write_bytes(log_user, reason, length);
+        log_write_c_string(log_user, "\n");
+    }
     u8* p = block.bytes;
     u8* end = block.bytes + (error ? 0 : block.used);
     while (p && p < end) {

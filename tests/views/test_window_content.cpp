@@ -13,6 +13,7 @@
 #include "app/startup.h"
 #include "views/program_frames.h"
 #include "base/log.h"
+#include "log_support.h"
 #include "views/links.h"
 
 namespace {
@@ -146,6 +147,13 @@ TEST_F(WindowFrames, TheSaveButtonStaysWhereTheKeyGoesToTheLog) {
 
 TEST_F(WindowFrames, EnterInTheFirstBoxQueuesTheAddress) {
     focus_address_box();
+    // Blanks queue nothing, but the update's generation still begins.
+    u32 generation = program.reader.generation;
+    type("   ");
+    enter();
+    EXPECT_EQ(queries_used(), 0u);
+    EXPECT_EQ(program.reader.generation, generation + 1);
+    program.panel.add_feed_address.used = 0;
     type("http://127.0.0.1:1/feed.xml");
     EXPECT_EQ(queries_used(), 0u);
     // The window gives Return as a key and as the character 13.
@@ -160,9 +168,20 @@ TEST_F(WindowFrames, EnterInTheFirstBoxQueuesTheAddress) {
 }
 
 TEST_F(WindowFrames, EnterInTheListPathReadsTheFileOfAddresses) {
+    const char* line = "Path to a text file containing a list of URLs to RSS feed, Atom feed or youtube channel.";
+    // A list that can't be read is one line in the log panel.
+    u8* mark = log_test_mark(log_user);
+    focus_box_under(line);
+    type((folder + "/missing.txt").c_str());
+    enter();
+    std::string log = log_test_since(log_user, mark);
+    EXPECT_NE(log.find("Could not read the list of feeds " + folder + "/missing.txt: No such file"),
+              std::string::npos) << log;
+
     std::string list = folder + "/feeds.txt";
     std::ofstream(list) << "http://127.0.0.1:1/a.xml\n\n  http://127.0.0.1:1/b.xml\n";
-    focus_box_under("Path to a text file containing a list of URLs to RSS feed, Atom feed or youtube channel.");
+    program.panel.add_feed_list_path.used = 0;
+    focus_box_under(line);
     type(list.c_str());
     input_key(&program.window, key_return, true, 0, 0, 1);
     input_text(&program.window, 13);
@@ -184,6 +203,16 @@ TEST_F(WindowFrames, ExportWithAnEmptyPathWritesListTxtOnTheDesktop) {
     program.app.desktop_path = saved;
     EXPECT_EQ(access((desktop + "/list.txt").c_str(), F_OK), 0);
     EXPECT_EQ(program.panel.add_feed_export_path.used, 0u);
+    // A path that can't be written is one line in the log panel, and the box keeps it.
+    u8* mark = log_test_mark(log_user);
+    std::string blocked = desktop + "/list.txt/inside.txt";
+    data_push_c_string(&program.panel.add_feed_export_path, blocked.c_str());
+    click_text("Export");
+    std::string log = log_test_since(log_user, mark);
+    size_t line = log.find("Could not write the list of feeds to " + blocked + ": ");
+    EXPECT_NE(line, std::string::npos) << log;
+    EXPECT_EQ(log.find('\n', line), log.size() - 1) << log;
+    EXPECT_EQ(program.panel.add_feed_export_path.used, blocked.size());
 }
 
 TEST_F(WindowFrames, TheF4LabelCountsQueuedLinks) {
