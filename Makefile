@@ -9,7 +9,7 @@
 PACKAGES := build-essential cmake ninja-build pkg-config python3 \
 	libgtest-dev libgmock-dev libbenchmark-dev \
 	libcurl4-openssl-dev libglfw3-dev libgl-dev libx11-dev libfontconfig-dev libstb-dev \
-	fonts-dejavu-core xdg-utils xdg-user-dirs desktop-file-utils \
+	fonts-dejavu-core fonts-wqy-microhei xdg-utils xdg-user-dirs desktop-file-utils \
 	xvfb xauth xdotool x11-apps libgl1-mesa-dri \
 	libgumbo-dev libxml2-dev newsboat clang libclang-rt-14-dev libimgui-dev
 

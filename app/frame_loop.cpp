@@ -50,9 +50,7 @@ static data_t font_file_read(const char* family, const char* fallback_family, fi
     return file;
 }
 
-void frame_fonts_create(font_set_t* fonts, data_t font_memory, codepoint_set_t* codepoints) {
-    u32* values = codepoints->values;
-    u32 count = codepoints->count;
+void frame_fonts_create(font_set_t* fonts, data_t font_memory) {
     // One error shared by both reads; a missing file gives an empty font, not a stop.
     file_error_t error = 0;
     data_t text_face = font_file_read("Verdana", "DejaVu Sans", &error);
@@ -60,16 +58,17 @@ void frame_fonts_create(font_set_t* fonts, data_t font_memory, codepoint_set_t* 
     data_t fixed_face = font_file_read("Lucida Console", "DejaVu Sans Mono", &error);
     if (error) fixed_face = data_t{};
     font_set_create(fonts, font_memory);
-    font_load(fonts, text_face, 14.0f, values, count, 0);
-    font_load(fonts, text_face, 16.0f, values, count, 0);
-    font_load(fonts, text_face, 20.0f, values, count, 0);
-    font_load(fonts, fixed_face, 12.0f, values, count, 1);
-    font_build(fonts);
+    font_load(fonts, text_face, 14.0f, 0);
+    font_load(fonts, text_face, 16.0f, 0);
+    font_load(fonts, text_face, 20.0f, 0);
+    font_load(fonts, fixed_face, 12.0f, 1);
 }
 
 void frame_render_create(renderer_t* render, draw_t* draw, window_t* window, font_set_t* fonts, u32 icon_texture) {
     gl_renderer_create(render, window->width, window->height, renderer_alpha_blending,
                        window->handle ? render_backend_gl : render_backend_stub);
+    // The atlas grows up to what the context takes, within a size worth its memory.
+    if (window->handle) fonts->atlas_limit = (u16)min_of(gl_texture_size_limit(), 8192u);
     draw_create(draw, render, fonts, window->screen_width, window->screen_height, icon_texture);
     panel_pictures_attach(render);
 }
@@ -188,7 +187,6 @@ void frame_run(frame_loop_t* loop) {
         draw_frame_begin(loop->draw, window->width, window->height, window->resized && window->had_focus);
 
         image_queries_sweep();
-        u32 codepoint_count_before = loop->codepoints->count;
         {
             PROFILE_ZONE(queries_check);
             queries_drain(app, loop->reader);
@@ -196,10 +194,6 @@ void frame_run(frame_loop_t* loop) {
         // Queued links are opened when the window is closing, so that none is lost.
         if (!window->running && loop->reader) link_queue_open_all(loop->reader, 1);
         if (!(window->width <= 0 && window->height == 0)) frame_content(loop);
-        if (loop->codepoints->count > codepoint_count_before) {
-            font_set_codepoints(loop->fonts, loop->codepoints->values, loop->codepoints->count);
-            draw_fonts_rebuilt(loop->draw);
-        }
         {
             PROFILE_ZONE(render);
             draw_frame_end(loop->draw);

@@ -45,7 +45,7 @@ void frame_window_create(window_t* window);
 // Finds the four faces (Verdana, or DejaVu Sans, at 14, 16 and 20; Lucida Console,
 // or DejaVu Sans Mono, at 12), loads and bakes them. A face that isn't found is an
 // empty font.
-void frame_fonts_create(font_set_t* fonts, data_t font_memory, codepoint_set_t* codepoints);
+void frame_fonts_create(font_set_t* fonts, data_t font_memory);
 // Renderer for the client size with alpha blending (on the stub that records when
 // there is no window), and the frame's batches in it. `icon_texture` is the icon atlas
 // (0 until the UI makes it).

@@ -97,7 +97,7 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     app->start_generation = reader->generation;
 
     // 15, 16. The four faces, baked.
-    frame_fonts_create(&program->fonts, font_memory, &program->codepoints);
+    frame_fonts_create(&program->fonts, font_memory);
 
     // 17, 18. Sizes from the screen; the UI's record with its block.
     ui_create(&program->ui, data_allocate(0x100000), &program->window);

@@ -53,7 +53,6 @@ const char* const choices[4] = {"Small text", "Body text", "Titles", "Fixed pitc
 // Newsloom: the UI on the stub window and the queue-only renderer.
 struct ours_t {
     font_set_t fonts;
-    u32 codepoints[256];
     window_t window;
     renderer_t render;
     draw_t draw;
@@ -66,13 +65,11 @@ struct ours_t {
 ours_t* ours_make(const std::string& text) {
     static ours_t o;
     o.text = text;
-    memcpy(o.codepoints, codepoint_defaults.values, sizeof(codepoint_defaults.values));
     file_error_t error = 0;
     std::string sans = font_path("DejaVu Sans");
     data_t face = file_read_all(data_from_size(sans.size(), sans.data()), false, &error);
     font_set_create(&o.fonts, data_allocate(0x500000));
-    for (f32 size : {14.0f, 16.0f, 20.0f, 12.0f}) font_load(&o.fonts, face, size, o.codepoints, codepoint_default_count, 0);
-    font_build(&o.fonts);
+    for (f32 size : {14.0f, 16.0f, 20.0f, 12.0f}) font_load(&o.fonts, face, size, 0);
     window_create_stub(&o.window, (i32)screen_width, (i32)screen_height);
     gl_renderer_create(&o.render, (i32)screen_width, (i32)screen_height, renderer_alpha_blending, render_backend_stub);
     draw_create(&o.draw, &o.render, &o.fonts, 1920, 1080, 0);

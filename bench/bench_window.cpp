@@ -23,13 +23,10 @@ namespace {
 
 struct article_fonts_t {
     font_set_t set;
-    u32 codepoints[256];
 };
 
 article_fonts_t* fonts_make() {
     static article_fonts_t fonts;
-    u32 count = codepoint_default_count;
-    memcpy(fonts.codepoints, codepoint_defaults.values, sizeof(codepoint_defaults.values));
     char path[4096];
     file_error_t error = 0;
     data_t sans = {};
@@ -37,8 +34,7 @@ article_fonts_t* fonts_make() {
         sans = file_read_all(data_from_size(strlen(path), path), false, &error);
     }
     font_set_create(&fonts.set, data_allocate(0x500000));
-    for (f32 size : {14.0f, 16.0f, 20.0f, 12.0f}) font_load(&fonts.set, sans, size, fonts.codepoints, count, 0);
-    font_build(&fonts.set);
+    for (f32 size : {14.0f, 16.0f, 20.0f, 12.0f}) font_load(&fonts.set, sans, size, 0);
     return &fonts;
 }
 

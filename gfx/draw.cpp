@@ -32,7 +32,6 @@ void draw_frame_begin(draw_t* draw, i32 width, i32 height, bool resized) {
 
 void draw_frame_end(draw_t* draw) { gl_frame_end(draw->renderer); }
 
-void draw_fonts_rebuilt(draw_t* draw) { gl_text_textures_reset(draw->renderer); }
 
 void draw_rect(draw_t* draw, u32 layer, rect_t rect, colour_t colour) {
     gl_batch_rectangle(gl_batch(draw->renderer, draw->rectangles[layer]), rect, nullptr, nullptr, colour);

@@ -27,8 +27,6 @@ void draw_create(draw_t* draw, renderer_t* renderer, font_set_t* fonts, i32 scre
 // Empties the batches, follows a new client size, and clears to black.
 void draw_frame_begin(draw_t* draw, i32 width, i32 height, bool resized);
 void draw_frame_end(draw_t* draw);
-// The atlas changed: its texture is made anew at the next frame's end.
-void draw_fonts_rebuilt(draw_t* draw);
 
 void draw_rect(draw_t* draw, u32 layer, rect_t rect, colour_t colour);
 // (x, y) is the pen on the baseline; `trim_first` puts the first glyph's ink at the

@@ -1,290 +1,408 @@
-// Font loading, the atlas bake with kerning pairs, and glyph lookup.
+// Glyphs made when first met, faces for the code points a font lacks, the atlas's
+// shelves with their least-recently-used reuse, and kerning cached per pair.
 #include "gfx/font.h"
 
+#include <cmath>
+
+#include "base/file.h"
 #include "base/log.h"
 #include "base/text.h"
+#include "platform/fonts.h"
+
+// Bitmaps are made at twice the size both ways and filtered, as stb_truetype's packer
+// does, so that glyphs keep their shape at fractional pen positions.
+constexpr u32 oversample = 2;
+constexpr f32 oversample_shift = -(f32)(oversample - 1) / (2.0f * oversample);
+constexpr u32 glyph_padding = 1;  // empty pixels right of and above each bitmap
+constexpr u32 glyph_pages_per_block = 16;
+constexpr u8 coverage_none = 0xFF;
+
+static void problem_log(font_set_t* set, u32 problem, const char* text, u32 codepoint) {
+    if (set->problems & problem) return;
+    set->problems |= problem;
+    log_write_c_string(log_main, text);
+    if (codepoint != codepoint_invalid) {
+        log_write_c_string(log_main, " (first: U+");
+        log_write_u64(log_main, codepoint, 4, '0', format_hex);
+        log_write_c_string(log_main, ")");
+    }
+    log_write_c_string(log_main, ".\n");
+}
 
 void font_set_create(font_set_t* set, data_t memory) {
     *set = font_set_t{};
     set->memory = memory;
-    set->fonts = (font_t*)(memory.bytes + memory.used + align_padding((u64)(memory.bytes + memory.used), 8));
+    set->atlas_limit = 4096;
+    set->find_faces = 1;
+    set->coverage = (u8**)data_push(&set->memory, sizeof(u8*) * font_page_count, 8);
+    ASSERT(set->coverage);
+    bytes_zero(set->coverage, sizeof(u8*) * font_page_count);
 }
 
-font_t* font_load(font_set_t* set, data_t file, f32 size, u32* codepoints, u32 count, u32 fixed_pitch) {
-    ASSERT(set && codepoints && count > 0);
-    font_t* font = (font_t*)data_push(&set->memory, sizeof(font_t), 8);
-    ASSERT(font);
-    ASSERT(font == set->fonts + set->font_count);
+// The face of `file`, loaded once for all fonts that use it; font_face_limit when the
+// file is no font.
+static u32 face_add(font_set_t* set, data_t file, u32 index, u32 path_hash) {
+    for (u32 f = 0; f < set->face_count; f++) {
+        const font_face_t* face = &set->faces[f];
+        if (file.bytes && face->file.bytes == file.bytes) return f;
+    }
+    if (set->face_count >= font_face_limit || !file.used) return font_face_limit;
+    font_face_t* face = &set->faces[set->face_count];
+    *face = font_face_t{};
+    int offset = stbtt_GetFontOffsetForIndex(file.bytes, (int)index);
+    if (offset < 0 || (u64)offset >= file.used || !stbtt_InitFont(&face->info, file.bytes, offset)) {
+        return font_face_limit;
+    }
+    face->file = file;
+    face->kerns = face->info.kern || face->info.gpos;
+    face->path_hash = path_hash;
+    return set->face_count++;
+}
+
+font_t* font_load(font_set_t* set, data_t file, f32 size, u32 fixed_pitch) {
+    ASSERT(set && set->font_count < font_limit);
+    font_t* font = &set->fonts[set->font_count++];
     *font = font_t{};
-    font->codepoints = codepoints;
-    font->codepoint_count = count;
+    font->set = set;
     font->size = size;
     font->fixed_pitch = fixed_pitch;
-    font->fallback = font_no_glyph;
-    set->font_count += 1;
-    set->fixed_size = set->memory.used;
+    font->pages = (glyph_t**)data_push(&set->memory, sizeof(glyph_t*) * font_page_count, 8);
+    font->kerning_ascii = (i16*)data_push(&set->memory, sizeof(i16) * 128 * 128, 8);
+    font->kerning_pairs =
+        (font_kerning_slot_t*)data_push(&set->memory, sizeof(font_kerning_slot_t) * font_kerning_slots, 8);
+    ASSERT(font->pages && font->kerning_ascii && font->kerning_pairs);
+    bytes_zero(font->pages, sizeof(glyph_t*) * font_page_count);
+    for (u32 i = 0; i < 128 * 128; i++) font->kerning_ascii[i] = font_kerning_unknown;
+    bytes_zero(font->kerning_pairs, sizeof(font_kerning_slot_t) * font_kerning_slots);
 
-    int offset = file.used ? stbtt_GetFontOffsetForIndex(file.bytes, 0) : -1;
-    if (offset < 0 || !stbtt_InitFont(&font->info, file.bytes, offset)) {
+    u32 face = face_add(set, file, 0, 0);
+    if (face == font_face_limit) {
         // No usable font: text measures with the line height of its size and draws
         // nothing, so the program still runs.
+        if (file.used) problem_log(set, font_problem_face, "A font file could not be loaded", codepoint_invalid);
         font->empty = 1;
         font->scale = 1.0f;
         font->ascent = (i32)size;
-        font->descent = 0;
-        font->line_gap = 0;
-        return font;
+    } else {
+        font->face = (u8)face;
+        const stbtt_fontinfo* info = &set->faces[face].info;
+        font->scale = stbtt_ScaleForPixelHeight(info, size);
+        stbtt_GetFontVMetrics(info, &font->ascent, &font->descent, &font->line_gap);
     }
-    font->scale = stbtt_ScaleForPixelHeight(&font->info, size);
-    stbtt_GetFontVMetrics(&font->info, &font->ascent, &font->descent, &font->line_gap);
+    for (u32 c = 0; c < 128; c++) font_glyph_make(font, c);
     return font;
 }
 
-static void codepoints_sort(u32* values, u32 count) {
-    for (u32 i = 1; i < count; i++) {
-        u32 value = values[i];
-        u32 j = i;
-        while (j > 0 && values[j - 1] > value) {
-            values[j] = values[j - 1];
-            j -= 1;
-        }
-        values[j] = value;
-    }
-}
+static bool is_control(u32 codepoint) { return codepoint < 0x20 || (codepoint >= 0x7F && codepoint < 0xA0); }
 
-static void kerning_table_build(font_set_t* set, font_t* font) {
-    font->kerning_table = nullptr;
-    if (font->empty || font->kerning_count == 0) return;
-    u64 size = sizeof(i16) * font_kerning_table_glyphs * 128;
-    font->kerning_table = (i16*)data_push(&set->memory, size, 2);
-    ASSERT(font->kerning_table);
-    for (u64 i = 0; i < font_kerning_table_glyphs * 128; i++) font->kerning_table[i] = 0;
-    u32 glyphs = min_of(font->codepoint_count, font_kerning_table_glyphs);
-    for (u32 g = 0; g < glyphs; g++) {
-        const glyph_t* glyph = &font->glyphs[g];
-        const kerning_pair_t* pair = font->kerning + glyph->kerning_offset;
-        for (u32 k = 0; k < glyph->kerning_count; k++) {
-            // Kerning amounts are 16-bit in the font file.
-            if (pair[k].second < 128) font->kerning_table[g * 128 + pair[k].second] = (i16)pair[k].amount;
+// A face of the set with a glyph for the code point, else the system's, remembered
+// per code point; font_face_limit when none has it.
+static u32 face_covering(font_set_t* set, u32 codepoint) {
+    u8** page = &set->coverage[codepoint >> 8];
+    if (!*page) {
+        *page = (u8*)data_push(&set->memory, 256, 8);
+        if (!*page) {
+            problem_log(set, font_problem_memory, "The font tables are full; some characters are not shown", codepoint);
+            return font_face_limit;
         }
+        bytes_zero(*page, 256);
     }
-}
-
-static void font_tables_build(font_set_t* set, font_t* font, const font_t* same_face) {
-    u32 count = font->codepoint_count;
-    u32* codepoints = font->codepoints;
-    font->glyphs = (glyph_t*)data_push(&set->memory, sizeof(glyph_t) * count, 4);
-    ASSERT(font->glyphs);
-    font->kerning = (kerning_pair_t*)(set->memory.bytes + set->memory.used +
-                                      align_padding((u64)(set->memory.bytes + set->memory.used), 4));
-    font->kerning_count = 0;
-    font->first_codepoint = codepoints[0];
-    for (u32 i = 0; i < 256; i++) font->direct[i] = 0;
-    u32 position = 0;
-    for (; position < count; position++) {
-        u32 offset = codepoints[position] - font->first_codepoint;
-        if (offset >= 256) break;
-        font->direct[offset] = (u8)position;
+    u8* known = &(*page)[codepoint & 255];
+    if (*known) return *known == coverage_none ? font_face_limit : (u32)(*known - 1);
+    u32 found = font_face_limit;
+    for (u32 f = 0; f < set->face_count && found == font_face_limit; f++) {
+        if (stbtt_FindGlyphIndex(&set->faces[f].info, (int)codepoint)) found = f;
     }
-    font->first_indirect = position;
-    font->fallback = font_no_glyph;
-
-    // Glyph indices once, then every ordered pair; the list is small enough for
-    // the quadratic walk and the lookups of a frame stay linear in a glyph's pairs.
-    // Kerning is in font units: sizes of one face share the pairs of the first.
-    if (same_face) {
-        font->kerning = same_face->kerning;
-        font->kerning_count = same_face->kerning_count;
-        for (u32 i = 0; i < count; i++) {
-            glyph_t* glyph = &font->glyphs[i];
-            *glyph = glyph_t{};
-            glyph->kerning_offset = same_face->glyphs[i].kerning_offset;
-            glyph->kerning_count = same_face->glyphs[i].kerning_count;
+    char path[4096];
+    u32 index = 0;
+    if (found == font_face_limit && set->find_faces && !is_control(codepoint) &&
+        font_file_covering(codepoint, path, sizeof(path), &index)) {
+        u64 length = text_length(path);
+        u32 hash = hash_fnv1a_32(path, length) ^ index;
+        u32 face = font_face_limit;
+        for (u32 f = 0; f < set->face_count; f++) {
+            if (set->faces[f].path_hash == hash) face = f;
         }
-        font->fallback = same_face->fallback;
-        font->kerning_table = same_face->kerning_table;
-        return;
-    }
-    int* glyph_ids = nullptr;
-    if (!font->empty) {
-        glyph_ids = (int*)data_push(&set->memory, sizeof(int) * count, 4);
-        ASSERT(glyph_ids);
-        for (u32 i = 0; i < count; i++) glyph_ids[i] = stbtt_FindGlyphIndex(&font->info, (int)codepoints[i]);
-        // The pairs go where the ids are; the ids are read before being overwritten
-        // only if the pairs outgrow them, so keep them apart.
-        font->kerning = (kerning_pair_t*)(set->memory.bytes + set->memory.used +
-                                          align_padding((u64)(set->memory.bytes + set->memory.used), 4));
-    }
-    for (u32 i = 0; i < count; i++) {
-        glyph_t* glyph = &font->glyphs[i];
-        *glyph = glyph_t{};
-        if (codepoints[i] == codepoint_replacement) font->fallback = i;
-        glyph->kerning_offset = font->kerning_count;
-        if (font->empty) continue;
-        for (u32 j = 0; j < count; j++) {
-            int amount = stbtt_GetGlyphKernAdvance(&font->info, glyph_ids[i], glyph_ids[j]);
-            if (amount == 0) continue;
-            kerning_pair_t* pair = (kerning_pair_t*)data_push(&set->memory, sizeof(kerning_pair_t), 4);
-            ASSERT(pair);
-            pair->second = codepoints[j];
-            pair->amount = amount;
-            font->kerning_count += 1;
-            glyph->kerning_count += 1;
-        }
-    }
-    ASSERT(font->fallback != font_no_glyph);
-    kerning_table_build(set, font);
-}
-
-// Packs every non-empty font into an atlas of the given size; false when something
-// didn't fit.
-static bool font_atlas_pack(font_set_t* set, stbtt_packedchar* packed) {
-    stbtt_pack_context context;
-    if (!stbtt_PackBegin(&context, set->atlas, set->atlas_width, set->atlas_height, 0, 1, nullptr)) return false;
-    stbtt_PackSetOversampling(&context, 2, 2);
-    bool fits = true;
-    for (u32 f = 0; f < set->font_count && fits; f++) {
-        font_t* font = &set->fonts[f];
-        if (font->empty) continue;
-        u32 count = min_of(font->codepoint_count, font_codepoint_limit - 1);
-        stbtt_pack_range range = {};
-        range.font_size = font->size;
-        range.array_of_unicode_codepoints = (int*)font->codepoints;
-        range.num_chars = (int)count;
-        range.chardata_for_range = packed;
-        if (!stbtt_PackFontRanges(&context, font->info.data, 0, &range, 1)) {
-            fits = false;
-            break;
-        }
-        for (u32 i = 0; i < count; i++) {
-            glyph_t* glyph = &font->glyphs[i];
-            stbtt_packedchar* p = &packed[i];
-            glyph->x0 = p->x0;
-            glyph->x1 = p->x1;
-            glyph->y0 = (u16)(set->atlas_height - p->y1);
-            glyph->y1 = (u16)(set->atlas_height - p->y0);
-            glyph->offset_x0 = p->xoff;
-            glyph->offset_y0 = -p->yoff2;
-            glyph->offset_x1 = p->xoff2;
-            glyph->offset_y1 = -p->yoff;
-            glyph->advance = p->xadvance;
-            // Blanks get a box from the packer too; no quad should be drawn for them.
-            if (stbtt_IsGlyphEmpty(&font->info, stbtt_FindGlyphIndex(&font->info, (int)font->codepoints[i]))) {
-                glyph->x1 = glyph->x0;
-                glyph->y1 = glyph->y0;
+        if (face == font_face_limit) {
+            file_error_t error = 0;
+            data_t file = file_read_all(data_from_size(length, path), false, &error);
+            if (!error) face = face_add(set, file, index, hash);
+            if (face == font_face_limit) {
+                if (file.bytes) data_free(&file);
+                problem_log(set, font_problem_face, "A font file that covers a character could not be loaded",
+                            codepoint);
             }
         }
+        if (face != font_face_limit && stbtt_FindGlyphIndex(&set->faces[face].info, (int)codepoint)) found = face;
     }
-    stbtt_PackEnd(&context);
-    return fits;
+    *known = found == font_face_limit ? coverage_none : (u8)(found + 1);
+    return found;
 }
 
-void font_build(font_set_t* set) {
-    ASSERT(set && set->font_count > 0);
-    u32 count = set->fonts[0].codepoint_count;
-    codepoints_sort(set->fonts[0].codepoints, count);
-    u64 mark = set->memory.used;
-    for (u32 f = 0; f < set->font_count; f++) {
-        font_t* font = &set->fonts[f];
-        const font_t* same_face = nullptr;
-        for (u32 g = 0; g < f && !font->empty; g++) {
-            if (!set->fonts[g].empty && set->fonts[g].info.data == font->info.data &&
-                set->fonts[g].info.fontstart == font->info.fontstart) {
-                same_face = &set->fonts[g];
+static glyph_t* glyph_slot(const font_t* font, u32 codepoint) {
+    glyph_t** page = &font->pages[codepoint >> 8];
+    if (*page) return &(*page)[codepoint & 255];
+    font_set_t* set = font->set;
+    u64 page_size = sizeof(glyph_t) * 256;
+    if (set->glyph_block.used + page_size > set->glyph_block.reserved) {
+        // Blocks are never freed while the set lives: records stay where they are.
+        set->glyph_block = data_allocate(page_size * glyph_pages_per_block);
+        if (!set->glyph_block.bytes) return nullptr;
+    }
+    *page = (glyph_t*)data_push(&set->glyph_block, page_size, 8);
+    bytes_zero(*page, page_size);
+    return &(*page)[codepoint & 255];
+}
+
+static glyph_t empty_glyph;
+
+glyph_t* font_glyph_make(const font_t* font, u32 codepoint) {
+    if (codepoint >= 0x110000) codepoint = codepoint_replacement;
+    font_set_t* set = font->set;
+    glyph_t* glyph = glyph_slot(font, codepoint);
+    if (!glyph) {
+        problem_log(set, font_problem_memory, "The font tables are full; some characters are not shown", codepoint);
+        return &empty_glyph;
+    }
+    if (glyph->state) return glyph;
+    *glyph = glyph_t{};
+    glyph->codepoint = codepoint;
+    glyph->face = font->face;
+    glyph->state = glyph_measured;
+    if (font->empty) return glyph;
+
+    u32 face = font->face;
+    u32 id = (u32)stbtt_FindGlyphIndex(&set->faces[face].info, (int)codepoint);
+    if (!id) {
+        face = face_covering(set, codepoint);
+        if (face != font_face_limit) id = (u32)stbtt_FindGlyphIndex(&set->faces[face].info, (int)codepoint);
+    }
+    const stbtt_fontinfo* info = face == font_face_limit ? nullptr : &set->faces[face].info;
+    if (!info && codepoint == codepoint_replacement) return glyph;  // nothing to draw, no width
+    f32 scale = face == font->face ? font->scale : info ? stbtt_ScaleForPixelHeight(info, font->size) : 0;
+    int x0 = 0, y0 = 0, x1 = 0, y1 = 0;
+    bool blank = !info || stbtt_IsGlyphEmpty(info, (int)id);
+    f32 bitmap_scale = scale * oversample;
+    if (info) stbtt_GetGlyphBitmapBoxSubpixel(info, (int)id, bitmap_scale, bitmap_scale, 0, 0, &x0, &y0, &x1, &y1);
+    u32 width = blank ? 0 : (u32)(x1 - x0) + oversample - 1;
+    u32 height = blank ? 0 : (u32)(y1 - y0) + oversample - 1;
+    bool too_large = width + glyph_padding > set->atlas_limit || height + glyph_padding > set->atlas_limit;
+    if (too_large) problem_log(set, font_problem_too_large, "A character is too large for the font atlas", codepoint);
+    if (!info || (too_large && codepoint != codepoint_replacement)) {
+        if (!too_large && !is_control(codepoint)) {
+            problem_log(set, font_problem_uncovered, "No installed font has some characters; they show as U+FFFD",
+                        codepoint);
+        }
+        // The stand-in's metrics, so that measuring and drawing agree.
+        const glyph_t* replacement = font_glyph(font, codepoint_replacement);
+        if (replacement->width || !too_large) {
+            *glyph = *replacement;
+            glyph->codepoint = codepoint;
+            glyph->state = glyph_measured;
+            return glyph;
+        }
+    }
+    if (too_large) width = height = 0;  // takes its place, draws nothing
+    int advance = 0, bearing = 0;
+    stbtt_GetGlyphHMetrics(info, (int)id, &advance, &bearing);
+    glyph->face = (u8)face;
+    glyph->id = id;
+    glyph->advance = (f32)advance * scale;
+    glyph->width = (u16)width;
+    glyph->height = (u16)height;
+    f32 inverse = 1.0f / oversample;
+    glyph->offset_x0 = (f32)x0 * inverse + oversample_shift;
+    glyph->offset_x1 = (f32)(x0 + (i32)width) * inverse + oversample_shift;
+    glyph->offset_y0 = -((f32)(y0 + (i32)height) * inverse + oversample_shift);
+    glyph->offset_y1 = -((f32)y0 * inverse + oversample_shift);
+    return glyph;
+}
+
+void font_frame_begin(font_set_t* set) { set->frame += 1; }
+
+static void rows_changed(font_set_t* set, u32 y0, u32 y1) {
+    if (set->dirty_y1 <= set->dirty_y0) {
+        set->dirty_y0 = y0;
+        set->dirty_y1 = y1;
+    } else {
+        set->dirty_y0 = min_of(set->dirty_y0, y0);
+        set->dirty_y1 = max_of(set->dirty_y1, y1);
+    }
+}
+
+void font_atlas_uploaded(font_set_t* set) {
+    set->dirty_y0 = set->dirty_y1 = 0;
+    set->atlas_resized = 0;
+}
+
+// A larger atlas with the old pixels where they were; false at the limit.
+static bool atlas_grow(font_set_t* set) {
+    u32 width = set->atlas_width, height = set->atlas_height;
+    if (!set->atlas) {
+        width = min_of(1024u, (u32)set->atlas_limit);
+        height = min_of(256u, (u32)set->atlas_limit);
+    } else if (height < set->atlas_limit) {
+        height = min_of(height * 2, (u32)set->atlas_limit);
+    } else if (width < set->atlas_limit) {
+        width = min_of(width * 2, (u32)set->atlas_limit);
+    } else {
+        return false;
+    }
+    data_t block = data_allocate((u64)width * height);
+    if (!block.bytes) return false;
+    bytes_zero(block.bytes, (u64)width * height);
+    for (u32 y = 0; y < set->atlas_height; y++) {
+        bytes_copy(block.bytes + (u64)y * width, set->atlas + (u64)y * set->atlas_width, set->atlas_width);
+    }
+    if (set->atlas_block.bytes) data_free(&set->atlas_block);
+    set->atlas_block = block;
+    set->atlas = block.bytes;
+    set->atlas_width = (u16)width;
+    set->atlas_height = (u16)height;
+    set->atlas_resized = 1;
+    return true;
+}
+
+// A shelf with room for a box of `width` by `height`, opening, growing or emptying
+// one; font_shelf_limit when every shelf that could take it holds glyphs of this frame.
+static u32 shelf_find(font_set_t* set, u32 width, u32 height) {
+    // Shelves come in heights of multiples of 8, so that one serves glyphs of
+    // nearby sizes.
+    u32 shelf_height = (u32)align_up(height, 8);
+    for (;;) {
+        u32 best = font_shelf_limit;
+        for (u32 s = 0; s < set->shelf_count; s++) {
+            const font_shelf_t* shelf = &set->shelves[s];
+            if (shelf->height == shelf_height && shelf->x + width <= set->atlas_width) {
+                best = s;
                 break;
             }
         }
-        font_tables_build(set, font, same_face);
-    }
-    (void)mark;
-
-    bool too_many = false;
-    for (u32 f = 0; f < set->font_count; f++) {
-        if (set->fonts[f].codepoint_count >= font_codepoint_limit) too_many = true;
-    }
-    if (too_many) {
-        // Feeds in scripts with thousands of characters would overflow the atlas;
-        // the characters past the limit measure and draw as nothing.
-        log_write_c_string(log_user, "Too many different characters for the font atlas; some are not shown.\n");
-    }
-
-    static stbtt_packedchar packed[font_codepoint_limit];
-    set->atlas_width = 256;
-    set->atlas_height = 256;
-    constexpr u32 atlas_limit = 8192;
-    for (;;) {
-        if (set->atlas_block.bytes) data_free(&set->atlas_block);
-        set->atlas_size = (u64)set->atlas_width * set->atlas_height;
-        set->atlas_block = data_allocate(set->atlas_size);
-        ASSERT(set->atlas_block.bytes);
-        set->atlas = set->atlas_block.bytes;
-        bytes_zero(set->atlas, set->atlas_size);
-        if (font_atlas_pack(set, packed)) break;
-        if (set->atlas_width >= atlas_limit && set->atlas_height >= atlas_limit) {
-            log_write_c_string(log_user, "The font atlas is full; some characters are not shown.\n");
-            break;
+        if (best != font_shelf_limit) return best;
+        u32 top =
+            set->shelf_count ? set->shelves[set->shelf_count - 1].y + set->shelves[set->shelf_count - 1].height : 0;
+        if (set->atlas && set->shelf_count < font_shelf_limit && top + shelf_height <= set->atlas_height) {
+            font_shelf_t* shelf = &set->shelves[set->shelf_count++];
+            *shelf = font_shelf_t{(u16)top, (u16)shelf_height, 0, 0, 0};
+            return set->shelf_count - 1;
         }
-        if (set->atlas_width > set->atlas_height) {
-            set->atlas_height = (u16)(set->atlas_height * 2);
-        } else {
-            set->atlas_width = (u16)(set->atlas_width * 2);
-        }
+        if (!atlas_grow(set)) break;
     }
-
-    // GL reads textures bottom-up.
-    u32 row = set->atlas_width;
-    for (u32 y = 0; y < set->atlas_height / 2u; y++) {
-        u32* a = (u32*)(set->atlas + (u64)y * row);
-        u32* b = (u32*)(set->atlas + (u64)(set->atlas_height - 1 - y) * row);
-        for (u32 x = 0; x < row / 4; x++) {
-            u32 t = a[x];
-            a[x] = b[x];
-            b[x] = t;
-        }
+    // Full: empty the shelf drawn from longest ago that is high enough.
+    u32 oldest = font_shelf_limit;
+    for (u32 s = 0; s < set->shelf_count; s++) {
+        const font_shelf_t* shelf = &set->shelves[s];
+        if (shelf->height < height || shelf->last_used >= set->frame) continue;
+        if (oldest == font_shelf_limit || shelf->last_used < set->shelves[oldest].last_used) oldest = s;
     }
+    if (oldest == font_shelf_limit) return oldest;
+    font_shelf_t* shelf = &set->shelves[oldest];
+    shelf->generation += 1;
+    shelf->x = 0;
+    for (u32 y = shelf->y; y < (u32)shelf->y + shelf->height; y++) {
+        bytes_zero(set->atlas + (u64)y * set->atlas_width, set->atlas_width);
+    }
+    rows_changed(set, shelf->y, shelf->y + shelf->height);
+    return oldest;
 }
 
-void font_set_codepoints(font_set_t* set, u32* codepoints, u32 count) {
-    set->memory.used = set->fixed_size;
-    for (u32 f = 0; f < set->font_count; f++) {
-        set->fonts[f].codepoints = codepoints;
-        set->fonts[f].codepoint_count = count;
+static bool glyph_bake(const font_t* font, glyph_t* glyph) {
+    font_set_t* set = font->set;
+    u32 s = shelf_find(set, glyph->width + glyph_padding, glyph->height + glyph_padding);
+    if (s == font_shelf_limit) return false;
+    font_shelf_t* shelf = &set->shelves[s];
+    const stbtt_fontinfo* info = &set->faces[glyph->face].info;
+    f32 scale = glyph->face == font->face ? font->scale : stbtt_ScaleForPixelHeight(info, font->size);
+    // stb_truetype writes rows top-down; the atlas's rows run bottom-up.
+    static u8 scratch[256 * 256];
+    data_t block = {};
+    u8* bitmap = scratch;
+    u64 size = (u64)glyph->width * glyph->height;
+    if (size > sizeof(scratch)) {
+        block = data_allocate(size);
+        if (!block.bytes) return false;
+        bitmap = block.bytes;
     }
-    font_build(set);
+    bytes_zero(bitmap, size);
+    f32 sub_x = 0, sub_y = 0;
+    stbtt_MakeGlyphBitmapSubpixelPrefilter(info, bitmap, glyph->width, glyph->height, glyph->width, scale * oversample,
+                                           scale * oversample, 0, 0, oversample, oversample, &sub_x, &sub_y,
+                                           (int)glyph->id);
+    u32 x = shelf->x, y = shelf->y;
+    for (u32 row = 0; row < glyph->height; row++) {
+        u8* target = set->atlas + (u64)(y + glyph->height - 1 - row) * set->atlas_width + x;
+        bytes_copy(target, bitmap + (u64)row * glyph->width, glyph->width);
+    }
+    if (block.bytes) data_free(&block);
+    rows_changed(set, y, y + glyph->height);
+    shelf->x = (u16)(x + glyph->width + glyph_padding);
+    glyph->x0 = (u16)x;
+    glyph->y0 = (u16)y;
+    glyph->x1 = (u16)(x + glyph->width);
+    glyph->y1 = (u16)(y + glyph->height);
+    glyph->shelf = (u16)s;
+    glyph->generation = shelf->generation;
+    glyph->state = glyph_baked;
+    return true;
 }
 
-u32 font_glyph_search(const font_t* font, u32 codepoint) {
-    u32 low = font->first_indirect;
-    u32 high = font->codepoint_count;
-    while (low < high) {
-        u32 middle = low + (high - low) / 2;
-        u32 value = font->codepoints[middle];
-        if (value == codepoint) return middle;
-        if (value < codepoint) {
-            low = middle + 1;
-        } else {
-            high = middle;
-        }
+static glyph_t nothing_drawn;
+
+const glyph_t* font_glyph_drawn(const font_t* font, u32 codepoint) {
+    glyph_t* glyph = (glyph_t*)font_glyph(font, codepoint);
+    if (!glyph->width) return glyph;
+    font_set_t* set = font->set;
+    bool baked = glyph->state == glyph_baked && glyph->shelf < set->shelf_count &&
+                 set->shelves[glyph->shelf].generation == glyph->generation;
+    if (!baked && !glyph_bake(font, glyph)) {
+        // Every shelf holds glyphs of this frame: this one waits for the next.
+        problem_log(set, font_problem_atlas_full, "The font atlas is full; some characters are not shown", codepoint);
+        nothing_drawn = *glyph;
+        nothing_drawn.x1 = nothing_drawn.x0;
+        return &nothing_drawn;
     }
-    return font->fallback;
+    set->shelves[glyph->shelf].last_used = set->frame;
+    return glyph;
 }
 
-// A glyph's pairs were made in the order of the sorted code point list, so they are
-// sorted by their second code point and a binary search finds one.
+static i32 kerning_lookup(const font_t* font, const glyph_t* glyph, u32 second_codepoint) {
+    const glyph_t* second = font_glyph(font, second_codepoint);
+    if (second->face != glyph->face || !glyph->id || !second->id) return 0;
+    const stbtt_fontinfo* info = &font->set->faces[glyph->face].info;
+    i32 amount = stbtt_GetGlyphKernAdvance(info, (int)glyph->id, (int)second->id);
+    if (amount && glyph->face != font->face) {
+        // In the units of the font's own face, which callers scale.
+        amount = (i32)roundf((f32)amount * stbtt_ScaleForPixelHeight(info, font->size) / font->scale);
+    }
+    return amount;
+}
+
 i32 font_kerning_search(const font_t* font, const glyph_t* glyph, u32 second_codepoint) {
-    const kerning_pair_t* pair = font->kerning + glyph->kerning_offset;
-    u32 low = 0, high = glyph->kerning_count;
-    while (low < high) {
-        u32 middle = low + (high - low) / 2;
-        u32 second = pair[middle].second;
-        if (second == second_codepoint) return pair[middle].amount;
-        if (second < second_codepoint) {
-            low = middle + 1;
-        } else {
-            high = middle;
-        }
+    u32 first = glyph->codepoint;
+    if (first < 128 && second_codepoint < 128) {
+        i16* known = &font->kerning_ascii[first * 128 + second_codepoint];
+        // Kerning amounts are 16-bit in the font file.
+        if (*known == font_kerning_unknown) *known = (i16)kerning_lookup(font, glyph, second_codepoint);
+        return *known;
     }
-    return 0;
+    font_t* writable = (font_t*)font;
+    u64 pair = ((u64)first << 32 | second_codepoint) + 1;
+    u32 mask = font_kerning_slots - 1;
+    if (writable->kerning_pair_count >= font_kerning_slots / 4 * 3) {
+        // A cache: when it fills, it starts again from the pairs met next.
+        bytes_zero(writable->kerning_pairs, sizeof(font_kerning_slot_t) * font_kerning_slots);
+        writable->kerning_pair_count = 0;
+    }
+    u32 slot = (u32)((pair * 0x9E3779B97F4A7C15ull) >> 40) & mask;
+    for (;; slot = (slot + 1) & mask) {
+        font_kerning_slot_t* entry = &writable->kerning_pairs[slot];
+        if (entry->pair == pair) return entry->amount;
+        if (entry->pair) continue;
+        entry->pair = pair;
+        entry->amount = kerning_lookup(font, glyph, second_codepoint);
+        writable->kerning_pair_count += 1;
+        return entry->amount;
+    }
 }
 
 f32 font_line_height(const font_t* font, u32 with_gap) {

@@ -1,90 +1,139 @@
-// Fonts: faces loaded from memory with stb_truetype, one glyph atlas for all of
-// them baked for a shared code point list, kerning pairs per glyph, and the lookup
-// from a code point to its glyph.
+// Fonts: faces loaded from memory with stb_truetype. A glyph's metrics are made when
+// it is first measured or drawn, its bitmap is baked into the shared atlas when it is
+// first drawn, a code point the font's face lacks is taken from another face that
+// covers it (found through fontconfig), and kerning is looked up per pair when the
+// pair is first met.
 #pragma once
 
 #include "base/data.h"
 #include "platform/truetype.h"
 
-// Atlas box in pixels (y bottom-up, as GL reads the turned bitmap), the box's
-// offsets from the pen in pixels (y up), the advance, and the glyph's kerning pairs.
+enum glyph_state_t : u8 {
+    glyph_unknown = 0,
+    glyph_measured = 1,  // metrics known, no bitmap in the atlas
+    glyph_baked = 2,     // bitmap in the atlas while its shelf keeps its generation
+};
+
+// Atlas box in pixels (y bottom-up, as GL reads the atlas), the box's offsets from the
+// pen in pixels (y up), the advance, and where the glyph comes from.
 struct glyph_t {
     u16 x0, y0, x1, y1;
     f32 offset_x0, offset_y0, offset_x1, offset_y1;  // offset_x0 is the left bearing
     f32 advance;
-    u32 kerning_count;
-    u32 kerning_offset;  // from the font's `kerning` base
+    u32 id;         // the glyph's index in its face
+    u32 codepoint;  // the code point the record answers for
+    u16 width, height;  // the oversampled bitmap; 0 for blanks
+    u16 shelf, generation;
+    u8 face;  // in the set's faces
+    u8 state;
+    u8 unused[2];
 };
-static_assert(sizeof(glyph_t) == 36);
+static_assert(sizeof(glyph_t) == 48);
 
-struct kerning_pair_t {
-    u32 second;
-    i32 amount;  // font units
+struct font_face_t {
+    stbtt_fontinfo info;
+    data_t file;
+    u32 kerns;  // the face has kerning tables
+    u32 path_hash;  // of the file's path and index, for faces found by code point
 };
 
-constexpr u32 font_no_glyph = 0xFFFFFFFF;
-constexpr u32 font_codepoint_limit = 1024;
+struct font_kerning_slot_t {
+    u64 pair;  // first << 32 | second, 0 when free
+    i32 amount;
+    u32 unused;
+};
+
+constexpr u32 font_limit = 8;
+constexpr u32 font_face_limit = 32;
+constexpr u32 font_page_count = 0x110000 / 256;
+constexpr u32 font_kerning_slots = 4096;  // a power of two
+constexpr i16 font_kerning_unknown = -32768;
+constexpr u32 font_shelf_limit = 1024;
+
+struct font_set_t;
 
 struct font_t {
-    stbtt_fontinfo info;
-    u32* codepoints;  // shared by all fonts of the set, sorted by font_build
-    glyph_t* glyphs;
-    kerning_pair_t* kerning;
-    u32 codepoint_count;
+    font_set_t* set;
+    glyph_t** pages;  // 256 glyphs a page, made when the first of them is met
+    i16* kerning_ascii;  // 128 x 128, font_kerning_unknown until looked up
+    font_kerning_slot_t* kerning_pairs;
+    u32 kerning_pair_count;
     f32 size;   // pixels
-    f32 scale;  // font units to pixels
+    f32 scale;  // font units of the face to pixels
     i32 ascent, descent, line_gap;  // font units
-    u8 direct[256];                 // glyph index by codepoint - first_codepoint
-    u32 first_codepoint;
-    u32 first_indirect;
     u32 fixed_pitch;
-    u32 fallback;  // glyph of U+FFFD
-    u32 empty;     // no font file was found: no glyphs, a line height of `size`
-    u32 kerning_count;
-    // The pairs of the first glyphs (below font_kerning_table_glyphs) with a second
-    // code point below 128, by table: running text asks for these all the time.
-    i16* kerning_table;
+    u32 empty;  // no font file was found: no glyphs, a line height of `size`
+    u8 face;
 };
-constexpr u32 font_kerning_table_glyphs = 128;
+
+// A row of the atlas that glyphs of about its height fill from the left.
+struct font_shelf_t {
+    u16 y, height, x;
+    u16 generation;  // changes when the shelf is emptied, dropping its glyphs
+    u64 last_used;   // the frame that last drew one of its glyphs
+};
+
+// Problems written to the log once per set.
+enum font_problem_t : u32 {
+    font_problem_uncovered = 1,
+    font_problem_face = 2,
+    font_problem_too_large = 4,
+    font_problem_atlas_full = 8,
+    font_problem_memory = 16,
+};
 
 struct font_set_t {
-    data_t memory;  // the arena: font records first, then what font_build makes
-    u64 atlas_size;
+    data_t memory;  // the arena: tables of the fonts and of the code points
+    font_t fonts[font_limit];
+    font_face_t faces[font_face_limit];
+    u8** coverage;  // by code point: 0 unknown, else 1 + the face found for it, or 0xFF none
+    u32 font_count, face_count;
     u8* atlas;  // one byte per pixel, rows bottom-up
-    font_t* fonts;
-    u16 atlas_width, atlas_height;
-    u8 font_count;
-    u64 fixed_size;  // the arena's used size after the font records
     data_t atlas_block;
+    u16 atlas_width, atlas_height;
+    u16 atlas_limit;  // the largest side the renderer takes
+    u16 shelf_count;
+    font_shelf_t shelves[font_shelf_limit];
+    u64 frame;
+    u32 dirty_y0, dirty_y1;  // rows changed since the last upload
+    u32 atlas_resized;       // the texture must be made anew
+    u32 texture;             // the renderer's texture of the atlas
+    u32 problems;            // font_problem_t bits already logged
+    u32 find_faces;          // ask the system for faces that cover a code point
+    data_t glyph_block;      // pages of glyphs are cut from blocks of this size
 };
 
 void font_set_create(font_set_t* set, data_t memory);
-// An empty `file` gives an empty font, which measures but draws nothing.
-font_t* font_load(font_set_t* set, data_t file, f32 size, u32* codepoints, u32 count, u32 fixed_pitch);
-void font_build(font_set_t* set);
-// After the code point list grew: the arena goes back to the font records and all
-// faces are baked again for the new list.
-void font_set_codepoints(font_set_t* set, u32* codepoints, u32 count);
+// An empty `file` gives an empty font, which measures but draws nothing. The file
+// stays the caller's for as long as the set lives.
+font_t* font_load(font_set_t* set, data_t file, f32 size, u32 fixed_pitch);
 
-u32 font_glyph_search(const font_t* font, u32 codepoint);
-// The direct table for the 256 code points from the first one (absent ones give
-// glyph 0), a binary search for the rest, the U+FFFD glyph when not found.
-inline u32 font_glyph_index(const font_t* font, u32 codepoint) {
-    u32 offset = codepoint - font->first_codepoint;
-    return offset < 256 ? font->direct[offset] : font_glyph_search(font, codepoint);
-}
+// The glyph record of a code point, made when first met: its metrics, and its face
+// (another face when the font's own lacks it, else the U+FFFD record's).
+glyph_t* font_glyph_make(const font_t* font, u32 codepoint);
 inline const glyph_t* font_glyph(const font_t* font, u32 codepoint) {
-    return &font->glyphs[font_glyph_index(font, codepoint)];
+    if (codepoint < 0x110000) {
+        const glyph_t* page = font->pages[codepoint >> 8];
+        if (page && page[codepoint & 255].state) return &page[codepoint & 255];
+    }
+    return font_glyph_make(font, codepoint);
 }
-// Font units; callers multiply by `scale`. Most glyphs kern with nothing, so that
-// case stays out of the call.
+// The first 128 are made with the font, so running text reads them directly.
+inline const glyph_t* font_glyph_ascii(const font_t* font, u32 codepoint) { return &font->pages[0][codepoint]; }
+
+// A new frame for the atlas: glyphs drawn from here on keep their place until the
+// next frame begins.
+void font_frame_begin(font_set_t* set);
+// The glyph with its bitmap in the atlas (x1 > x0 when there is one to draw).
+const glyph_t* font_glyph_drawn(const font_t* font, u32 codepoint);
+// The renderer took the changed rows.
+void font_atlas_uploaded(font_set_t* set);
+
+// Font units of the font's face; callers multiply by `scale`. Glyphs from faces
+// without kerning stay out of the call.
 i32 font_kerning_search(const font_t* font, const glyph_t* glyph, u32 second_codepoint);
 inline i32 font_kerning(const font_t* font, const glyph_t* glyph, u32 second_codepoint) {
-    if (!glyph->kerning_count) return 0;
-    u32 first = (u32)(glyph - font->glyphs);
-    if (first < font_kerning_table_glyphs && second_codepoint < 128 && font->kerning_table) {
-        return font->kerning_table[first * 128 + second_codepoint];
-    }
+    if (font->empty || !font->set->faces[glyph->face].kerns) return 0;
     return font_kerning_search(font, glyph, second_codepoint);
 }
 f32 font_line_height(const font_t* font, u32 with_gap);

@@ -279,8 +279,6 @@ static void text_expand(batch_t* batch, batch_command_t* command) {
     const u8* end = p + command->text_length;
     f32 pen_x = command->x;
     f32 pen_y = command->y;
-    f32 inverse_width = 1.0f / (f32)set->atlas_width;
-    f32 inverse_height = 1.0f / (f32)set->atlas_height;
     u32 colours[4] = {command->colour, command->colour, command->colour, command->colour};
     command->first_index = batch->index_count;
     bool first = true;
@@ -293,10 +291,13 @@ static void text_expand(batch_t* batch, batch_command_t* command) {
             size = 1;
         }
         p += size;
-        const glyph_t* glyph = font_glyph(font, codepoint);
+        const glyph_t* glyph = font_glyph_drawn(font, codepoint);
         if (first && command->trim_first) pen_x -= glyph->offset_x0;
         first = false;
         if (glyph->x1 > glyph->x0) {
+            // Baking may have grown the atlas.
+            f32 inverse_width = 1.0f / (f32)set->atlas_width;
+            f32 inverse_height = 1.0f / (f32)set->atlas_height;
             rect_t uv = {glyph->x0 * inverse_width, glyph->y0 * inverse_height, glyph->x1 * inverse_width,
                          glyph->y1 * inverse_height};
             rect_t box = {pen_x + glyph->offset_x0, pen_y + glyph->offset_y0, pen_x + glyph->offset_x1,
@@ -326,10 +327,16 @@ void gl_frame_end(renderer_t* renderer) {
 }
 
 void gl_render(renderer_t* renderer) {
-    // Text becomes glyph quads only now, when the frame's atlas is final.
+    // Text becomes glyph quads only now: the glyphs of the whole frame are baked
+    // into the atlas before it is uploaded, and none of them leaves it until the next.
+    font_set_t* frame_set = nullptr;
     for (u32 i = 0; i < renderer->batch_count; i++) {
         batch_t* batch = &renderer->batches[i];
         if (batch->type != batch_type_text) continue;
+        if (batch->fonts && batch->fonts != frame_set) {
+            frame_set = batch->fonts;
+            font_frame_begin(batch->fonts);
+        }
         for (u32 c = 0; c < batch->command_count; c++) {
             if (batch->commands[c].kind == batch_type_text) text_expand(batch, &batch->commands[c]);
         }
@@ -338,6 +345,7 @@ void gl_render(renderer_t* renderer) {
         render_gl_execute(renderer);
     } else {
         render_stub_execute(renderer);
+        if (frame_set) font_atlas_uploaded(frame_set);
     }
     for (u32 i = 0; i < renderer->batch_count; i++) {
         if (renderer->batches[i].dropped) {
@@ -361,16 +369,4 @@ void render_texture_delete(renderer_t* renderer, u32* texture) {
     }
     if (*texture) render_stub_texture_delete(renderer, *texture);
     *texture = 0;
-}
-
-void gl_text_textures_reset(renderer_t* renderer) {
-    for (u32 i = 0; i < renderer->batch_count; i++) {
-        batch_t* batch = &renderer->batches[i];
-        if (batch->type != batch_type_text) continue;
-        if (renderer->backend == render_backend_gl) {
-            gl_texture_delete(&batch->texture);
-        } else {
-            batch->texture = 0;
-        }
-    }
 }

@@ -202,8 +202,7 @@ u32 render_texture_create(renderer_t* renderer, const void* pixels, i32 width, i
 void render_texture_delete(renderer_t* renderer, u32* texture);
 u32 render_stub_texture_create(renderer_t* renderer);
 void render_stub_texture_delete(renderer_t* renderer, u32 texture);
-// Drops the atlas textures of the text batches so that the next render uploads the
-// new atlas.
-void gl_text_textures_reset(renderer_t* renderer);
+// The largest side of a texture the context takes.
+u32 gl_texture_size_limit();
 // RGBA bytes of a framebuffer rectangle, rows bottom-up; `size` must hold them.
 void gl_read_framebuffer(i32 x, i32 y, i32 width, i32 height, u8* pixels, u64 size);

@@ -161,10 +161,26 @@ static void scissor_apply(const i32* scissor) {
     }
 }
 
+// The text atlas, shared by the text batches: made anew when it grew, else only the
+// rows that changed since the last upload.
+static void atlas_upload(font_set_t* set) {
+    if (!set->atlas) return;
+    if (set->texture && set->atlas_resized) gl_texture_delete(&set->texture);
+    if (!set->texture) {
+        set->texture = gl_texture_create(set->atlas, set->atlas_width, set->atlas_height, 1, texture_linear);
+    } else if (set->dirty_y1 > set->dirty_y0) {
+        glBindTexture(GL_TEXTURE_2D, set->texture);
+        glTexSubImage2D(GL_TEXTURE_2D, 0, 0, (GLint)set->dirty_y0, set->atlas_width,
+                        (GLsizei)(set->dirty_y1 - set->dirty_y0), GL_RED, GL_UNSIGNED_BYTE,
+                        set->atlas + (u64)set->dirty_y0 * set->atlas_width);
+    }
+    font_atlas_uploaded(set);
+}
+
 static void batch_draw(renderer_t* renderer, batch_t* batch) {
-    if (batch->type == batch_type_text && !batch->texture && batch->fonts && batch->fonts->atlas) {
-        batch->texture = gl_texture_create(batch->fonts->atlas, batch->fonts->atlas_width, batch->fonts->atlas_height,
-                                           1, texture_linear);
+    if (batch->type == batch_type_text && batch->fonts) {
+        atlas_upload(batch->fonts);
+        batch->texture = batch->fonts->texture;
     }
     if (batch->vertex_count == 0) return;
     if (!batch->program) {
@@ -308,6 +324,12 @@ u32 gl_texture_create(const void* pixels, i32 width, i32 height, u32 bytes_per_p
     if (flags & texture_mipmaps) glGenerateMipmap(GL_TEXTURE_2D);
     ASSERT(glGetError() == GL_NO_ERROR);
     return texture;
+}
+
+u32 gl_texture_size_limit() {
+    GLint size = 0;
+    glGetIntegerv(GL_MAX_TEXTURE_SIZE, &size);
+    return size > 0 ? (u32)size : 1024;
 }
 
 void gl_texture_delete(u32* texture) {

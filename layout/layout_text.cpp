@@ -177,9 +177,8 @@ void layout_text(layout_t* layout, layout_item_t* item, u32 record) {
             const u8* q = p;
             while (q < end) {
                 u32 c = *q;
-                u32 offset = c - font->first_codepoint;
-                if (c >= 0x80 || is_line_break(c) || offset >= 256) break;
-                const glyph_t* glyph = &font->glyphs[font->direct[offset]];
+                if (c >= 0x80 || is_line_break(c)) break;
+                const glyph_t* glyph = font_glyph_ascii(font, c);
                 f32 advance = (f32)font_kerning(font, previous_glyph, c) * font->scale + glyph->advance;
                 if (x1 + advance > wrap_right) break;
                 x1 += advance;

@@ -1,122 +1,277 @@
-// The font set on real faces: glyph lookup through the direct table and the
-// search, the fallback, the rebake when code points are added, and empty fonts.
+// The font set on real faces: glyphs made when met, faces found for what the main
+// face lacks, the atlas's reuse when it is full, kerning from the cache, and the
+// faces and glyphs it can't use.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
+#include <string>
+#include <vector>
 
+#include "base/log.h"
 #include "gfx/font.h"
 #include "gfx/renderer.h"
-#include "store/codepoint_set.h"
 #include "layout/layout.h"
 #include "layout/test_fonts.h"
+#include "log_support.h"
 
 namespace {
 
-u32 position_of(const font_t* font, u32 codepoint) {
-    for (u32 i = 0; i < font->codepoint_count; i++) {
-        if (font->codepoints[i] == codepoint) return i;
-    }
-    return font_no_glyph;
+u32 log_lines_containing(u64 channel, u8* mark, const char* words) {
+    std::string text = log_test_since(channel, mark);
+    u32 count = 0;
+    for (size_t at = text.find(words); at != std::string::npos; at = text.find(words, at + 1)) count++;
+    return count;
 }
 
-TEST(Font, GlyphLookupByTableSearchAndFallback) {
-    const font_t* font = &test_fonts()->set.fonts[1];
-    ASSERT_EQ(font->first_codepoint, 0x20u);
-    u32 fallback = position_of(font, 0xFFFD);
-    struct case_t {
-        u32 codepoint;
-        u32 index;
-    } cases[] = {
-        {'A', position_of(font, 'A')},
-        {0xFF, position_of(font, 0xFF)},      // the last one the direct table reaches
-        {0x152, position_of(font, 0x152)},    // found by the search
-        {0x2026, position_of(font, 0x2026)},
-        {0x4E00, fallback},                   // unknown: U+FFFD
-        {0x10, fallback},                     // below the first code point: searched, not found
-        {0x100, 0},                           // inside the table's range but absent: glyph 0, the space
-        {0xA4, 0},
-    };
-    for (const case_t& c : cases) {
-        EXPECT_EQ(font_glyph_index(font, c.codepoint), c.index) << std::hex << c.codepoint;
+std::string to_utf8(const std::u32string& text) {
+    std::string utf8;
+    for (char32_t c : text) {
+        u8 bytes[4];
+        u32 length = 0;
+        utf_error_t error = 0;
+        utf8_encode(bytes, bytes + 4, (u32)c, &length, &error);
+        utf8.append((const char*)bytes, length);
     }
-    EXPECT_EQ(font->codepoints[0], (u32)' ');
-    // An unknown code point measures with the advance of U+FFFD.
-    EXPECT_FLOAT_EQ(layout_get_single_line_size(font, (const u8*)"\xE4\xB8\x80", 3, 'x').width,
-                    font->glyphs[fallback].advance);
+    return utf8;
 }
 
-TEST(Font, AllFacesBakeIntoOneAtlasWithKerning) {
-    font_set_t* set = &test_fonts()->set;
-    ASSERT_EQ(set->font_count, 4);
-    EXPECT_GE(set->atlas_width, 256);
-    for (u32 f = 0; f < set->font_count; f++) {
-        const font_t* font = &set->fonts[f];
-        EXPECT_EQ(font->empty, 0u);
-        const glyph_t* g = font_glyph(font, 'g');
-        EXPECT_GT(g->x1, g->x0);
-        EXPECT_GT(g->y1, g->y0);
-        EXPECT_LT(g->offset_y0, 0);  // g descends below the baseline
-        EXPECT_LE(g->x1, set->atlas_width);
-        EXPECT_LE(g->y1, set->atlas_height);
+// A private set on the test faces, so that tests can shrink its atlas.
+struct private_set_t {
+    font_set_t set;
+    private_set_t(u16 atlas_limit, u32 find_faces) {
+        font_set_create(&set, data_allocate(0x500000));
+        set.atlas_limit = atlas_limit;
+        set.find_faces = find_faces;
+        font_load(&set, test_fonts()->sans, 16, 0);
+        font_load(&set, test_fonts()->sans, 20, 0);
+        font_load(&set, test_fonts()->mono, 12, 1);
     }
-    // Ink in the atlas where the glyph's box is.
-    const font_t* font = &set->fonts[2];
-    const glyph_t* m = font_glyph(font, 'M');
+    ~private_set_t() {
+        data_free(&set.atlas_block);
+        data_free(&set.memory);
+    }
+};
+
+// A glyph's bitmap as the atlas should hold it, rows bottom-up.
+std::vector<u8> fresh_bitmap(const font_t* font, const glyph_t* glyph) {
+    const stbtt_fontinfo* info = &font->set->faces[glyph->face].info;
+    f32 scale = stbtt_ScaleForPixelHeight(info, font->size) * 2;
+    std::vector<u8> top_down((size_t)glyph->width * glyph->height), bottom_up(top_down.size());
+    f32 sub_x = 0, sub_y = 0;
+    stbtt_MakeGlyphBitmapSubpixelPrefilter(info, top_down.data(), glyph->width, glyph->height, glyph->width, scale,
+                                           scale, 0, 0, 2, 2, &sub_x, &sub_y, (int)glyph->id);
+    for (u32 row = 0; row < glyph->height; row++) {
+        memcpy(&bottom_up[(size_t)(glyph->height - 1 - row) * glyph->width], &top_down[(size_t)row * glyph->width],
+               glyph->width);
+    }
+    return bottom_up;
+}
+
+// Draws `text` in one frame of a stub renderer and checks that every quad's source
+// in the atlas holds the bitmap of the glyph it stands for; gives the quad count.
+u32 draw_and_check_sources(font_set_t* set, u32 font_index, const std::u32string& text) {
+    renderer_t render;
+    gl_renderer_create(&render, 800, 100, renderer_alpha_blending, render_backend_stub);
+    u32 handle = gl_batch_create(&render, batch_type_text, gl_format(2, 1, 1, 2), 4096, 16, set, 0);
+    batch_t* batch = gl_batch(&render, handle);
+    std::string utf8 = to_utf8(text);
+    gl_frame_begin(&render);
+    gl_batch_text(batch, (const u8*)utf8.data(), utf8.size(), 0, 0, 50, 0, font_index, colour_white);
+    gl_frame_end(&render);
+
+    const font_t* font = &set->fonts[font_index];
+    u32 quad = 0, errors = 0;
+    for (char32_t c : text) {
+        const glyph_t* glyph = font_glyph(font, (u32)c);
+        if (!glyph->width) continue;
+        const f32* v = (const f32*)(batch->vertices + (u64)quad * 4 * batch->vertex_size);
+        u32 x0 = (u32)std::lround(v[1 * 5 + 3] * set->atlas_width),
+            y0 = (u32)std::lround(v[1 * 5 + 4] * set->atlas_height);
+        u32 x1 = (u32)std::lround(v[2 * 5 + 3] * set->atlas_width),
+            y1 = (u32)std::lround(v[2 * 5 + 4] * set->atlas_height);
+        EXPECT_EQ(x1 - x0, glyph->width) << std::hex << (u32)c;
+        EXPECT_EQ(y1 - y0, glyph->height) << std::hex << (u32)c;
+        std::vector<u8> expected = fresh_bitmap(font, glyph);
+        for (u32 y = 0; y < glyph->height && y0 + y < set->atlas_height; y++) {
+            for (u32 x = 0; x < glyph->width && x0 + x < set->atlas_width; x++) {
+                errors +=
+                    set->atlas[(u64)(y0 + y) * set->atlas_width + x0 + x] != expected[(size_t)y * glyph->width + x];
+            }
+        }
+        quad += 1;
+    }
+    EXPECT_EQ(errors, 0u);
+    EXPECT_EQ(batch->vertex_count, quad * 4);
+    return quad;
+}
+
+TEST(Font, GlyphsAreMadeWhenMetAndTheirBitmapsWhenDrawn) {
+    private_set_t p(4096, 0);
+    font_set_t* set = &p.set;
+    EXPECT_EQ(set->atlas, nullptr);  // nothing drawn yet
+    const font_t* font = &set->fonts[1];
+    const glyph_t* g = font_glyph(font, 'g');
+    EXPECT_EQ(g, font_glyph_ascii(font, 'g'));
+    EXPECT_EQ(g->state, glyph_measured);
+    EXPECT_LT(g->offset_y0, 0);  // g descends below the baseline
+    EXPECT_GT(g->advance, 5);
+    // Cyrillic and Greek from the main face, not yet in the atlas.
+    const glyph_t* zhe = font_glyph(font, 0x416);
+    EXPECT_EQ(zhe->face, font->face);
+    EXPECT_NE(zhe->id, font_glyph(font, 0xFFFD)->id);
+
+    EXPECT_EQ(draw_and_check_sources(set, 1, U"Tg \u0416\u03A9"), 4u);
+    ASSERT_NE(set->atlas, nullptr);
+    EXPECT_EQ(g->state, glyph_baked);
     u32 ink = 0;
-    for (u32 y = m->y0; y < m->y1; y++) {
-        for (u32 x = m->x0; x < m->x1; x++) ink += set->atlas[(u64)y * set->atlas_width + x] > 128;
+    for (u32 y = zhe->y0; y < zhe->y1; y++) {
+        for (u32 x = zhe->x0; x < zhe->x1; x++) ink += set->atlas[(u64)y * set->atlas_width + x] > 128;
     }
     EXPECT_GT(ink, 20u);
-    EXPECT_NE(font_kerning(font, font_glyph(font, 'T'), 'o'), 0);
-    EXPECT_EQ(font_kerning(font, font_glyph(font, 'o'), 'o'), 0);
+    // Drawn again: the same place, and only the rows of new glyphs change.
+    u16 x0 = g->x0, y0 = g->y0;
+    font_atlas_uploaded(set);
+    draw_and_check_sources(set, 1, U"gT");
+    EXPECT_EQ(g->x0, x0);
+    EXPECT_EQ(g->y0, y0);
+    EXPECT_EQ(set->dirty_y1, set->dirty_y0);
 }
 
-TEST(Font, RebakeTakesNewCodePointsAndReusesTheArena) {
-    test_fonts_t* base = test_fonts();
-    static u32 codepoints[400];
-    u32 count = codepoint_default_count;
-    memcpy(codepoints, codepoint_defaults.values, sizeof(codepoint_defaults.values));
-    font_set_t set;
-    font_set_create(&set, data_allocate(0x500000));
-    font_load(&set, base->sans, 16, codepoints, count, 0);
-    font_load(&set, base->mono, 12, codepoints, count, 1);
-    font_build(&set);
-    u64 used_after_first = set.memory.used;
-    u32 fallback = font_glyph_index(&set.fonts[0], 0xFFFD);
-    EXPECT_EQ(font_glyph_index(&set.fonts[0], 0x416), fallback);
-
-    // Cyrillic Zhe arrives with a merged feed; the list is unsorted as the reader
-    // keeps it, in order of first appearance.
-    codepoints[count++] = 0x416;
-    codepoints[count++] = 0x3A9;
-    font_set_codepoints(&set, codepoints, count);
-    for (u32 f = 0; f < 2; f++) {
-        const font_t* font = &set.fonts[f];
-        u32 index = font_glyph_index(font, 0x416);
-        EXPECT_NE(index, font_glyph_index(font, 0xFFFD));
-        EXPECT_EQ(font->codepoints[index], 0x416u);
-        EXPECT_GT(font->glyphs[index].x1, font->glyphs[index].x0);
+TEST(Font, CodePointsNoFaceHasMeasureAndDrawAsTheReplacementAndAreLoggedOnce) {
+    private_set_t p(4096, 0);
+    const font_t* font = &p.set.fonts[0];
+    u8* mark = log_test_mark(log_main);
+    const glyph_t* replacement = font_glyph(font, 0xFFFD);
+    for (u32 c : {0x10FFFDu, 0x10FFFCu, 0x110000u, 0xFFFFFFFFu}) {
+        const glyph_t* g = font_glyph(font, c);
+        EXPECT_EQ(g->id, replacement->id) << std::hex << c;
+        EXPECT_FLOAT_EQ(g->advance, replacement->advance);
     }
-    // A second rebake of the same list doesn't grow the arena.
-    font_set_codepoints(&set, codepoints, count);
-    u64 used_after_second = set.memory.used;
-    font_set_codepoints(&set, codepoints, count);
-    EXPECT_EQ(set.memory.used, used_after_second);
-    EXPECT_GE(used_after_second, used_after_first);
+    EXPECT_FLOAT_EQ(layout_get_single_line_size(font, (const u8*)"\xF4\x8F\xBF\xBD", 4, 'x').width,
+                    replacement->advance);
+    EXPECT_EQ(log_lines_containing(log_main, mark, "No installed font"), 1u);
+    // Controls ask nobody and say nothing.
+    EXPECT_EQ(font_glyph(font, 0x07)->id, replacement->id);
+    EXPECT_EQ(log_lines_containing(log_main, mark, "No installed font"), 1u);
+    EXPECT_EQ(draw_and_check_sources(&p.set, 0, U"\U0010FFFD\uFFFD"), 2u);
+}
+
+TEST(Font, AFullAtlasReusesItsOldestShelvesWithoutDrawingAWrongGlyph) {
+    // 128 by 128 pixels hold a few dozen glyphs; each frame draws a new set of them.
+    private_set_t p(128, 0);
+    font_set_t* set = &p.set;
+    std::u32string alphabets[] = {U"ABCDEFGHIJKLM",
+                                  U"NOPQRSTUVWXYZ",
+                                  U"abcdefghijklm",
+                                  U"nopqrstuvwxyz",
+                                  U"\u0410\u0411\u0412\u0413\u0414\u0415\u0416\u0417\u0418\u0419",
+                                  U"ABCDEFGHIJKLM"};
+    u16 generations = 0;
+    for (const std::u32string& text : alphabets) {
+        draw_and_check_sources(set, 0, text);
+        EXPECT_LE(set->atlas_width, 128);
+        EXPECT_LE(set->atlas_height, 128);
+    }
+    for (u32 s = 0; s < set->shelf_count; s++) generations = (u16)(generations + set->shelves[s].generation);
+    EXPECT_GT(generations, 0u);  // shelves were emptied and filled again
+
+    // More than the atlas holds in one frame: what doesn't fit waits, nothing wrong
+    // is drawn, and one line says so.
+    u8* mark = log_test_mark(log_main);
+    std::u32string many;
+    for (u32 c = 0x391; c < 0x3A9; c++) many += (char32_t)c;
+    for (u32 c = 0x3B1; c < 0x3C9; c++) many += (char32_t)c;
+    renderer_t render;
+    gl_renderer_create(&render, 800, 100, renderer_alpha_blending, render_backend_stub);
+    u32 handle = gl_batch_create(&render, batch_type_text, gl_format(2, 1, 1, 2), 4096, 16, set, 0);
+    std::string utf8 = to_utf8(many);
+    for (u32 frame = 0; frame < 2; frame++) {
+        gl_frame_begin(&render);
+        gl_batch_text(gl_batch(&render, handle), (const u8*)utf8.data(), utf8.size(), 0, 0, 50, 0, 2, colour_white);
+        gl_frame_end(&render);
+    }
+    EXPECT_LT(gl_batch(&render, handle)->vertex_count, many.size() * 4);
+    EXPECT_EQ(log_lines_containing(log_main, mark, "font atlas is full"), 1u);
+    // The next frame with little text draws every glyph right again.
+    EXPECT_EQ(draw_and_check_sources(set, 2, U"\u0391\u03A8\u03B1"), 3u);
+}
+
+TEST(Font, AGlyphLargerThanTheAtlasIsTheReplacementOrNothing) {
+    u8* mark = log_test_mark(log_main);
+    private_set_t p(16, 0);
+    const font_t* font = &p.set.fonts[1];  // 20 pixels, drawn at twice that
+    const glyph_t* zhe = font_glyph(font, 0x416);
+    EXPECT_EQ(zhe->width, 0);
+    EXPECT_GT(zhe->advance, 10);
+    EXPECT_EQ(draw_and_check_sources(&p.set, 1, U"\u0416W"), 0u);
+    EXPECT_EQ(log_lines_containing(log_main, mark, "too large"), 1u);
+}
+
+TEST(Font, KerningFromTheCacheAgreesWithTheFaceForEveryPair) {
+    private_set_t p(4096, 0);
+    u32 kerned = 0;
+    // Enough pairs to fill the cache of other pairs more than once.
+    std::vector<u32> codepoints;
+    for (u32 c = 0x20; c < 0x7F; c++) codepoints.push_back(c);
+    for (u32 c = 0x391; c < 0x3CA; c++) codepoints.push_back(c);
+    for (u32 c = 0x410; c < 0x450; c++) codepoints.push_back(c);
+    for (u32 pass = 0; pass < 2; pass++) {
+        for (u32 f = 0; f < p.set.font_count; f++) {
+            const font_t* font = &p.set.fonts[f];
+            const stbtt_fontinfo* info = &p.set.faces[font->face].info;
+            for (u32 first : codepoints) {
+                const glyph_t* glyph = font_glyph(font, first);
+                for (u32 second : codepoints) {
+                    i32 expected = stbtt_GetGlyphKernAdvance(info, (int)glyph->id, (int)font_glyph(font, second)->id);
+                    ASSERT_EQ(font_kerning(font, glyph, second), expected) << f << " " << first << " " << second;
+                    kerned += expected != 0;
+                }
+            }
+        }
+    }
+    EXPECT_GT(kerned, 100u);  // the faces do kern
+}
+
+TEST(Font, ChineseComesFromACoveringFaceAndMeasuresAsItDraws) {
+    char path[4096];
+    u32 index = 0;
+    if (!font_file_covering(0x4E2D, path, sizeof(path), &index)) {
+        GTEST_SKIP() << "no installed face covers Chinese (fonts-wqy-microhei or fonts-noto-cjk)";
+    }
+    private_set_t p(4096, 1);
+    const font_t* font = &p.set.fonts[0];
+    u32 faces = p.set.face_count;
+    const char title[] = "\xE4\xB8\xAD\xE6\x96\x87\xE6\xA0\x87\xE9\xA2\x98 A";  // four characters, a space, A
+    f32 sum = 0;
+    for (u32 c : {0x4E2Du, 0x6587u, 0x6807u, 0x9898u}) {
+        const glyph_t* g = font_glyph(font, c);
+        EXPECT_NE(g->face, font->face) << std::hex << c;
+        EXPECT_NE(g->id, 0u);
+        EXPECT_GT(g->width, 10);
+        EXPECT_GT(g->advance, 12);
+        sum += g->advance;
+    }
+    // All four from one face, looked up once.
+    EXPECT_EQ(p.set.face_count, faces + 1);
+    sum += font_glyph(font, ' ')->advance + font_glyph(font, 'A')->advance;
+    const glyph_t* first = font_glyph(font, 0x4E2D);
+    f32 width = layout_get_single_line_size(font, (const u8*)title, sizeof(title) - 1, codepoint_invalid).width;
+    EXPECT_NEAR(width, sum - first->offset_x0, 0.01f);
+    EXPECT_EQ(draw_and_check_sources(&p.set, 0, U"\u4E2D\u6587\u6807\u9898 A"), 5u);
 }
 
 TEST(Font, NoFontFileIsAnEmptyFontThatStillLaysOut) {
-    static u32 codepoints[200];
-    u32 count = codepoint_default_count;
-    memcpy(codepoints, codepoint_defaults.values, sizeof(codepoint_defaults.values));
     font_set_t set;
     font_set_create(&set, data_allocate(0x200000));
-    font_load(&set, data_t{}, 14, codepoints, count, 0);
-    font_load(&set, data_literal("not a font at all"), 12, codepoints, count, 1);
-    font_build(&set);
+    u8* mark = log_test_mark(log_main);
+    font_load(&set, data_t{}, 14, 0);
+    font_load(&set, data_literal("not a font at all"), 12, 1);
+    EXPECT_EQ(log_lines_containing(log_main, mark, "could not be loaded"), 1u);
     for (u32 f = 0; f < 2; f++) {
         EXPECT_EQ(set.fonts[f].empty, 1u);
         EXPECT_GT(font_line_height(&set.fonts[f], 0), 0);
+        EXPECT_EQ(font_glyph(&set.fonts[f], 0x4E2D)->advance, 0);
     }
     data_t memory = data_allocate(0x10000);
     layout_t layout;

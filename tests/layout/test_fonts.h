@@ -1,5 +1,5 @@
 // The real faces the layout and font tests run on: DejaVu Sans at 14, 16 and 20 and
-// DejaVu Sans Mono at 12, baked for the default code points.
+// DejaVu Sans Mono at 12.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -13,8 +13,6 @@
 
 struct test_fonts_t {
     font_set_t set;
-    u32 codepoints[4096];
-    u32 count;
     data_t sans;
     data_t mono;
 };
@@ -30,16 +28,13 @@ inline data_t test_font_file(const char* family) {
 // Built once per test program; tests that change the set make their own.
 inline test_fonts_t* test_fonts_make() {
     test_fonts_t* fonts = new test_fonts_t{};
-    fonts->count = codepoint_default_count;
-    memcpy(fonts->codepoints, codepoint_defaults.values, sizeof(codepoint_defaults.values));
     fonts->sans = test_font_file("DejaVu Sans");
     fonts->mono = test_font_file("DejaVu Sans Mono");
     font_set_create(&fonts->set, data_allocate(0x500000));
-    font_load(&fonts->set, fonts->sans, 14, fonts->codepoints, fonts->count, 0);
-    font_load(&fonts->set, fonts->sans, 16, fonts->codepoints, fonts->count, 0);
-    font_load(&fonts->set, fonts->sans, 20, fonts->codepoints, fonts->count, 0);
-    font_load(&fonts->set, fonts->mono, 12, fonts->codepoints, fonts->count, 1);
-    font_build(&fonts->set);
+    font_load(&fonts->set, fonts->sans, 14, 0);
+    font_load(&fonts->set, fonts->sans, 16, 0);
+    font_load(&fonts->set, fonts->sans, 20, 0);
+    font_load(&fonts->set, fonts->mono, 12, 1);
     return fonts;
 }
 

@@ -1,7 +1,8 @@
 // The program started as main starts it, without a display, and driven frame by
-// frame: a finished download is drained and merged, the new characters it brought
-// are baked once at the end of that frame, input written into the window reaches
-// the frame, and the frame's memory is emptied.
+// frame: a finished download is drained and merged and its characters drawn from
+// the glyphs they need, a store of many distinct characters starts as quickly as
+// any, input written into the window reaches the frame, and the frame's memory is
+// emptied.
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
@@ -51,10 +52,9 @@ protected:
     }
 };
 
-TEST_F(FrameLoop, AFrameMergesAFinishedDownloadAndBakesItsNewCharacters) {
+TEST_F(FrameLoop, AFrameMergesAFinishedDownloadAndDrawsItsNewCharacters) {
     font_set_t* fonts = &program.fonts;
     codepoint_set_t* codepoints = &program.codepoints;
-    ASSERT_EQ(font_glyph_index(&fonts->fonts[1], 0x416), font_glyph_index(&fonts->fonts[1], 0xFFFD));
 
     query_t* query = &program.queries[7];
     data_t address = query_address_copy(data_literal("http://127.0.0.1:1/feed.xml"));
@@ -77,15 +77,53 @@ TEST_F(FrameLoop, AFrameMergesAFinishedDownloadAndBakesItsNewCharacters) {
     EXPECT_EQ(query->state, query_state_free);
     feed_t* feed = reader_find_feed_by_address(&program.reader, data_literal("http://127.0.0.1:1/feed.xml"));
     EXPECT_NE(feed, nullptr);
-    // Zhe, u and ka came with the feed and have glyphs now.
+    // Zhe, u and ka came with the feed; the list shows them with their own glyphs.
     EXPECT_TRUE(codepoint_set_contains(codepoints, 0x416));
-    EXPECT_EQ(fonts->fonts[0].codepoint_count, codepoints->count);
     for (u32 c : {0x416u, 0x443u, 0x43Au}) {
-        u32 index = font_glyph_index(&fonts->fonts[1], c);
-        EXPECT_EQ(fonts->fonts[1].codepoints[index], c);
+        const glyph_t* glyph = font_glyph(&fonts->fonts[1], c);
+        EXPECT_NE(glyph->id, font_glyph(&fonts->fonts[1], 0xFFFD)->id);
     }
+    EXPECT_EQ(font_glyph(&fonts->fonts[1], 0x416)->state, glyph_baked);
     std::string log = main_log_since_start();
     EXPECT_NE(log.find("\nFrame start: " + std::to_string(frames_before) + "\n"), std::string::npos) << log;
+}
+
+// The store keeps every character it has seen; the fonts don't build anything for
+// them, so a store with tens of thousands starts and draws its first frame.
+TEST_F(FrameLoop, AStoreOfManyDistinctCharactersStartsAndDrawsItsFirstFrame) {
+    // Some 39 000 characters from U+3400 on, 360 to an item's title.
+    std::string document =
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?><rss version=\"2.0\"><channel><title>Many</title>";
+    for (u32 item = 0; item < 110; item++) {
+        document += "<item><guid>" + std::to_string(item) + "</guid><title>";
+        for (u32 c = 0x3400 + item * 360; c < 0x3400 + (item + 1) * 360; c++) {
+            document += (char)(0xE0 | c >> 12);
+            document += (char)(0x80 | (c >> 6 & 0x3F));
+            document += (char)(0x80 | (c & 0x3F));
+        }
+        document += "</title></item>";
+    }
+    document += "</channel></rss>";
+    query_t* query = &program.queries[7];
+    query->address = query_address_copy(data_literal("http://127.0.0.1:1/many.xml"));
+    query->feed_id = query_new_feed;
+    query->data = data_allocate(document.size());
+    memcpy(query->data.bytes, document.data(), document.size());
+    query->data.used = document.size();
+    query->state = query_state_finished;
+    frame_run(&program.loop);
+    ASSERT_GE(program.codepoints.count, 36000u);
+
+    program_shutdown(&program);
+    char* argv[] = {(char*)"newsloom", (char*)"-path", path_argument.data(), nullptr};
+    program_options_t options = {1, 640, 480};
+    ASSERT_TRUE(program_start(&program, 3, argv, &options));
+    EXPECT_GE(program.codepoints.count, 36000u);
+    u64 frames_before = frame_counter;
+    frame_run(&program.loop);
+    EXPECT_EQ(frame_counter, frames_before + 1);
+    EXPECT_GT(program.render.record_count, 0u);
+    EXPECT_NE(program.fonts.atlas, nullptr);
 }
 
 TEST_F(FrameLoop, InputWrittenIntoTheWindowReachesOnlyItsFrame) {

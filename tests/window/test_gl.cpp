@@ -115,15 +115,21 @@ TEST_F(GlTest, BatchesDrawWhatTheyQueued) {
     EXPECT_GE(leftmost, 99);
     EXPECT_LE(leftmost, 101);
 
-    // A second frame after a rebake starts from a fresh atlas texture.
+    // A second frame with glyphs not drawn before: they join the atlas, and only
+    // their rows are uploaded to the same texture.
     u32 old_texture = text->texture;
     EXPECT_NE(old_texture, 0u);
-    gl_text_textures_reset(&render);
-    EXPECT_EQ(text->texture, 0u);
     gl_frame_begin(&render);
-    gl_batch_text(text, (const u8*)"M", 1, 0, 100, 200, 1, 2, white);
+    gl_clear(&render, colour_black);
+    gl_batch_text(text, (const u8*)"\xD0\x96\xD0\x96", 4, 0, 100, 200, 1, 2, white);
     gl_frame_end(&render);
-    EXPECT_NE(text->texture, 0u);
+    EXPECT_EQ(text->texture, old_texture);
+    gl_read_framebuffer(0, 0, 320, 240, pixels, sizeof(pixels));
+    int new_ink = 0;
+    for (int y = 195; y < 220; y++) {
+        for (int x = 90; x < 200; x++) new_ink += at(x, y).r > 200;
+    }
+    EXPECT_GT(new_ink, 100);
     EXPECT_EQ(glGetError(), (GLenum)GL_NO_ERROR);
 }
 
