@@ -33,14 +33,30 @@ void draw_frame_begin(draw_t* draw, i32 width, i32 height, bool resized) {
 void draw_frame_end(draw_t* draw) { gl_frame_end(draw->renderer); }
 
 
-void draw_rect(draw_t* draw, u32 layer, rect_t rect, colour_t colour) {
-    gl_batch_rectangle(gl_batch(draw->renderer, draw->rectangles[layer]), rect, nullptr, nullptr, colour);
+// The handle of the command that a push made, if it made one.
+static draw_handle_t handle_after(const draw_t* draw, u32 batch, u32 count_before) {
+    u32 count = draw->renderer->batches[batch].command_count;
+    return draw_handle_t{batch, count > count_before ? count - 1 : draw_handle_none};
 }
 
-void draw_text(draw_t* draw, u32 layer, const u8* text, u64 length, u64 codepoints, f32 x, f32 y, u32 trim_first,
-               u32 font, colour_t colour) {
-    gl_batch_text(gl_batch(draw->renderer, draw->text[layer]), text, length, codepoints, x, y, trim_first, font,
-                  colour);
+draw_handle_t draw_rect(draw_t* draw, u32 layer, rect_t rect, colour_t colour) {
+    batch_t* batch = gl_batch(draw->renderer, draw->rectangles[layer]);
+    u32 before = batch->command_count;
+    gl_batch_rectangle(batch, rect, nullptr, nullptr, colour);
+    return handle_after(draw, draw->rectangles[layer], before);
+}
+
+draw_handle_t draw_text(draw_t* draw, u32 layer, const u8* text, u64 length, u64 codepoints, f32 x, f32 y,
+                        u32 trim_first, u32 font, colour_t colour) {
+    batch_t* batch = gl_batch(draw->renderer, draw->text[layer]);
+    u32 before = batch->command_count;
+    gl_batch_text(batch, text, length, codepoints, x, y, trim_first, font, colour);
+    return handle_after(draw, draw->text[layer], before);
+}
+
+void draw_set_colour(draw_t* draw, draw_handle_t handle, colour_t colour) {
+    if (handle.command == draw_handle_none) return;
+    gl_batch_command_colour(gl_batch(draw->renderer, handle.batch), handle.command, colour);
 }
 
 void draw_icon(draw_t* draw, u32 layer, rect_t rect, rect_t uv, colour_t colour) {

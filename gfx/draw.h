@@ -28,11 +28,20 @@ void draw_create(draw_t* draw, renderer_t* renderer, font_set_t* fonts, i32 scre
 void draw_frame_begin(draw_t* draw, i32 width, i32 height, bool resized);
 void draw_frame_end(draw_t* draw);
 
-void draw_rect(draw_t* draw, u32 layer, rect_t rect, colour_t colour);
+// What a rectangle or a text was queued as, so that its colour can still change
+// in the same frame; `command` is draw_handle_none when the batch had no room.
+struct draw_handle_t {
+    u32 batch;
+    u32 command;
+};
+constexpr u32 draw_handle_none = 0xFFFFFFFF;
+
+draw_handle_t draw_rect(draw_t* draw, u32 layer, rect_t rect, colour_t colour);
 // (x, y) is the pen on the baseline; `trim_first` puts the first glyph's ink at the
 // pen. `codepoints` 0 means count them.
-void draw_text(draw_t* draw, u32 layer, const u8* text, u64 length, u64 codepoints, f32 x, f32 y, u32 trim_first,
-               u32 font, colour_t colour);
+draw_handle_t draw_text(draw_t* draw, u32 layer, const u8* text, u64 length, u64 codepoints, f32 x, f32 y,
+                        u32 trim_first, u32 font, colour_t colour);
+void draw_set_colour(draw_t* draw, draw_handle_t handle, colour_t colour);
 // A part of the icon atlas; `uv` may run backwards to mirror it.
 void draw_icon(draw_t* draw, u32 layer, rect_t rect, rect_t uv, colour_t colour);
 void draw_image(draw_t* draw, rect_t rect, colour_t colour, u32 texture, u32 bytes_per_pixel);

@@ -271,6 +271,29 @@ void gl_batch_text(batch_t* batch, const u8* text, u64 length, u64 codepoints, f
     command->colour = color_pack(colour);
 }
 
+static u32 index_read(const batch_t* batch, u32 at) {
+    const u8* source = batch->indices + (u64)at * batch->index_size;
+    if (batch->index_size == 2) return *(const u16*)source;
+    if (batch->index_size == 4) return *(const u32*)source;
+    return *source;
+}
+
+void gl_batch_command_colour(batch_t* batch, u32 command_index, colour_t colour) {
+    ASSERT(command_index < batch->command_count);
+    batch_command_t* command = &batch->commands[command_index];
+    u32 packed = color_pack(colour);
+    command->colour = packed;
+    // Text takes its colour when it is expanded; a quad has it in its vertices, unless
+    // the batch had no room for them.
+    if (command->kind == batch_type_text || command->index_count != 5 || !(batch->format & 4)) return;
+    u32 colour_word = (batch->format & 3) + 2;
+    u32 first = index_read(batch, command->first_index);
+    for (u32 i = 0; i < 4; i++) {
+        u32* vertex = (u32*)(batch->vertices + (u64)(first + i) * batch->vertex_size);
+        vertex[colour_word] = packed;
+    }
+}
+
 // Glyph quads of one text command, at the end of the batch's vertices.
 static void text_expand(batch_t* batch, batch_command_t* command) {
     const font_set_t* set = batch->fonts;

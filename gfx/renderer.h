@@ -178,6 +178,9 @@ void gl_batch_image(batch_t* batch, rect_t rect, const rect_t* uv, const colour_
 // copied.
 void gl_batch_text(batch_t* batch, const u8* text, u64 length, u64 codepoints, f32 x, f32 y, u32 trim_first,
                    u32 font, colour_t colour);
+// A queued quad's or text's colour, changed before the frame ends: all four corners
+// of a quad, every glyph of a text.
+void gl_batch_command_colour(batch_t* batch, u32 command, colour_t colour);
 void gl_frame_end(renderer_t* renderer);
 // Expands the text and hands the command list to the backend.
 void gl_render(renderer_t* renderer);

@@ -172,6 +172,14 @@ template <typename input_t> inline bool input_released(const input_t* input, u32
 template <typename input_t> inline bool input_pressed_or_repeated(const input_t* input, u32 key) {
     return input_pressed(input, key) || (input->keys[key] & key_bit_repeat);
 }
+// Pressed in this frame, or tapped: down and up again before the frame ran, which a
+// quick key press often is. Keys that act once use this, so no tap is lost.
+template <typename input_t> inline bool input_struck(const input_t* input, u32 key) {
+    return input_pressed(input, key) || input_transitions(input, key) >= 2;
+}
+template <typename input_t> inline bool input_struck_or_repeated(const input_t* input, u32 key) {
+    return input_struck(input, key) || (input->keys[key] & key_bit_repeat);
+}
 
 // The input state machine, fed by the backend (and by tests through the stub).
 inline u8 key_set(u32 down, u32 repeat, u32 count) { return (u8)(down | repeat * 2 | count * 4); }

@@ -331,13 +331,18 @@ u32 ui_style_state(const ui_t* ui, pair_t id) {
     return hot ? ui_state_hot : ui_state_normal;
 }
 
-void ui_draw_rect(ui_layer_t layer, rect_t rect, colour_t colour) {
-    if (layer.draw) draw_rect(layer.draw, layer.layer, rect, colour);
+draw_handle_t ui_draw_rect(ui_layer_t layer, rect_t rect, colour_t colour) {
+    if (!layer.draw) return draw_handle_t{0, draw_handle_none};
+    return draw_rect(layer.draw, layer.layer, rect, colour);
 }
 
-void ui_draw_text(ui_layer_t layer, data_t text, f32 x, f32 y, u32 trim_first, u32 font, colour_t colour) {
-    if (!layer.draw || text.used == 0) return;
-    draw_text(layer.draw, layer.layer, text.bytes, text.used, 0, x, y, trim_first, font, colour);
+draw_handle_t ui_draw_text(ui_layer_t layer, data_t text, f32 x, f32 y, u32 trim_first, u32 font, colour_t colour) {
+    if (!layer.draw || text.used == 0) return draw_handle_t{0, draw_handle_none};
+    return draw_text(layer.draw, layer.layer, text.bytes, text.used, 0, x, y, trim_first, font, colour);
+}
+
+void ui_draw_set_colour(ui_layer_t layer, draw_handle_t handle, colour_t colour) {
+    if (layer.draw) draw_set_colour(layer.draw, handle, colour);
 }
 
 rect_t ui_draw_frame(ui_layer_t layer, const ui_style_t* style, u32 state, rect_t rect) {

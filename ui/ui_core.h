@@ -234,9 +234,11 @@ struct ui_layer_t {
 };
 ui_layer_t ui_layer(const ui_t* ui, pair_t id);
 u32 ui_style_state(const ui_t* ui, pair_t id);
-void ui_draw_rect(ui_layer_t layer, rect_t rect, colour_t colour);
+// Both give the handle to recolour what they queued (draw_handle_none: nothing queued).
+draw_handle_t ui_draw_rect(ui_layer_t layer, rect_t rect, colour_t colour);
 // Text cut to nothing or without a layer draws nothing.
-void ui_draw_text(ui_layer_t layer, data_t text, f32 x, f32 y, u32 trim_first, u32 font, colour_t colour);
+draw_handle_t ui_draw_text(ui_layer_t layer, data_t text, f32 x, f32 y, u32 trim_first, u32 font, colour_t colour);
+void ui_draw_set_colour(ui_layer_t layer, draw_handle_t handle, colour_t colour);
 // The rectangle in the frame colour, the fill box in the fill colour; gives the inner
 // box.
 rect_t ui_draw_frame(ui_layer_t layer, const ui_style_t* style, u32 state, rect_t rect);

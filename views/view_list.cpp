@@ -5,6 +5,7 @@
 #include "app/app.h"
 #include "base/text.h"
 #include "net/queries.h"
+#include "platform/thread.h"
 #include "platform/window.h"
 #include "store/reader.h"
 #include "ui/ui_core.h"
@@ -212,14 +213,6 @@ static void list_key_backspace(panel_t* panel, reader_t* reader, bool shift) {
     }
 }
 
-// A quick tap can go down and up within one frame: it still counts as a press.
-static bool key_press(const input_frame_t* input, u32 key) {
-    return input_pressed(input, key) || input_transitions(input, key) >= 2;
-}
-static bool key_press_or_repeat(const input_frame_t* input, u32 key) {
-    return key_press(input, key) || (input->keys[key] & key_bit_repeat);
-}
-
 void list_handle_keys(app_t* app, reader_t* reader, const input_frame_t* input) {
     panel_t* panel = app->panel;
     panel->keyboard_moved = 0;
@@ -230,35 +223,35 @@ void list_handle_keys(app_t* app, reader_t* reader, const input_frame_t* input) 
     entry_t* old_entry = panel->selected_entry;
     bool shift = input_down(input, key_shift);
 
-    if (key_press_or_repeat(input, key_up)) {
+    if (input_struck_or_repeated(input, key_up)) {
         panel->keyboard_moved = 1;
         key_step(panel, walk, false);
-    } else if (key_press_or_repeat(input, key_down)) {
+    } else if (input_struck_or_repeated(input, key_down)) {
         panel->keyboard_moved = 1;
         key_step(panel, walk, true);
-    } else if (key_press_or_repeat(input, key_page_up)) {
+    } else if (input_struck_or_repeated(input, key_page_up)) {
         panel->keyboard_moved = 1;
         key_page(panel, walk, false, shift);
-    } else if (key_press_or_repeat(input, key_page_down)) {
+    } else if (input_struck_or_repeated(input, key_page_down)) {
         panel->keyboard_moved = 1;
         key_page(panel, walk, true, shift);
-    } else if (key_press_or_repeat(input, key_home)) {
+    } else if (input_struck_or_repeated(input, key_home)) {
         panel->keyboard_moved = 1;
         panel->selected_entry = walk.first_entry(panel->selected_feed);
-    } else if (key_press_or_repeat(input, key_end)) {
+    } else if (input_struck_or_repeated(input, key_end)) {
         panel->keyboard_moved = 1;
         panel->selected_entry = walk.last_entry(panel->selected_feed);
-    } else if (key_press_or_repeat(input, key_delete)) {
+    } else if (input_struck_or_repeated(input, key_delete)) {
         // With nothing selected there is nothing to delete, and nothing moved.
         if (panel->selected_feed) {
             panel->keyboard_moved = 1;
             list_key_delete(panel, walk, shift);
         }
-    } else if (key_press(input, key_return)) {
+    } else if (input_struck(input, key_return)) {
         if (panel->selected_entry) {
             link_open_for_feed(reader, panel->selected_feed, list_entry_link(reader, panel->selected_entry));
         }
-    } else if (key_press(input, key_backspace)) {
+    } else if (input_struck(input, key_backspace)) {
         list_key_backspace(panel, reader, shift);
     }
 
@@ -268,47 +261,113 @@ void list_handle_keys(app_t* app, reader_t* reader, const input_frame_t* input) 
 // ---------------------------------------------------------------------------
 // Counting
 
+// Feed ids to feed slots for one frame: open addressing over twice the slots, so
+// that one walk of the entry pool can find each entry's feed.
+struct feed_slot_map_t {
+    u32* ids;
+    u32* slots;
+    u32 mask, shift;
+
+    u32 home(u32 id) const { return (id * 2654435769u) >> shift; }
+    void insert(u32 id, u32 slot) {
+        u32 at = home(id);
+        while (ids[at]) at = (at + 1) & mask;
+        ids[at] = id;
+        slots[at] = slot;
+    }
+    u32 find(u32 id) const {
+        for (u32 at = home(id);; at = (at + 1) & mask) {
+            if (ids[at] == id) return slots[at];
+            if (ids[at] == 0) return list_not_recorded;
+        }
+    }
+};
+
+static u32* scratch_u32s(app_t* app, u64 count) {
+    u32* values = (u32*)data_push(&app->scratch, count * sizeof(u32), 8);
+    ASSERT(values);
+    for (u64 i = 0; i < count; i++) values[i] = 0;
+    return values;
+}
+
 list_counts_t* list_count(app_t* app, reader_t* reader) {
     panel_t* panel = app->panel;
     u64 slots = reader->feeds.max_entry_count;
     list_counts_t* counts = (list_counts_t*)data_push(&app->scratch, sizeof(list_counts_t), 8);
-    u32* arrays = (u32*)data_push(&app->scratch, slots * 2 * sizeof(u32), 8);
-    ASSERT(counts && (arrays || slots == 0));
+    ASSERT(counts);
     *counts = list_counts_t{};
     counts->selected_feed_row = list_not_recorded;
     counts->selected_entry_row = list_not_recorded;
     counts->selected_entry_index = list_not_recorded;
-    counts->feed_entry_rows = arrays;
-    counts->feed_updating = arrays + slots;
+    counts->feed_entry_rows = scratch_u32s(app, slots);
+    counts->feed_updating = scratch_u32s(app, slots);
+    counts->feed_first_entry_slot = scratch_u32s(app, slots);
     counts->slots = slots;
-    for (u64 i = 0; i < slots * 2; i++) arrays[i] = 0;
+    u32* own = scratch_u32s(app, slots);
 
-    pool_t* entries = &reader->entries;
+    feed_slot_map_t map = {};
+    u32 buckets = 64, shift = 26;
+    while (buckets < slots * 2) buckets *= 2, shift--;
+    map.ids = scratch_u32s(app, buckets);
+    map.slots = scratch_u32s(app, buckets);
+    map.mask = buckets - 1;
+    map.shift = shift;
     u32 feeds_seen = 0;
     for (u32 slot = 0; slot < slots && feeds_seen < reader->feeds.entry_count; slot++) {
         feed_t* feed = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), slot);
         if (!feed_is_alive(feed)) continue;
         feeds_seen++;
-        u32 rows = 0, own = 0, entry_index = list_not_recorded;
-        for (u32 i = 0; i < entries->max_entry_count && own < feed->entry_count; i++) {
-            entry_t* entry = (entry_t*)pool_at(entries, sizeof(entry_t), i);
-            if (!entry_is_alive(entry) || entry->feed_id != feed->id) continue;
-            own++;
-            if (!entry_is_shown(entry, panel)) continue;
-            if (panel->keyboard_moved && entry == panel->selected_entry) entry_index = rows;
-            rows++;
+        map.insert(feed->id, slot);
+    }
+    ASSERT(feeds_seen == reader->feeds.entry_count);
+
+    // One walk of the entry pool counts every feed's rows; entries of one feed
+    // mostly stand together, so the last feed found is tried first.
+    pool_t* entries = &reader->entries;
+    u32 entries_seen = 0, last_id = 0, last_slot = list_not_recorded;
+    u32 selected_index = list_not_recorded, selected_slot = list_not_recorded;
+    for (u32 i = 0; i < entries->max_entry_count && entries_seen < entries->entry_count; i++) {
+        entry_t* entry = (entry_t*)pool_at(entries, sizeof(entry_t), i);
+        if (!entry_is_alive(entry)) continue;
+        entries_seen++;
+        if (entry->feed_id != last_id) {
+            last_id = entry->feed_id;
+            last_slot = map.find(last_id);
         }
-        ASSERT(own == feed->entry_count);
-        u32 updating = app->queries && query_table_has_feed(app->queries, app->query_count, feed->id) ? 1 : 0;
+        if (last_slot == list_not_recorded) continue;
+        if (own[last_slot]++ == 0) counts->feed_first_entry_slot[last_slot] = i;
+        if (!entry_is_shown(entry, panel)) continue;
+        if (entry == panel->selected_entry) {
+            selected_index = counts->feed_entry_rows[last_slot];
+            selected_slot = last_slot;
+        }
+        counts->feed_entry_rows[last_slot]++;
+    }
+    for (u64 q = 0; q < app->query_count; q++) {
+        const query_t* query = &app->queries[q];
+        if (atomic_load_acquire_u32(&query->state) != query_state_queued) continue;
+        u32 slot = map.find(query->feed_id);
+        if (slot != list_not_recorded) counts->feed_updating[slot] = 1;
+    }
+
+    feeds_seen = 0;
+    for (u32 slot = 0; slot < slots && feeds_seen < reader->feeds.entry_count; slot++) {
+        feed_t* feed = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), slot);
+        if (!feed_is_alive(feed)) continue;
+        feeds_seen++;
+        ASSERT(own[slot] == feed->entry_count);
+        u32 rows = counts->feed_entry_rows[slot];
         // An entry of a feed that isn't shown (a merge can bring new entries into a
         // deleted feed) has no row to scroll to.
-        if (!feed_is_shown(feed, panel, rows, updating)) continue;
-        if (entry_index != list_not_recorded) {
-            counts->selected_entry_index = entry_index;
-            counts->selected_entry_row = counts->entry_rows + entry_index;
+        if (!feed_is_shown(feed, panel, rows, counts->feed_updating[slot])) {
+            counts->feed_entry_rows[slot] = 0;
+            counts->feed_updating[slot] = 0;
+            continue;
         }
-        counts->feed_entry_rows[slot] = rows;
-        counts->feed_updating[slot] = updating;
+        if (panel->keyboard_moved && slot == selected_slot) {
+            counts->selected_entry_index = selected_index;
+            counts->selected_entry_row = counts->entry_rows + selected_index;
+        }
         if (panel->keyboard_moved && feed == panel->selected_feed) {
             counts->selected_feed_row = counts->feed_rows;
             counts->selected_feed_slot = slot;
@@ -317,7 +376,6 @@ list_counts_t* list_count(app_t* app, reader_t* reader) {
         counts->feed_rows++;
         counts->entry_rows += rows;
     }
-    ASSERT(feeds_seen == reader->feeds.entry_count);
     return counts;
 }
 

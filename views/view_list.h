@@ -35,6 +35,7 @@ struct list_counts_t {
     u32 selected_entry_index;
     u32* feed_entry_rows;  // per feed slot
     u32* feed_updating;    // per feed slot
+    u32* feed_first_entry_slot;  // per feed slot: where the drawing starts its walk
     u64 slots;
 };
 

@@ -52,12 +52,6 @@ static const char help_text[] =
 static splitter_t window_splitter;
 static u32 window_splitter_made;
 
-// A key counts on its press, even when the press and the release came within one
-// frame.
-static bool key_pressed(const ui_t* ui, u32 key) {
-    return input_pressed(&ui->input, key) || input_transitions(&ui->input, key) >= 2;
-}
-
 f32 button_height(const ui_t* ui, u32 font) {
     const ui_style_t* style = &ui_theme.button;
     return ui_font(ui, font)->size + style->margin[0] + style->margin[1] + style->padding[0] + style->padding[1];
@@ -93,7 +87,7 @@ void draw_menu_right(app_t* app, reader_t* reader, rect_t rect) {
         rect_t box = {x, y0, x + width, y0 + height};
         bool clicked = ui_dispatch_begin(ui, box) && ui_button(ui, pair_push(UI_ID(), (i64)i + 1), box, labels[i], 1);
         x += width + 2;
-        if (!clicked && !key_pressed(ui, key_f1 + i)) continue;
+        if (!clicked && !input_struck(&ui->input, key_f1 + i)) continue;
         switch (i) {
             case 0: panel->help_scroll = {}, panel->right_panel = panel_right_help; break;
             case 1: panel->add_feed_scroll = {}, panel->right_panel = panel_right_add_feed; break;
@@ -106,7 +100,7 @@ void draw_menu_right(app_t* app, reader_t* reader, rect_t rect) {
         }
     }
     // Saving by key shows where the save reports; the button leaves the panel be.
-    if (key_pressed(ui, key_f8)) show_log(app);
+    if (input_struck(&ui->input, key_f8)) show_log(app);
 }
 
 static const f32 panel_padding[4] = {4, 4, 4, 4};

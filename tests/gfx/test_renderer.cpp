@@ -47,6 +47,12 @@ TEST(Renderer, QuadsGoInStripOrderWithRestart) {
     gl_batch_rectangle(batch, rect, nullptr, nullptr, colour_white);
     EXPECT_EQ(batch->vertex_count, 8u);
     EXPECT_EQ(batch->dropped, 1u);
+    // A later colour reaches all four corners of that quad alone; a dropped quad
+    // takes it without harm.
+    for (u32 command = 1; command < batch->command_count; command++) {
+        gl_batch_command_colour(batch, command, colour_t{1, 0.5f, 0, 1});
+    }
+    for (u32 i = 0; i < 8; i++) EXPECT_EQ(((const u32*)v)[i * 3 + 2], i < 4 ? 0xFFFFFFFFu : 0xFF0080FFu) << i;
     gl_frame_begin(&render);
     EXPECT_EQ(batch->vertex_count, 0u);
     EXPECT_EQ(batch->dropped, 0u);

@@ -289,6 +289,38 @@ TEST_F(list_test_t, delete_of_a_feed_needs_shift) {
     EXPECT_FALSE(entry_is_deleted(entry_at(feeds[1], 0)));
 }
 
+TEST_F(list_test_t, counts_follow_the_pools_in_any_slot_order) {
+    build();
+    // Destroyed entries leave holes in the first feed's run of slots, which the next
+    // merge fills with a new feed's entries.
+    for (u32 i = 0; i < 3; i++) reader_remove_entry(reader, entry_at(feeds[0], 2), feeds[0]);
+    reader->generation = 1;
+    std::string document = read_test_file("feeds/manton.rss");
+    feed_t* late = store.merge(document, "http://example.test/late");
+    ASSERT_NE(late, nullptr);
+    ASSERT_GT(late->entry_count, 3u);
+
+    select(late, last_entry(late));
+    panel.keyboard_moved = 1;
+    list_counts_t* counts = count();
+    u32 rows_before = 0;
+    for (feed_t* feed : {feeds[0], feeds[1], feeds[2], late}) {
+        u64 slot = pool_index_of(&reader->feeds, sizeof(feed_t), feed);
+        EXPECT_EQ(counts->feed_entry_rows[slot], feed->entry_count);
+        EXPECT_EQ(counts->feed_first_entry_slot[slot], pool_index_of(&reader->entries, sizeof(entry_t), entry_at(feed, 0)));
+        if (feed != late) rows_before += feed->entry_count;
+    }
+    EXPECT_EQ(counts->entry_rows, rows_before + late->entry_count);
+    EXPECT_EQ(counts->selected_entry_row, rows_before + late->entry_count - 1);
+    EXPECT_EQ(counts->selected_feed_row, 3u);
+
+    // A feed whose count disagrees with its entries is a broken store.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    feeds[1]->entry_count++;
+    EXPECT_DEATH(count(), "");
+    feeds[1]->entry_count--;
+}
+
 TEST_F(list_test_t, a_feed_selection_fills_the_address_box) {
     build();
     panel.right_panel = panel_right_help;

@@ -4,7 +4,9 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <string>
+#include <vector>
 
 #include "app/startup.h"
 #include "views/program_frames.h"
@@ -46,40 +48,70 @@ protected:
         }
         return nullptr;
     }
-    entry_t* entry_at_first_feed() {
+    entry_t* entry_of(feed_t* feed, u32 index) {
         for (u32 i = 0; i < program.reader.entries.max_entry_count; i++) {
             entry_t* e = (entry_t*)pool_at(&program.reader.entries, sizeof(entry_t), i);
-            if (entry_is_alive(e) && e->feed_id == feeds[0]->id) return e;
+            if (entry_is_alive(e) && e->feed_id == feed->id && index-- == 0) return e;
         }
         return nullptr;
     }
     std::string title(data_t text, u64 length) { return to_string(text).substr(0, length); }
+    // The mouse moves there in one frame, goes down in the next, up in the third.
+    void press(f32 x, f32 y) {
+        program.window.mouse_x = (i32)x, program.window.mouse_y = (i32)y;
+        frame();
+        input_button(&program.window, key_mouse_left, true, (i32)x, (i32)y, 0, 1);
+        frame();
+    }
+    void release(f32 x, f32 y) {
+        input_button(&program.window, key_mouse_left, false, (i32)x, (i32)y, 0, 2);
+        frame();
+    }
+    // The colours of the queued rectangles that hold the point, smallest first.
+    std::vector<u32> colours_under(f32 x, f32 y) {
+        batch_t* b = gl_batch(&program.render, program.draw.rectangles[draw_layer_normal]);
+        std::vector<std::pair<f32, u32>> found;
+        for (u32 i = 0; i < b->command_count; i++) {
+            const batch_command_t* c = &b->commands[i];
+            if (c->kind != batch_type_quads || x < c->rect.x0 || x >= c->rect.x1 || y < c->rect.y0 || y >= c->rect.y1) continue;
+            found.push_back({rect_width(c->rect) * rect_height(c->rect), c->colour});
+        }
+        std::sort(found.begin(), found.end());
+        std::vector<u32> colours;
+        for (auto& f : found) colours.push_back(f.second);
+        return colours;
+    }
 };
 
 TEST_F(ListFrames, FeedsAndEntriesAreDrawnAndAPressSelects) {
     std::string feed_title_start = title(feed_title(feeds[0]), 6);
     ASSERT_NE(drawn_starting(feed_title_start), nullptr) << feed_title_start;
-    entry_t* second = nullptr;
-    for (u32 i = 0, seen = 0; i < program.reader.entries.max_entry_count; i++) {
-        entry_t* e = (entry_t*)pool_at(&program.reader.entries, sizeof(entry_t), i);
-        if (entry_is_alive(e) && e->feed_id == feeds[0]->id && seen++ == 1) {
-            second = e;
-            break;
-        }
-    }
+    entry_t* second = entry_of(feeds[0], 1);
     ASSERT_NE(second, nullptr);
     const batch_command_t* row = drawn_starting(title(entry_title(second), 6));
     ASSERT_NE(row, nullptr);
 
-    // The press alone selects: the release comes a frame later.
-    program.window.mouse_x = (i32)row->x + 4, program.window.mouse_y = (i32)row->y + 2;
-    frame();
-    input_button(&program.window, key_mouse_left, true, (i32)row->x + 4, (i32)row->y + 2, 0, 1);
-    frame();
+    // The second feed's entry is selected; a press on the first feed's row, drawn
+    // before the press was seen, still shows the new selection in the same frame.
+    entry_t* other = entry_of(feeds[1], 0);
+    program.panel.selected_feed = feeds[1];
+    program.panel.selected_entry = other;
+    f32 x = row->x + 4, y = row->y + 2;
+    press(x, y);
     EXPECT_EQ(program.panel.selected_feed, feeds[0]);
     EXPECT_EQ(program.panel.selected_entry, second);
-    input_button(&program.window, key_mouse_left, false, (i32)row->x + 4, (i32)row->y + 2, 0, 2);
-    frame();
+    const u32 entry_colour = color_pack({0.79f, 0.32f, 0, 1}), feed_colour = color_pack({0, 0.48f, 0.8f, 1});
+    std::vector<u32> under = colours_under(x, y);
+    ASSERT_GE(under.size(), 2u);
+    EXPECT_EQ(under[0], entry_colour);
+    EXPECT_EQ(under[1], feed_colour);
+    const batch_command_t* old_row = drawn_starting(title(entry_title(other), 6));
+    ASSERT_NE(old_row, nullptr);
+    under = colours_under(old_row->x + 4, old_row->y + 2);
+    ASSERT_GE(under.size(), 2u);
+    EXPECT_NE(under[0], entry_colour);
+    EXPECT_NE(under[1], feed_colour);
+    release(x, y);
 
     // Delete under "Both" shows the label; the selection moved on.
     program.panel.deleted_filter = 2;
@@ -108,21 +140,21 @@ TEST_F(ListFrames, AnUpdatingFeedSaysSoAndTheBarKeysMoveTheRange) {
 
 TEST_F(ListFrames, TheFeedViewsButtonRestoresEveryEntry) {
     tap(key_page_down);
-    tap(key_page_up);  // back to the first feed, then to it alone
-    program.panel.selected_entry = nullptr;
+    tap(key_page_up);  // back to the first feed, then with Shift to it alone
+    input_key(&program.window, key_shift, true, 0, 0, 1);
+    tap(key_page_up);
+    input_key(&program.window, key_shift, false, 0, 0, 2);
     frame();
+    ASSERT_EQ(program.panel.selected_feed, feeds[0]);
+    ASSERT_EQ(program.panel.selected_entry, nullptr);
     // One entry deleted by itself comes back with the feed too.
-    entry_mark_deleted(entry_at_first_feed());
+    entry_mark_deleted(entry_of(feeds[0], 0));
     const batch_command_t* button = drawn_starting("Delete feed");
     ASSERT_NE(button, nullptr);
     f32 x = button->x + 4, y = button->y + 2;
     for (u32 round = 0; round < 2; round++) {
-        program.window.mouse_x = (i32)x, program.window.mouse_y = (i32)y;
-        frame();
-        input_button(&program.window, key_mouse_left, true, (i32)x, (i32)y, 0, 1);
-        frame();
-        input_button(&program.window, key_mouse_left, false, (i32)x, (i32)y, 0, 2);
-        frame();
+        press(x, y);
+        release(x, y);
         EXPECT_EQ(program.panel.frame_requested, 1u);  // the button acts at release
         frame();
         EXPECT_EQ(program.panel.frame_requested, 0u);
@@ -141,6 +173,25 @@ TEST_F(ListFrames, TheFeedViewsButtonRestoresEveryEntry) {
             }
         }
     }
+
+    // Typing in the address box: H still toggles "Show empty" and its letter goes
+    // into the box, while the list's keys wait.
+    const batch_command_t* uri = drawn_starting("URI: ");
+    ASSERT_NE(uri, nullptr);
+    x = uri->x + 60, y = uri->y + 2;
+    press(x, y);
+    release(x, y);
+    u64 typed = program.panel.uri_buffer.used;
+    u32 show_empty = program.panel.show_empty;
+    input_key(&program.window, key_letter_h, true, 0, 0, 3);
+    input_text(&program.window, 'h');
+    input_key(&program.window, key_letter_h, false, 0, 0, 4);
+    frame();
+    EXPECT_NE(program.panel.show_empty, show_empty);
+    EXPECT_EQ(program.panel.uri_buffer.used, typed + 1);
+    tap(key_down);
+    EXPECT_EQ(program.panel.selected_feed, feeds[0]);
+    EXPECT_EQ(program.panel.selected_entry, nullptr);
 }
 
 }  // namespace
