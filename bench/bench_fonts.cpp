@@ -25,6 +25,7 @@
 #include "gfx/renderer.h"
 #include "layout/layout.h"
 #include "platform/fonts.h"
+#include "tests/window/finished_download.h"
 
 namespace {
 
@@ -74,13 +75,7 @@ bool store_make(const std::string& folder, u32 distinct) {
     }
     document += "</channel></rss>";
     if (!program_open(folder)) return false;
-    query_t* query = &program.queries[7];
-    query->address = query_address_copy(data_literal("http://127.0.0.1:1/many.xml"));
-    query->feed_id = query_new_feed;
-    query->data = data_allocate(document.size());
-    memcpy(query->data.bytes, document.data(), document.size());
-    query->data.used = document.size();
-    query->state = query_state_finished;
+    finished_download(&program, "http://127.0.0.1:1/many.xml", document);
     frame_run(&program.loop);
     bool made = program.codepoints.count >= distinct;
     program_shutdown(&program);

@@ -233,7 +233,7 @@ TEST(Font, KerningFromTheCacheAgreesWithTheFaceForEveryPair) {
     EXPECT_GT(kerned, 100u);  // the faces do kern
 }
 
-TEST(Font, ChineseComesFromACoveringFaceAndMeasuresAsItDraws) {
+TEST(Font, OtherScriptsComeFromACoveringFaceAndMeasureAsTheyDraw) {
     char path[4096];
     u32 index = 0;
     if (!font_file_covering(0x4E2D, path, sizeof(path), &index)) {
@@ -259,6 +259,15 @@ TEST(Font, ChineseComesFromACoveringFaceAndMeasuresAsItDraws) {
     f32 width = layout_get_single_line_size(font, (const u8*)title, sizeof(title) - 1, codepoint_invalid).width;
     EXPECT_NEAR(width, sum - first->offset_x0, 0.01f);
     EXPECT_EQ(draw_and_check_sources(&p.set, 0, U"\u4E2D\u6587\u6807\u9898 A"), 5u);
+
+    // Japanese, Korean, Arabic and Hebrew too, in their own glyphs wherever an
+    // installed face has them.
+    for (u32 c : {0x3042u, 0x30ABu, 0xD55Cu, 0x639u, 0x5D0u}) {
+        if (!font_file_covering(c, path, sizeof(path), &index)) continue;
+        const glyph_t* g = font_glyph(font, c);
+        EXPECT_EQ((u32)stbtt_FindGlyphIndex(&p.set.faces[g->face].info, (int)c), g->id) << std::hex << c;
+        EXPECT_NE(g->id, 0u) << std::hex << c;
+    }
 }
 
 TEST(Font, NoFontFileIsAnEmptyFontThatStillLaysOut) {

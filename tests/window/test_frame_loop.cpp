@@ -12,6 +12,7 @@
 #include "app/startup.h"
 #include "base/log.h"
 #include "image/image_query.h"
+#include "window/finished_download.h"
 
 namespace {
 
@@ -56,15 +57,7 @@ TEST_F(FrameLoop, AFrameMergesAFinishedDownloadAndDrawsItsNewCharacters) {
     font_set_t* fonts = &program.fonts;
     codepoint_set_t* codepoints = &program.codepoints;
 
-    query_t* query = &program.queries[7];
-    data_t address = query_address_copy(data_literal("http://127.0.0.1:1/feed.xml"));
-    ASSERT_NE(address.bytes, nullptr);
-    query->address = address;
-    query->feed_id = query_new_feed;
-    query->data = data_allocate(sizeof(feed_document));
-    memcpy(query->data.bytes, feed_document, sizeof(feed_document) - 1);
-    query->data.used = sizeof(feed_document) - 1;
-    query->state = query_state_finished;
+    query_t* query = finished_download(&program, "http://127.0.0.1:1/feed.xml", feed_document);
     data_push(&program.app.scratch, 1000, 8);
     program.window.quit_requested = 1;  // the frame that sees it is still a whole frame
 
@@ -104,13 +97,7 @@ TEST_F(FrameLoop, AStoreOfManyDistinctCharactersStartsAndDrawsItsFirstFrame) {
         document += "</title></item>";
     }
     document += "</channel></rss>";
-    query_t* query = &program.queries[7];
-    query->address = query_address_copy(data_literal("http://127.0.0.1:1/many.xml"));
-    query->feed_id = query_new_feed;
-    query->data = data_allocate(document.size());
-    memcpy(query->data.bytes, document.data(), document.size());
-    query->data.used = document.size();
-    query->state = query_state_finished;
+    finished_download(&program, "http://127.0.0.1:1/many.xml", document);
     frame_run(&program.loop);
     ASSERT_GE(program.codepoints.count, 36000u);
 
