@@ -5,10 +5,12 @@
 #include <vector>
 
 #include "app/app.h"
+#include "net/block_storage.h"
 #include "net/queries.h"
 #include "platform/window.h"
 #include "store/store_support.h"
 #include "views/panel.h"
+#include "views/links.h"
 #include "views/view_feed.h"
 #include "views/view_list.h"
 
@@ -319,6 +321,41 @@ TEST_F(list_test_t, counts_follow_the_pools_in_any_slot_order) {
     feeds[1]->entry_count++;
     EXPECT_DEATH(count(), "");
     feeds[1]->entry_count--;
+}
+
+TEST_F(list_test_t, return_hands_the_entrys_link_to_its_feeds_target) {
+    if (!block_storage.memory.bytes) {
+        block_storage_create(&block_storage, block_storage_region_size, block_storage_commit_size,
+                             block_storage_block_size);
+    }
+    build();
+    reader->generation = 1;
+    std::string document = read_test_file("feeds/DaringFireball.atom");
+    feed_t* atom = store.merge(document, "http://example.test/atom");
+    ASSERT_NE(atom, nullptr);
+    entry_t* talk_show = nullptr;
+    for (u32 i = 0; i < atom->entry_count && !talk_show; i++) {
+        if (to_string(entry_title(entry_at(atom, i))).rfind("The Talk Show: ", 0) == 0) talk_show = entry_at(atom, i);
+    }
+    ASSERT_NE(talk_show, nullptr);
+    // A queueing target keeps what would have opened.
+    link_target_t* target = &reader->link_targets[1];
+    target->queue_enabled = 1;
+    reader_find_meta(reader, feeds[0]->id)->link_target = target;
+    reader_find_meta(reader, atom->id)->link_target = target;
+    select(feeds[0], entry_at(feeds[0], 0));
+    press(key_return);
+    EXPECT_EQ(to_string(target->queue), to_string(entry_at(feeds[0], 0)->rss.link));
+    link_queue_clear(target);
+    // An Atom entry opens its alternate link, not its short or related one.
+    select(atom, talk_show);
+    press(key_return);
+    EXPECT_EQ(to_string(target->queue), "https://daringfireball.net/thetalkshow/2017/06/26/ep-195");
+    link_queue_clear(target);
+    // With a feed alone Return has nothing to open.
+    select(atom, nullptr);
+    press(key_return);
+    EXPECT_EQ(link_queue_count(target), 0u);
 }
 
 TEST_F(list_test_t, a_feed_selection_fills_the_address_box) {
