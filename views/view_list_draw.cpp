@@ -150,8 +150,9 @@ void draw_left_panel(app_t* app, reader_t* reader, rect_t rect) {
         }
     }
 
-    // At most a panel's height of rows is drawn, and one partly cut row at each end.
-    u32 drawn_capacity = (u32)(height / list_entry_row_height) * 2 + 8;
+    // At most a panel's height of rows is drawn, and one partly cut row at each end;
+    // a window lower than its bars leaves the list no height at all.
+    u32 drawn_capacity = (u32)(height > 0 ? height / list_entry_row_height : 0) * 2 + 8;
     list_drawn_row_t* drawn = (list_drawn_row_t*)data_push(&app->scratch, drawn_capacity * sizeof(list_drawn_row_t), 8);
     u32 drawn_count = 0;
     ui_layer_t layer = ui_layer(ui, UI_ID());

@@ -136,6 +136,12 @@ TEST_F(ListFrames, AnUpdatingFeedSaysSoAndTheBarKeysMoveTheRange) {
     tap(key_letter_h);
     EXPECT_EQ(program.panel.show_empty, 1u);
     EXPECT_NE(drawn_starting("Show empty"), nullptr);
+
+    // A window made lower than the bars leaves the list no room: no row, no fault.
+    program.window.height = 1;
+    program.window.resized = 1;
+    tap(key_down);
+    EXPECT_EQ(drawn_starting(title(feed_title(feeds[0]), 6)), nullptr);
 }
 
 TEST_F(ListFrames, TheFeedViewsButtonRestoresEveryEntry) {
