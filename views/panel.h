@@ -5,6 +5,7 @@
 #pragma once
 
 #include "base/data.h"
+#include "html/tree.h"
 #include "ui/ui_layout_bars.h"
 
 struct feed_t;
@@ -47,6 +48,15 @@ struct panel_t {
     u32 keyboard_moved;   // the keyboard moved the selection in this frame
     u32 show_empty;       // "Show empty"
     u32 deleted_filter;   // 0 "Feeds", 1 "Deleted", 2 "Both"
+    // The entry view's HTML, parsed once per selection (content_parsed). All of it
+    // lies in html_memory, pushed into the part of html_region committed so far.
+    data_t html_region;  // 100 MiB reserved; used counts the committed bytes
+    data_t html_memory;  // the committed part; used counts what the parse took
+    html_tokens_t html_tokens;
+    html_tree_t html_tree;
+    hp_tree_walk_t html_walk;  // stack null: no tree, the description shows as text
+    u64 html_end;              // items at the end of the HTML part of the layout
+    u32 html_reported;         // html_report_* bits said on the log panel since the parse
     // The feed view's "URI: " box, filled with the feed's address on selection.
     data_t uri_buffer;
     u8 uri_buffer_bytes[4096];

@@ -12,6 +12,8 @@
 #include "layout/layout.h"
 #include "platform/thread.h"
 #include "store/reader.h"
+#include "ui/ui_core.h"
+#include "views/html_view.h"
 #include "views/panel.h"
 
 // The renderer that made the pictures' textures, which a released slot gives back.
@@ -59,13 +61,13 @@ static void picture_draw(app_t* ctx, u32 entry_id, const layout_t* layout, const
     draw_image(ctx->draw, item->box.rect, colour_white, query->texture, query->channels);
 }
 
-static void text_draw(app_t* ctx, layout_t* layout, const layout_item_t* item) {
+static void text_draw(app_t* ctx, layout_t* layout, const layout_item_t* item, colour_t colour) {
     const layout_text_t* text = &item->text;
     for (u32 i = 0; i < text->run_count; i++) {
         const layout_line_t* run = &text->runs[i];
         // A run starts at its first glyph's ink already: nothing to trim.
         draw_text(ctx->draw, draw_layer_normal, run->text, run->bytes, run->codepoints, run->rect.x0,
-                  run->rect.y0 + text->baseline, 0, layout->font, layout->colour);
+                  run->rect.y0 + text->baseline, 0, layout->font, colour);
     }
 }
 
@@ -76,11 +78,20 @@ void panel_draw_items(app_t* ctx, panel_t* panel, layout_t* layout) {
     layout->font = 0;
     layout->colour = colour_white;
     layout->colour_stack = nullptr;
+    // The link that the marks say the items belong to: under the mouse or pressed,
+    // all of its text takes the hover colour.
+    bool link_lit = false;
     for (u32 i = 0; i < layout->item_count; i++) {
         layout_item_t* item = &layout->items[i];
         switch (item->kind) {
         case layout_item_text:
-            text_draw(ctx, layout, item);
+            text_draw(ctx, layout, item, link_lit ? html_link_hover_colour : layout->colour);
+            break;
+        case layout_item_mark:
+            if (item->mark.a == html_mark_link) {
+                pair_t id = pair_from_pointer((const void*)(uintptr_t)item->mark.b);
+                link_lit = item->mark.b && ctx->ui && (ui_is_hot(ctx->ui, id) || ui_is_active(ctx->ui, id));
+            }
             break;
         case layout_item_box:
             if (item->box.user && entry) picture_draw(ctx, entry->id, layout, item);

@@ -11,6 +11,7 @@
 #include <string>
 #include <thread>
 
+#include "views/link_recorder.h"
 #include "net/block_storage.h"
 #include "store/reader.h"
 #include "views/links.h"
@@ -106,21 +107,18 @@ TEST_F(LinkQueue, CountAllAddsTheTenTargets) {
     for (u32 i = 0; i < reader_link_target_count; i++) link_queue_clear(&reader.link_targets[i]);
 }
 
-// A script that writes its arguments, one a line, to a file; the opening code
-// doesn't wait for it.
 class LinkOpening : public LinkQueue {
 protected:
-    std::string folder, script, record;
+    std::string folder;
+    link_recorder_t recorder;
+    std::string& script = recorder.script;
+    std::string& record = recorder.record;
     void SetUp() override {
         LinkQueue::SetUp();
         char pattern[] = "/tmp/newsloom_links_XXXXXX";
         ASSERT_NE(mkdtemp(pattern), nullptr);
         folder = pattern;
-        script = folder + "/record.sh";
-        record = folder + "/arguments";
-        std::ofstream(script) << "#!/bin/sh\nfor a in \"$@\"; do echo \"$a\" >> " << record << ".tmp; done\nmv "
-                              << record << ".tmp " << record << "\n";
-        chmod(script.c_str(), 0755);
+        recorder.create(folder);
     }
     void TearDown() override {
         LinkQueue::TearDown();
@@ -132,18 +130,7 @@ protected:
         target.executable.bytes = (u8*)executable_line.data();
     }
     std::string executable_line;
-    std::string recorded() {
-        for (int i = 0; i < 500; i++) {
-            std::ifstream in(record);
-            if (in) {
-                std::stringstream all;
-                all << in.rdbuf();
-                return all.str();
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-        return "(nothing)";
-    }
+    std::string recorded() { return recorder.recorded(); }
 };
 
 TEST_F(LinkOpening, AnExecutableGetsTheLinkSplitAtBlanks) {

@@ -106,7 +106,8 @@ TEST(entry_enclosure, names_and_picture_extensions) {
     };
     const row_t rows[] = {
         {"http://a.test/p/pic.png", "pic.png", true},
-        {"http://a.test/p/pic.jpg?w=1", "pic.jpg", false},  // the query is part of the extension
+        {"http://a.test/p/pic.jpg?w=1", "pic.jpg", true},  // a query is no part of the path
+        {"http://a.test/p/pic.gif#x.png", "pic.gif#x.png", false},
         {"http://a.test/p/pic.jpeg", "pic.jpeg", true},
         {"http://a.test/p/pic.PNG", "pic.PNG", false},
         {"http://a.test/p/pic", "pic", false},
