@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "base/data.h"
+#include "bench/html_document.h"
 #include "html/tokenizer.h"
 #include "html/tree.h"
 
@@ -84,28 +85,6 @@ static void bench_gumbo(benchmark::State& state, const html_sample_t* sample) {
         }
     }
     state.SetBytesProcessed((int64_t)state.iterations() * (int64_t)sample->bytes);
-}
-
-// A valid document of the kinds of content entries carry, repeated to 1 MB.
-static std::string generated_document() {
-    std::string document = "<!doctype html>\n";
-    for (int i = 0; document.size() < 1000000; i++) {
-        std::string n = std::to_string(i);
-        document +=
-            "<article id=\"a" + n + "\">\n<h1>Entry number " + n + " \xe2\x80\x94 caf\xc3\xa9 notes</h1>\n"
-            "<p class=\"lead\">Some <b>bold</b> and <i>italic</i> text with a "
-            "<a href=\"https://example.com/entries/" + n + "?a=1&amp;b=2\" title=\"Link &amp; more\">link</a>, "
-            "references &eacute; &#x2014; &lt;tags&gt; and \xe2\x80\x9cquoted\xe2\x80\x9d words that run on "
-            "for a while, as a paragraph of an article would.</p>\n"
-            "<ul>\n  <li>first item</li>\n  <li>second item with <code>x &lt; y</code></li>\n</ul>\n"
-            "<pre>int main() {\n    return 0;\n}</pre>\n"
-            "<blockquote><p>A quotation with <em>emphasis</em> and a line<br>break.</p></blockquote>\n"
-            "<p><img src=\"https://example.com/pictures/" + n + ".png\" alt=\"A picture\" width=\"640\" "
-            "height=\"480\"></p>\n"
-            "<table><tr><th>Name</th><th>Value</th></tr><tr><td>cell</td><td colspan=\"2\">" + n +
-            "</td></tr></table>\n<!-- generated entry " + n + " -->\n</article>\n";
-    }
-    return document;
 }
 
 // Keeps the medians for the ratios. The machine may be shared: CPU time is the
