@@ -46,15 +46,21 @@ static_assert(sizeof(layout_line_t) == 40);
 struct layout_text_t {
     layout_line_t* lines;  // only with layout_flag_keep_lines
     u32 line_count;
+    // What the last measure found, for the replay to reuse (in the holes between the
+    // pointers): a key of the text and everything its lines depend on, 0 when there
+    // is no measure to reuse; the pen's x at the end; the line breaks taken.
+    u32 measure_key;
     layout_line_t* runs;
     u32* run_lines;  // per run, line_count when the run began
     u32 run_count;
+    f32 measure_end_x;
     const u8* text;
     u64 length;
     rect_t bounds;
     f32 line_height;
     f32 line_gap;
     f32 baseline;
+    u32 measure_breaks;
 };
 
 struct layout_item_t {
@@ -88,6 +94,15 @@ struct layout_item_t {
 };
 static_assert(sizeof(layout_item_t) == 96);
 
+// The metrics of a font's ASCII glyphs as the text layout's common case reads them:
+// advances, the kerning row of each as a first glyph, and what the loop does with it.
+struct layout_ascii_t {
+    const font_t* font;  // null: not built
+    f32 advance[128];
+    const i16* kerning[128];
+    u8 kind[128];
+};
+
 struct layout_t {
     data_t* memory;
     data_t memory_start;
@@ -117,6 +132,7 @@ struct layout_t {
     // The memory ran out in the last building pass: the items after that point are
     // left out of every pass, and the replay passes past the count get null_item.
     u32 items_dropped;
+    layout_ascii_t ascii;
 };
 
 struct layout_size_t {
@@ -225,6 +241,10 @@ void layout_replay_state(layout_t* layout, layout_item_t* item);
 // layout_flag_keep_lines every line. When the memory can't hold them the text is
 // only measured, or its lines are kept as far as they fit.
 void layout_text(layout_t* layout, layout_item_t* item, u32 record);
+// layout_text with record 1 for the replay of a measured item: a text that the
+// measure saw with the same start and that has no line in the view only moves the
+// pen as it did then, without a second scan.
+void layout_text_replay(layout_t* layout, layout_item_t* item);
 layout_size_t layout_get_single_line_size(const font_t* font, const u8* text, u64 length, u32 previous_codepoint);
 u64 layout_get_byte_at_position(const font_t* font, const u8* text, u64 length, f32 x);
 enum : u32 {

@@ -483,7 +483,7 @@ void layout_end(layout_t* layout, u32 partial) {
         layout_item_t* item = &layout->items[i];
         switch (item->kind) {
         case layout_item_text:
-            layout_text(layout, item, 1);
+            layout_text_replay(layout, item);
             text_flip(f, &item->text);
             break;
         case layout_item_advance:

@@ -1,6 +1,7 @@
 // layout_text: line breaking, measuring and visible runs; and the single-line
 // measurements of widgets (size, caret position, fit with ellipsis).
 #include <cmath>
+#include <cstring>
 
 #include "base/text.h"
 #include "layout/layout.h"
@@ -46,6 +47,67 @@ static u32 previous_item_codepoint(layout_t* layout, layout_item_t* item) {
     return codepoint_invalid;
 }
 
+// A key of what a text's lines depend on: its bytes, where it starts, the wrap, the
+// font and the code point it kerns with. Eight bytes a step: much cheaper than the
+// measure it stands for.
+static u32 measure_key(const layout_t* layout, const layout_text_t* body, f32 pen_x, f32 pen_y, u32 previous) {
+    const u64 multiplier = 0x9E3779B97F4A7C15ull;
+    u64 hash = body->length * multiplier;
+    auto mix = [&](u64 value) {
+        hash = (hash ^ value) * multiplier;
+        hash ^= hash >> 29;
+    };
+    auto bits = [](f32 value) {
+        u32 result;
+        memcpy(&result, &value, 4);
+        return (u64)result;
+    };
+    mix(bits(pen_x) << 32 | bits(pen_y));
+    mix(bits(layout->line_start_x) << 32 | bits(layout->wrap_width));
+    mix((u64)layout->break_anywhere << 48 | (u64)layout->eat_space << 40 | layout->font);
+    mix(previous);
+    const u8* p = body->text;
+    u64 left = body->length;
+    for (; left >= 8; left -= 8, p += 8) {
+        u64 word;
+        memcpy(&word, p, 8);
+        mix(word);
+    }
+    if (left) {
+        u64 word = 0;
+        memcpy(&word, p, left);
+        mix(word);
+    }
+    u32 key = (u32)(hash ^ (hash >> 32));
+    return key ? key : 1;
+}
+
+enum : u8 {
+    ascii_glyph = 0,
+    ascii_space = 1,
+    ascii_leave = 2,  // a line break, or a glyph whose kerning the rows don't hold
+};
+
+// Built once per font a layout uses; the same glyphs and amounts as font_glyph and
+// font_kerning give, so that both paths of layout_text add the same bits. A kerning
+// row is the font's own cache of ASCII pairs, which fills as pairs are first met.
+static const layout_ascii_t* ascii_metrics(layout_t* layout, const font_t* font) {
+    layout_ascii_t* a = &layout->ascii;
+    if (a->font == font) return a;
+    static const i16 no_kerning[128] = {};
+    a->font = font;
+    for (u32 c = 0; c < 128; c++) {
+        const glyph_t* glyph = font_glyph_ascii(font, c);
+        bool kerns = !font->empty && font->set->faces[glyph->face].kerns;
+        a->advance[c] = glyph->advance;
+        a->kerning[c] = kerns && glyph->codepoint < 128 ? font->kerning_ascii + glyph->codepoint * 128 : no_kerning;
+        a->kind[c] = is_line_break(c) || (kerns && glyph->codepoint >= 128) ? ascii_leave
+                     : char_is_space(c)                                     ? ascii_space
+                                                                            : ascii_glyph;
+    }
+    return a;
+}
+
 struct text_state_t {
     layout_t* layout;
     layout_text_t* body;
@@ -62,6 +124,7 @@ struct text_state_t {
     layout_line_t run_copy;  // the open run at the break opportunity
     u32 run_copy_count;      // run_count at the break opportunity
     bool run_copy_open;
+    u32 breaks;
 };
 
 static void line_store(text_state_t* s, const layout_line_t* line) {
@@ -84,6 +147,7 @@ static void new_line(text_state_t* s, const layout_line_t* finished) {
     s->bounds.x0 = min_of(s->bounds.x0, layout->line_start_x);
     layout->pen_y += s->line_height + s->gap;
     layout->pen_x = s->bounds.x0;
+    s->breaks += 1;
     s->line = layout_line_t{};
     s->line_open = false;
     s->word = layout_line_t{};
@@ -106,6 +170,7 @@ void layout_text(layout_t* layout, layout_item_t* item, u32 record) {
     ASSERT(item->kind == layout_item_text);
     layout_text_t* body = &item->text;
     const font_t* font = &layout->fonts->fonts[layout->font];
+    const layout_ascii_t* ascii = ascii_metrics(layout, font);
     text_state_t s = {};
     s.layout = layout;
     s.body = body;
@@ -140,6 +205,8 @@ void layout_text(layout_t* layout, layout_item_t* item, u32 record) {
     }
 
     u32 previous = previous_item_codepoint(layout, item);
+    f32 start_x = layout->pen_x, start_y = layout->pen_y;
+    u32 start_previous = previous;
     const glyph_t* previous_glyph = nullptr;  // the glyph of `previous`, once looked up
     const u8* first = body->text;
     const u8* end = first + body->length;
@@ -166,46 +233,54 @@ void layout_text(layout_t* layout, layout_item_t* item, u32 record) {
         // wraps, other code points and the lines that show.
         f32 view_y = layout->pen_y - layout->scroll_y;
         bool line_hidden = view_y >= layout->height || view_y + s.line_height <= 0;
-        if (!at_line_start && !word_too_long && p != first && previous != codepoint_invalid && !s.run &&
-            (!record || line_hidden)) {
-            if (!previous_glyph) previous_glyph = font_glyph(font, previous);
+        if (!at_line_start && !word_too_long && p != first && previous < 128 && ascii->kind[previous] != ascii_leave &&
+            !s.run && (!record || line_hidden)) {
+            const i16* kerning = ascii->kerning[previous];
+            f32 scale = font->scale;
             f32 x1 = s.line.rect.x1, pen = layout->pen_x;
-            u64 bytes = s.line.bytes, count = s.line.codepoints;
             f32 word_x1 = 0;
-            u64 word_bytes = 0, word_count = 0;
-            bool spaced = false;
+            const u8* word_end = nullptr;  // after the last space taken
             const u8* q = p;
             while (q < end) {
                 u32 c = *q;
-                if (c >= 0x80 || is_line_break(c)) break;
-                const glyph_t* glyph = font_glyph_ascii(font, c);
-                f32 advance = (f32)font_kerning(font, previous_glyph, c) * font->scale + glyph->advance;
+                if (c >= 128) break;
+                u32 kind = ascii->kind[c];
+                if (kind == ascii_leave) break;
+                i32 kern = kerning[c];
+                if (kern == font_kerning_unknown) {
+                    // Met for the first time in this font: font_kerning looks it up and
+                    // fills the row.
+                    u32 first_of_pair = q == p ? previous : q[-1];
+                    kern = font_kerning(font, font_glyph_ascii(font, first_of_pair), c);
+                }
+                f32 advance = (f32)kern * scale + ascii->advance[c];
                 if (x1 + advance > wrap_right) break;
                 x1 += advance;
                 pen += advance;
-                bytes += 1;
-                count += 1;
-                if (char_is_space(c)) {
-                    spaced = true;
-                    word_x1 = x1, word_bytes = bytes, word_count = count;
-                }
-                previous_glyph = glyph;
-                previous = c;
+                kerning = ascii->kerning[c];
                 q += 1;
+                if (kind == ascii_space) {
+                    word_x1 = x1;
+                    word_end = q;
+                }
             }
             if (q != p) {
+                u64 taken = (u64)(q - p);
                 s.line.rect.x1 = x1;
-                s.line.bytes = bytes;
-                s.line.codepoints = count;
+                s.line.bytes += taken;
+                s.line.codepoints += taken;
                 layout->pen_x = pen;
-                if (spaced) {
+                if (word_end) {
+                    u64 after = (u64)(q - word_end);
                     s.word = s.line;
                     s.word.rect.x1 = word_x1;
-                    s.word.bytes = word_bytes;
-                    s.word.codepoints = word_count;
+                    s.word.bytes = s.line.bytes - after;
+                    s.word.codepoints = s.line.codepoints - after;
                     s.run_copy_open = false;
                     s.run_copy_count = body->run_count;
                 }
+                previous = q[-1];
+                previous_glyph = nullptr;
                 p = q;
                 continue;
             }
@@ -360,6 +435,31 @@ void layout_text(layout_t* layout, layout_item_t* item, u32 record) {
         }
     }
     body->bounds = s.bounds;
+    body->measure_key = record ? 0 : measure_key(layout, body, start_x, start_y, start_previous);
+    body->measure_end_x = layout->pen_x;
+    body->measure_breaks = s.breaks;
+}
+
+void layout_text_replay(layout_t* layout, layout_item_t* item) {
+    layout_text_t* body = &item->text;
+    // The measure's bounds hold every glyph box it made; the same start and key
+    // mean the replay would make the same ones.
+    f32 top = body->bounds.y0 - layout->scroll_y, bottom = body->bounds.y1 - layout->scroll_y;
+    bool hidden = bottom <= 0 || top >= layout->height;
+    bool reuse = body->measure_key && hidden && !(layout->flags & layout_flag_keep_lines) &&
+                 measure_key(layout, body, layout->pen_x, layout->pen_y, previous_item_codepoint(layout, item)) ==
+                     body->measure_key;
+    if (!reuse) {
+        layout_text(layout, item, 1);
+        return;
+    }
+    body->measure_key = 0;
+    // Line by line, as the measure added it, so that the pen lands on the same bits.
+    f32 pitch = body->line_height + body->line_gap;
+    for (u32 i = 0; i < body->measure_breaks; i++) layout->pen_y += pitch;
+    layout->pen_x = body->measure_end_x;
+    layout->max_x = max_of(layout->max_x, body->bounds.x1);
+    layout->max_y = max_of(layout->max_y, body->bounds.y1);
 }
 
 // The advance of one glyph in a single line, with the left bearing off the first

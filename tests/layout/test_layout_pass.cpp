@@ -419,20 +419,62 @@ TEST(LayoutPassDeath, ADescriptionThatChangesBetweenPassesTraps) {
 
 TEST(LayoutPassDeath, TextChangedAfterItsMeasureTrapsInTheReplay) {
     // The text is kept by pointer: a line break written into it after the measure
-    // gives the replay other maxima than the measure found.
-    auto run = [](bool change) {
+    // gives the replay other maxima than the measure found, also when the text lies
+    // below the view, where the replay would otherwise take the measure as it was.
+    auto run = [](bool change, f32 above) {
         char text[] = "short";
         passes_t p(rect_t{0, 0, 200, 100});
         while (layout_pass_start(&p.layout)) {
             if (layout_pass_ready(&p.layout, 0)) continue;
+            layout_box(&p.layout, 10, above, 0, layout_box_pen_below);
             layout_string_p(&p.layout, (const u8*)text, 5);
             layout_finish(&p.layout);
             if (change) text[1] = '\n';
         }
         return p.layout.state;
     };
-    EXPECT_EQ(run(false), (u32)layout_state_done);
-    EXPECT_DEATH(run(true), "");
+    for (f32 above : {0.0f, 300.0f}) {
+        EXPECT_EQ(run(false, above), (u32)layout_state_done);
+        EXPECT_DEATH(run(true, above), "") << above;
+    }
+}
+
+TEST(LayoutPass, TextsOutOfTheViewReplayAsAFullReplayWould) {
+    // Paragraphs of a wrapped text where the bar narrows the view after the first
+    // measure. Kept lines make the replay lay out every text again; without them the
+    // replay reuses the measure of the texts that don't show. Both must agree at
+    // every offset, down to the runs of the texts that do.
+    std::vector<std::string> paragraphs;
+    for (u32 i = 0; i < 14; i++) paragraphs.push_back(words(3 + i * 5 % 11) + "x\n");
+    paragraphs[5] = "";
+    auto positions = [&](f32 scroll, u32 flags) {
+        passes_t p(rect_t{0, 0, 220, 100}, 0, scroll);
+        std::vector<layout_item_t*> texts;
+        p.run([&](layout_t* l) {
+            texts.clear();
+            layout_set_flags(l, flags);
+            layout_set_wrap(l, 0, l->width, layout_wrap_eat_space);
+            for (const std::string& paragraph : paragraphs) {
+                texts.push_back(layout_string_p(l, (const u8*)paragraph.data(), paragraph.size()));
+            }
+        });
+        std::vector<f32> seen = {p.layout.scroll_y, p.layout.max_x, p.layout.max_y};
+        for (layout_item_t* text : texts) {
+            const layout_text_t& t = text->text;
+            seen.insert(seen.end(), {t.bounds.x0, t.bounds.y0, t.bounds.x1, t.bounds.y1, (f32)t.run_count});
+            for (u32 i = 0; i < t.run_count; i++) {
+                const layout_line_t& run = t.runs[i];
+                seen.insert(seen.end(), {run.rect.x0, run.rect.y0, run.rect.x1, run.rect.y1, (f32)run.bytes,
+                                         (f32)(run.text - t.text)});
+            }
+        }
+        return seen;
+    };
+    for (f32 scroll : {0.0f, 35.0f, 170.0f, 1e6f}) {
+        for (u32 flags : {0u, (u32)layout_flag_partly_visible}) {
+            EXPECT_EQ(positions(scroll, flags), positions(scroll, flags | layout_flag_keep_lines)) << scroll;
+        }
+    }
 }
 
 }  // namespace
