@@ -56,6 +56,32 @@ static void building_reset(layout_t* layout) {
     layout->item_count = 0;
 }
 
+enum bar_axis_t : u32 { bar_vertical, bar_horizontal };
+
+// A vertical bar takes its room from the view's width, a horizontal one from its
+// height at the bottom (y up); `sign` 1 adds the bar, -1 takes it back.
+static void bar_room(layout_t* layout, bar_axis_t axis, f32 sign) {
+    if (axis == bar_vertical) {
+        layout->width -= sign * layout_bar_size;
+    } else {
+        layout->height -= sign * layout_bar_size;
+        layout->y += sign * layout_bar_size;
+    }
+}
+
+// The bar of one axis, when the content overflows along it and the flags allow it.
+// True when it was added now.
+static bool bar_add(layout_t* layout, bar_axis_t axis) {
+    bool vertical = axis == bar_vertical;
+    u32* bar = vertical ? &layout->vertical_bar : &layout->horizontal_bar;
+    u32 refused = layout->flags & (vertical ? layout_flag_no_vertical_bar : layout_flag_no_horizontal_bar);
+    bool overflow = vertical ? layout_has_vertical_overflow(layout) : layout_has_horizontal_overflow(layout);
+    if (refused || !overflow || *bar) return false;
+    *bar = 1;
+    bar_room(layout, axis, 1);
+    return true;
+}
+
 // Adds the bars that the measured content calls for; false when the content must
 // be measured again because a wrapped text may flow differently in the narrower
 // view. A bar once added stays for the whole layout.
@@ -63,32 +89,21 @@ static bool bars_decide(layout_t* layout) {
     bool wrap_set = layout->wrap_width != layout_no_wrap;
     bool advance = true;
     for (;;) {
-        bool vertical = layout_has_vertical_overflow(layout);
-        if (!(layout->flags & layout_flag_no_vertical_bar) && vertical && !layout->vertical_bar) {
-            layout->width -= layout_bar_size;
-            layout->vertical_bar = 1;
-            advance = !wrap_set;
-        }
-        if (!(layout->flags & layout_flag_no_horizontal_bar) && layout_has_horizontal_overflow(layout) &&
-            !layout->horizontal_bar) {
-            layout->height -= layout_bar_size;
-            layout->y += layout_bar_size;
-            layout->horizontal_bar = 1;
+        bool vertical_overflow = layout_has_vertical_overflow(layout);
+        if (bar_add(layout, bar_vertical)) advance = !wrap_set;
+        if (bar_add(layout, bar_horizontal)) {
             advance = !wrap_set;
             // Without a wrap nothing is measured again, so the lost height is
             // looked at here.
-            if (!wrap_set && !vertical) continue;
+            if (!wrap_set && !vertical_overflow) continue;
         }
         return advance;
     }
 }
 
 static void bars_take_back(layout_t* layout) {
-    if (layout->vertical_bar) layout->width += layout_bar_size;
-    if (layout->horizontal_bar) {
-        layout->height += layout_bar_size;
-        layout->y -= layout_bar_size;
-    }
+    if (layout->vertical_bar) bar_room(layout, bar_vertical, -1);
+    if (layout->horizontal_bar) bar_room(layout, bar_horizontal, -1);
     layout->vertical_bar = 0;
     layout->horizontal_bar = 0;
 }
