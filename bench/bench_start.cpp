@@ -17,8 +17,6 @@
 #include <vector>
 
 #include "bench/full_store.h"
-#include "store/codepoint_set.h"
-#include "store/reader_file.h"
 #include "tests/window/x_server.h"
 
 namespace {
@@ -94,27 +92,6 @@ struct median_reporter_t : benchmark::ConsoleReporter {
     }
 };
 
-// The store that the program loads: filled by first merges and saved as an exit
-// would save it.
-bool full_store_save() {
-    data_t scratch = data_allocate(MIB(10));
-    data_t codepoint_block = data_allocate(codepoint_set_size());
-    codepoint_set_t codepoints = {};
-    codepoint_set_init(&codepoints, &codepoint_block);
-    reader_t reader = {};
-    reader_init(&reader);
-    reader.codepoints = &codepoints;
-    std::vector<std::string> documents = full_store_documents();
-    full_store_fill(&scratch, &reader, documents);
-    printf("full store: %u feeds, %u entries, %llu bytes of text\n", reader.feeds.entry_count,
-           reader.entries.entry_count, (unsigned long long)reader.strings.used);
-    bool saved = reader_save(&scratch, data_from_size(store_folder.size(), store_folder.data()), &reader);
-    reader_release(&reader);
-    data_free(&codepoint_block);
-    data_free(&scratch);
-    return saved;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -122,7 +99,7 @@ int main(int argc, char** argv) {
     char pattern[] = "/tmp/newsloom_bench_start_XXXXXX";
     folder = mkdtemp(pattern);
     store_folder = folder + "/store";
-    if (!full_store_save()) {
+    if (!full_store_save(store_folder)) {
         fprintf(stderr, "bench_start: the full store could not be saved\n");
         return 1;
     }

@@ -6,8 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "store/codepoint_set.h"
 #include "store/feed_merge.h"
 #include "store/reader.h"
+#include "store/reader_file.h"
 
 // An RSS document like a busy blog's: items with a title, link, guid, date,
 // categories and an escaped HTML description of a few kilobytes.
@@ -55,4 +57,25 @@ inline void full_store_fill(data_t* scratch, reader_t* reader, std::vector<std::
         reader_ensure_meta(reader, feed);
         data_clear(scratch);
     }
+}
+
+// The store that the programs load, filled by first merges and saved into `folder`
+// as an exit would save it.
+inline bool full_store_save(const std::string& folder) {
+    data_t scratch = data_allocate(MIB(10));
+    data_t codepoint_block = data_allocate(codepoint_set_size());
+    codepoint_set_t codepoints = {};
+    codepoint_set_init(&codepoints, &codepoint_block);
+    reader_t reader = {};
+    reader_init(&reader);
+    reader.codepoints = &codepoints;
+    std::vector<std::string> documents = full_store_documents();
+    full_store_fill(&scratch, &reader, documents);
+    printf("full store: %u feeds, %u entries, %llu bytes of text\n", reader.feeds.entry_count,
+           reader.entries.entry_count, (unsigned long long)reader.strings.used);
+    bool saved = reader_save(&scratch, data_from_size(folder.size(), folder.data()), &reader);
+    reader_release(&reader);
+    data_free(&codepoint_block);
+    data_free(&scratch);
+    return saved;
 }
