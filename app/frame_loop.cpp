@@ -67,8 +67,8 @@ void frame_fonts_create(font_set_t* fonts, data_t font_memory) {
 void frame_render_create(renderer_t* render, draw_t* draw, window_t* window, font_set_t* fonts, u32 icon_texture) {
     gl_renderer_create(render, window->width, window->height, renderer_alpha_blending,
                        window->handle ? render_backend_gl : render_backend_stub);
-    // The atlas grows up to what the context takes, within a size worth its memory.
-    if (window->handle) fonts->atlas_limit = (u16)min_of(gl_texture_size_limit(), 8192u);
+    // Atlases grow up to what the context takes, within a size worth their memory.
+    if (window->handle) fonts->atlas_limit = (u16)min_of(gl_texture_size_limit(), 4096u);
     draw_create(draw, render, fonts, window->screen_width, window->screen_height, icon_texture);
     panel_pictures_attach(render);
 }

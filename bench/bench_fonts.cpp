@@ -212,8 +212,7 @@ int main() {
         }
         u32 next = 0x4E00 + (lines_shown + run * lines_per_frame) * line_length;
         peer_builds.push_back(imgui_atlas_build(cjk, cjk_index, next, lines_per_frame * line_length));
-        data_free(&s->fonts.atlas_block);
-        data_free(&s->fonts.memory);
+        font_set_free(&s->fonts);
         delete s;
     }
     f64 new_glyphs = median(new_glyph_frames), steady = median(steady_frames), peer = median(peer_builds);

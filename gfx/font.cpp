@@ -1,4 +1,4 @@
-// Glyphs made when first met, faces for the code points a font lacks, the atlas's
+// Glyphs made when first met, faces for the code points a font lacks, the atlases'
 // shelves with their least-recently-used reuse, and kerning cached per pair.
 #include "gfx/font.h"
 
@@ -68,9 +68,11 @@ font_t* font_load(font_set_t* set, data_t file, f32 size, u32 fixed_pitch) {
     font->fixed_pitch = fixed_pitch;
     font->pages = (glyph_t**)data_push(&set->memory, sizeof(glyph_t*) * font_page_count, 8);
     font->kerning_ascii = (i16*)data_push(&set->memory, sizeof(i16) * 128 * 128, 8);
+    font->atlas = (font_atlas_t*)data_push(&set->memory, sizeof(font_atlas_t), 8);
     font->kerning_pairs =
         (font_kerning_slot_t*)data_push(&set->memory, sizeof(font_kerning_slot_t) * font_kerning_slots, 8);
-    ASSERT(font->pages && font->kerning_ascii && font->kerning_pairs);
+    ASSERT(font->pages && font->kerning_ascii && font->kerning_pairs && font->atlas);
+    *font->atlas = font_atlas_t{};
     bytes_zero(font->pages, sizeof(glyph_t*) * font_page_count);
     for (u32 i = 0; i < 128 * 128; i++) font->kerning_ascii[i] = font_kerning_unknown;
     bytes_zero(font->kerning_pairs, sizeof(font_kerning_slot_t) * font_kerning_slots);
@@ -127,6 +129,7 @@ static u32 face_covering(font_set_t* set, u32 codepoint) {
             file_error_t error = 0;
             data_t file = file_read_all(data_from_size(length, path), false, &error);
             if (!error) face = face_add(set, file, index, hash);
+            if (face != font_face_limit) set->faces[face].owned = 1;
             if (face == font_face_limit) {
                 if (file.bytes) data_free(&file);
                 problem_log(set, font_problem_face, "A font file that covers a character could not be loaded",
@@ -146,8 +149,10 @@ static glyph_t* glyph_slot(const font_t* font, u32 codepoint) {
     u64 page_size = sizeof(glyph_t) * 256;
     if (set->glyph_block.used + page_size > set->glyph_block.reserved) {
         // Blocks are never freed while the set lives: records stay where they are.
-        set->glyph_block = data_allocate(page_size * glyph_pages_per_block);
-        if (!set->glyph_block.bytes) return nullptr;
+        data_t block = data_allocate(sizeof(data_t) + page_size * glyph_pages_per_block);
+        if (!block.bytes) return nullptr;
+        *(data_t*)data_push(&block, sizeof(data_t), 8) = set->glyph_block;
+        set->glyph_block = block;
     }
     *page = (glyph_t*)data_push(&set->glyph_block, page_size, 8);
     bytes_zero(*page, page_size);
@@ -220,26 +225,42 @@ glyph_t* font_glyph_make(const font_t* font, u32 codepoint) {
 
 void font_frame_begin(font_set_t* set) { set->frame += 1; }
 
-static void rows_changed(font_set_t* set, u32 y0, u32 y1) {
-    if (set->dirty_y1 <= set->dirty_y0) {
-        set->dirty_y0 = y0;
-        set->dirty_y1 = y1;
+void font_set_free(font_set_t* set) {
+    for (u32 f = 0; f < set->font_count; f++) {
+        if (set->fonts[f].atlas && set->fonts[f].atlas->block.bytes) data_free(&set->fonts[f].atlas->block);
+    }
+    while (set->glyph_block.bytes) {
+        data_t before = *(data_t*)set->glyph_block.bytes;
+        data_free(&set->glyph_block);
+        set->glyph_block = before;
+    }
+    for (u32 f = 0; f < set->face_count; f++) {
+        if (set->faces[f].owned) data_free(&set->faces[f].file);
+    }
+    data_free(&set->memory);
+    *set = font_set_t{};
+}
+
+static void rows_changed(font_atlas_t* atlas, u32 y0, u32 y1) {
+    if (atlas->dirty_y1 <= atlas->dirty_y0) {
+        atlas->dirty_y0 = y0;
+        atlas->dirty_y1 = y1;
     } else {
-        set->dirty_y0 = min_of(set->dirty_y0, y0);
-        set->dirty_y1 = max_of(set->dirty_y1, y1);
+        atlas->dirty_y0 = min_of(atlas->dirty_y0, y0);
+        atlas->dirty_y1 = max_of(atlas->dirty_y1, y1);
     }
 }
 
-void font_atlas_uploaded(font_set_t* set) {
-    set->dirty_y0 = set->dirty_y1 = 0;
-    set->atlas_resized = 0;
+void font_atlas_uploaded(font_atlas_t* atlas) {
+    atlas->dirty_y0 = atlas->dirty_y1 = 0;
+    atlas->resized = 0;
 }
 
 // A larger atlas with the old pixels where they were; false at the limit.
-static bool atlas_grow(font_set_t* set) {
-    u32 width = set->atlas_width, height = set->atlas_height;
-    if (!set->atlas) {
-        width = min_of(1024u, (u32)set->atlas_limit);
+static bool atlas_grow(const font_set_t* set, font_atlas_t* atlas) {
+    u32 width = atlas->width, height = atlas->height;
+    if (!atlas->pixels) {
+        width = min_of(512u, (u32)set->atlas_limit);
         height = min_of(256u, (u32)set->atlas_limit);
     } else if (height < set->atlas_limit) {
         height = min_of(height * 2, (u32)set->atlas_limit);
@@ -251,66 +272,67 @@ static bool atlas_grow(font_set_t* set) {
     data_t block = data_allocate((u64)width * height);
     if (!block.bytes) return false;
     bytes_zero(block.bytes, (u64)width * height);
-    for (u32 y = 0; y < set->atlas_height; y++) {
-        bytes_copy(block.bytes + (u64)y * width, set->atlas + (u64)y * set->atlas_width, set->atlas_width);
+    for (u32 y = 0; y < atlas->height; y++) {
+        bytes_copy(block.bytes + (u64)y * width, atlas->pixels + (u64)y * atlas->width, atlas->width);
     }
-    if (set->atlas_block.bytes) data_free(&set->atlas_block);
-    set->atlas_block = block;
-    set->atlas = block.bytes;
-    set->atlas_width = (u16)width;
-    set->atlas_height = (u16)height;
-    set->atlas_resized = 1;
+    if (atlas->block.bytes) data_free(&atlas->block);
+    atlas->block = block;
+    atlas->pixels = block.bytes;
+    atlas->width = (u16)width;
+    atlas->height = (u16)height;
+    atlas->resized = 1;
     return true;
 }
 
 // A shelf with room for a box of `width` by `height`, opening, growing or emptying
 // one; font_shelf_limit when every shelf that could take it holds glyphs of this frame.
-static u32 shelf_find(font_set_t* set, u32 width, u32 height) {
+static u32 shelf_find(const font_set_t* set, font_atlas_t* atlas, u32 width, u32 height) {
     // Shelves come in heights of multiples of 8, so that one serves glyphs of
     // nearby sizes.
     u32 shelf_height = (u32)align_up(height, 8);
     for (;;) {
         u32 best = font_shelf_limit;
-        for (u32 s = 0; s < set->shelf_count; s++) {
-            const font_shelf_t* shelf = &set->shelves[s];
-            if (shelf->height == shelf_height && shelf->x + width <= set->atlas_width) {
+        for (u32 s = 0; s < atlas->shelf_count; s++) {
+            const font_shelf_t* shelf = &atlas->shelves[s];
+            if (shelf->height == shelf_height && shelf->x + width <= atlas->width) {
                 best = s;
                 break;
             }
         }
         if (best != font_shelf_limit) return best;
-        u32 top =
-            set->shelf_count ? set->shelves[set->shelf_count - 1].y + set->shelves[set->shelf_count - 1].height : 0;
-        if (set->atlas && set->shelf_count < font_shelf_limit && top + shelf_height <= set->atlas_height) {
-            font_shelf_t* shelf = &set->shelves[set->shelf_count++];
+        const font_shelf_t* last = atlas->shelf_count ? &atlas->shelves[atlas->shelf_count - 1] : nullptr;
+        u32 top = last ? last->y + last->height : 0;
+        if (atlas->pixels && atlas->shelf_count < font_shelf_limit && top + shelf_height <= atlas->height) {
+            font_shelf_t* shelf = &atlas->shelves[atlas->shelf_count++];
             *shelf = font_shelf_t{(u16)top, (u16)shelf_height, 0, 0, 0};
-            return set->shelf_count - 1;
+            return atlas->shelf_count - 1;
         }
-        if (!atlas_grow(set)) break;
+        if (!atlas_grow(set, atlas)) break;
     }
     // Full: empty the shelf drawn from longest ago that is high enough.
     u32 oldest = font_shelf_limit;
-    for (u32 s = 0; s < set->shelf_count; s++) {
-        const font_shelf_t* shelf = &set->shelves[s];
+    for (u32 s = 0; s < atlas->shelf_count; s++) {
+        const font_shelf_t* shelf = &atlas->shelves[s];
         if (shelf->height < height || shelf->last_used >= set->frame) continue;
-        if (oldest == font_shelf_limit || shelf->last_used < set->shelves[oldest].last_used) oldest = s;
+        if (oldest == font_shelf_limit || shelf->last_used < atlas->shelves[oldest].last_used) oldest = s;
     }
     if (oldest == font_shelf_limit) return oldest;
-    font_shelf_t* shelf = &set->shelves[oldest];
+    font_shelf_t* shelf = &atlas->shelves[oldest];
     shelf->generation += 1;
     shelf->x = 0;
     for (u32 y = shelf->y; y < (u32)shelf->y + shelf->height; y++) {
-        bytes_zero(set->atlas + (u64)y * set->atlas_width, set->atlas_width);
+        bytes_zero(atlas->pixels + (u64)y * atlas->width, atlas->width);
     }
-    rows_changed(set, shelf->y, shelf->y + shelf->height);
+    rows_changed(atlas, shelf->y, shelf->y + shelf->height);
     return oldest;
 }
 
 static bool glyph_bake(const font_t* font, glyph_t* glyph) {
     font_set_t* set = font->set;
-    u32 s = shelf_find(set, glyph->width + glyph_padding, glyph->height + glyph_padding);
+    font_atlas_t* atlas = font->atlas;
+    u32 s = shelf_find(set, atlas, glyph->width + glyph_padding, glyph->height + glyph_padding);
     if (s == font_shelf_limit) return false;
-    font_shelf_t* shelf = &set->shelves[s];
+    font_shelf_t* shelf = &atlas->shelves[s];
     const stbtt_fontinfo* info = &set->faces[glyph->face].info;
     f32 scale = glyph->face == font->face ? font->scale : stbtt_ScaleForPixelHeight(info, font->size);
     // stb_truetype writes rows top-down; the atlas's rows run bottom-up.
@@ -330,11 +352,11 @@ static bool glyph_bake(const font_t* font, glyph_t* glyph) {
                                            (int)glyph->id);
     u32 x = shelf->x, y = shelf->y;
     for (u32 row = 0; row < glyph->height; row++) {
-        u8* target = set->atlas + (u64)(y + glyph->height - 1 - row) * set->atlas_width + x;
+        u8* target = atlas->pixels + (u64)(y + glyph->height - 1 - row) * atlas->width + x;
         bytes_copy(target, bitmap + (u64)row * glyph->width, glyph->width);
     }
     if (block.bytes) data_free(&block);
-    rows_changed(set, y, y + glyph->height);
+    rows_changed(atlas, y, y + glyph->height);
     shelf->x = (u16)(x + glyph->width + glyph_padding);
     glyph->x0 = (u16)x;
     glyph->y0 = (u16)y;
@@ -352,8 +374,9 @@ const glyph_t* font_glyph_drawn(const font_t* font, u32 codepoint) {
     glyph_t* glyph = (glyph_t*)font_glyph(font, codepoint);
     if (!glyph->width) return glyph;
     font_set_t* set = font->set;
-    bool baked = glyph->state == glyph_baked && glyph->shelf < set->shelf_count &&
-                 set->shelves[glyph->shelf].generation == glyph->generation;
+    font_atlas_t* atlas = font->atlas;
+    bool baked = glyph->state == glyph_baked && glyph->shelf < atlas->shelf_count &&
+                 atlas->shelves[glyph->shelf].generation == glyph->generation;
     if (!baked && !glyph_bake(font, glyph)) {
         // Every shelf holds glyphs of this frame: this one waits for the next.
         problem_log(set, font_problem_atlas_full, "The font atlas is full; some characters are not shown", codepoint);
@@ -361,7 +384,7 @@ const glyph_t* font_glyph_drawn(const font_t* font, u32 codepoint) {
         nothing_drawn.x1 = nothing_drawn.x0;
         return &nothing_drawn;
     }
-    set->shelves[glyph->shelf].last_used = set->frame;
+    atlas->shelves[glyph->shelf].last_used = set->frame;
     return glyph;
 }
 

@@ -1,5 +1,5 @@
 // Fonts: faces loaded from memory with stb_truetype. A glyph's metrics are made when
-// it is first measured or drawn, its bitmap is baked into the shared atlas when it is
+// it is first measured or drawn, its bitmap is baked into its font's atlas when it is
 // first drawn, a code point the font's face lacks is taken from another face that
 // covers it (found through fontconfig), and kerning is looked up per pair when the
 // pair is first met.
@@ -35,6 +35,7 @@ struct font_face_t {
     data_t file;
     u32 kerns;  // the face has kerning tables
     u32 path_hash;  // of the file's path and index, for faces found by code point
+    u32 owned;      // read by the set, freed with it
 };
 
 struct font_kerning_slot_t {
@@ -50,6 +51,26 @@ constexpr u32 font_kerning_slots = 4096;  // a power of two
 constexpr i16 font_kerning_unknown = -32768;
 constexpr u32 font_shelf_limit = 1024;
 
+// A row of an atlas that glyphs of about its height fill from the left.
+struct font_shelf_t {
+    u16 y, height, x;
+    u16 generation;  // changes when the shelf is emptied, dropping its glyphs
+    u64 last_used;   // the frame that last drew one of its glyphs
+};
+
+// The glyphs of one font (a face at one size), on shelves over one texture that
+// grows up to the renderer's limit.
+struct font_atlas_t {
+    u8* pixels;  // one byte per pixel, rows bottom-up
+    data_t block;
+    u16 width, height;
+    u16 shelf_count;
+    u32 dirty_y0, dirty_y1;  // rows changed since the last upload
+    u32 resized;             // the texture must be made anew
+    u32 texture;             // the renderer's
+    font_shelf_t shelves[font_shelf_limit];
+};
+
 struct font_set_t;
 
 struct font_t {
@@ -58,19 +79,13 @@ struct font_t {
     i16* kerning_ascii;  // 128 x 128, font_kerning_unknown until looked up
     font_kerning_slot_t* kerning_pairs;
     u32 kerning_pair_count;
+    font_atlas_t* atlas;
     f32 size;   // pixels
     f32 scale;  // font units of the face to pixels
     i32 ascent, descent, line_gap;  // font units
     u32 fixed_pitch;
     u32 empty;  // no font file was found: no glyphs, a line height of `size`
     u8 face;
-};
-
-// A row of the atlas that glyphs of about its height fill from the left.
-struct font_shelf_t {
-    u16 y, height, x;
-    u16 generation;  // changes when the shelf is emptied, dropping its glyphs
-    u64 last_used;   // the frame that last drew one of its glyphs
 };
 
 // Problems written to the log once per set.
@@ -88,19 +103,11 @@ struct font_set_t {
     font_face_t faces[font_face_limit];
     u8** coverage;  // by code point: 0 unknown, else 1 + the face found for it, or 0xFF none
     u32 font_count, face_count;
-    u8* atlas;  // one byte per pixel, rows bottom-up
-    data_t atlas_block;
-    u16 atlas_width, atlas_height;
-    u16 atlas_limit;  // the largest side the renderer takes
-    u16 shelf_count;
-    font_shelf_t shelves[font_shelf_limit];
+    u16 atlas_limit;     // the largest side the renderer takes
     u64 frame;
-    u32 dirty_y0, dirty_y1;  // rows changed since the last upload
-    u32 atlas_resized;       // the texture must be made anew
-    u32 texture;             // the renderer's texture of the atlas
-    u32 problems;            // font_problem_t bits already logged
-    u32 find_faces;          // ask the system for faces that cover a code point
-    data_t glyph_block;      // pages of glyphs are cut from blocks of this size
+    u32 problems;        // font_problem_t bits already logged
+    u32 find_faces;      // ask the system for faces that cover a code point
+    data_t glyph_block;  // pages of glyphs are cut from it; it starts with the one before
 };
 
 void font_set_create(font_set_t* set, data_t memory);
@@ -121,13 +128,15 @@ inline const glyph_t* font_glyph(const font_t* font, u32 codepoint) {
 // The first 128 are made with the font, so running text reads them directly.
 inline const glyph_t* font_glyph_ascii(const font_t* font, u32 codepoint) { return &font->pages[0][codepoint]; }
 
-// A new frame for the atlas: glyphs drawn from here on keep their place until the
+// A new frame for the atlases: glyphs drawn from here on keep their place until the
 // next frame begins.
 void font_frame_begin(font_set_t* set);
-// The glyph with its bitmap in the atlas (x1 > x0 when there is one to draw).
+// The glyph with its bitmap in the font's atlas (x1 > x0 when there is one to draw).
 const glyph_t* font_glyph_drawn(const font_t* font, u32 codepoint);
 // The renderer took the changed rows.
-void font_atlas_uploaded(font_set_t* set);
+void font_atlas_uploaded(font_atlas_t* atlas);
+// Gives back the atlases' pixels and the arena (tests and benchmarks that make sets).
+void font_set_free(font_set_t* set);
 
 // Font units of the font's face; callers multiply by `scale`. Glyphs from faces
 // without kerning stay out of the call.

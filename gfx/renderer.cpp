@@ -319,8 +319,9 @@ static void text_expand(batch_t* batch, batch_command_t* command) {
         first = false;
         if (glyph->x1 > glyph->x0) {
             // Baking may have grown the atlas.
-            f32 inverse_width = 1.0f / (f32)set->atlas_width;
-            f32 inverse_height = 1.0f / (f32)set->atlas_height;
+            const font_atlas_t* atlas = font->atlas;
+            f32 inverse_width = atlas && atlas->width ? 1.0f / (f32)atlas->width : 0;
+            f32 inverse_height = atlas && atlas->height ? 1.0f / (f32)atlas->height : 0;
             rect_t uv = {glyph->x0 * inverse_width, glyph->y0 * inverse_height, glyph->x1 * inverse_width,
                          glyph->y1 * inverse_height};
             rect_t box = {pen_x + glyph->offset_x0, pen_y + glyph->offset_y0, pen_x + glyph->offset_x1,
@@ -368,7 +369,9 @@ void gl_render(renderer_t* renderer) {
         render_gl_execute(renderer);
     } else {
         render_stub_execute(renderer);
-        if (frame_set) font_atlas_uploaded(frame_set);
+        for (u32 f = 0; frame_set && f < frame_set->font_count; f++) {
+            if (frame_set->fonts[f].atlas) font_atlas_uploaded(frame_set->fonts[f].atlas);
+        }
     }
     for (u32 i = 0; i < renderer->batch_count; i++) {
         if (renderer->batches[i].dropped) {

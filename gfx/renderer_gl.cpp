@@ -161,26 +161,32 @@ static void scissor_apply(const i32* scissor) {
     }
 }
 
-// The text atlas, shared by the text batches: made anew when it grew, else only the
-// rows that changed since the last upload.
-static void atlas_upload(font_set_t* set) {
-    if (!set->atlas) return;
-    if (set->texture && set->atlas_resized) gl_texture_delete(&set->texture);
-    if (!set->texture) {
-        set->texture = gl_texture_create(set->atlas, set->atlas_width, set->atlas_height, 1, texture_linear);
-    } else if (set->dirty_y1 > set->dirty_y0) {
-        glBindTexture(GL_TEXTURE_2D, set->texture);
-        glTexSubImage2D(GL_TEXTURE_2D, 0, 0, (GLint)set->dirty_y0, set->atlas_width,
-                        (GLsizei)(set->dirty_y1 - set->dirty_y0), GL_RED, GL_UNSIGNED_BYTE,
-                        set->atlas + (u64)set->dirty_y0 * set->atlas_width);
+// A font's atlas: made anew when it grew, else only the rows that changed since the
+// last upload.
+static void atlas_upload(font_atlas_t* atlas) {
+    if (!atlas->pixels) return;
+    if (atlas->texture && atlas->resized) gl_texture_delete(&atlas->texture);
+    if (!atlas->texture) {
+        atlas->texture = gl_texture_create(atlas->pixels, atlas->width, atlas->height, 1, texture_linear);
+    } else if (atlas->dirty_y1 > atlas->dirty_y0) {
+        glBindTexture(GL_TEXTURE_2D, atlas->texture);
+        glTexSubImage2D(GL_TEXTURE_2D, 0, 0, (GLint)atlas->dirty_y0, atlas->width,
+                        (GLsizei)(atlas->dirty_y1 - atlas->dirty_y0), GL_RED, GL_UNSIGNED_BYTE,
+                        atlas->pixels + (u64)atlas->dirty_y0 * atlas->width);
     }
-    font_atlas_uploaded(set);
+    font_atlas_uploaded(atlas);
+}
+
+// The texture a text command draws from.
+static u32 text_texture(const batch_t* batch, const batch_command_t* command) {
+    const font_atlas_t* atlas = batch->fonts->fonts[command->font].atlas;
+    return atlas ? atlas->texture : 0;
 }
 
 static void batch_draw(renderer_t* renderer, batch_t* batch) {
-    if (batch->type == batch_type_text && batch->fonts) {
-        atlas_upload(batch->fonts);
-        batch->texture = batch->fonts->texture;
+    bool text = batch->type == batch_type_text && batch->fonts;
+    for (u32 f = 0; text && f < batch->fonts->font_count; f++) {
+        if (batch->fonts->fonts[f].atlas) atlas_upload(batch->fonts->fonts[f].atlas);
     }
     if (batch->vertex_count == 0) return;
     if (!batch->program) {
@@ -236,7 +242,8 @@ static void batch_draw(renderer_t* renderer, batch_t* batch) {
                     batch->indices);
 
     glActiveTexture(GL_TEXTURE0);
-    if (batch->texture) glBindTexture(GL_TEXTURE_2D, batch->texture);
+    u32 bound = batch->texture;
+    if (bound) glBindTexture(GL_TEXTURE_2D, bound);
     glEnable(GL_PRIMITIVE_RESTART);
     glPrimitiveRestartIndex(batch_restart_value(batch));
 
@@ -256,9 +263,18 @@ static void batch_draw(renderer_t* renderer, batch_t* batch) {
             if (run_open) draw_range(batch, run_first, run_end);
             run_open = false;
             glBindTexture(GL_TEXTURE_2D, command->texture);
+            bound = command->texture;
             if (bytes_per_pixel >= 0) glUniform1ui(bytes_per_pixel, command->bytes_per_pixel);
             draw_range(batch, command->first_index, command->first_index + command->index_count);
             continue;
+        }
+        // Each font has its own atlas: a run ends where the text's texture changes.
+        u32 texture = text ? text_texture(batch, command) : bound;
+        if (texture != bound) {
+            if (run_open) draw_range(batch, run_first, run_end);
+            run_open = false;
+            glBindTexture(GL_TEXTURE_2D, texture);
+            bound = texture;
         }
         if (!run_open) {
             run_first = command->first_index;

@@ -47,10 +47,7 @@ struct private_set_t {
         font_load(&set, test_fonts()->sans, 20, 0);
         font_load(&set, test_fonts()->mono, 12, 1);
     }
-    ~private_set_t() {
-        data_free(&set.atlas_block);
-        data_free(&set.memory);
-    }
+    ~private_set_t() { font_set_free(&set); }
 };
 
 // A glyph's bitmap as the atlas should hold it, rows bottom-up.
@@ -81,22 +78,23 @@ u32 draw_and_check_sources(font_set_t* set, u32 font_index, const std::u32string
     gl_frame_end(&render);
 
     const font_t* font = &set->fonts[font_index];
+    const font_atlas_t* atlas = font->atlas;
     u32 quad = 0, errors = 0;
     for (char32_t c : text) {
         const glyph_t* glyph = font_glyph(font, (u32)c);
         if (!glyph->width) continue;
         const f32* v = (const f32*)(batch->vertices + (u64)quad * 4 * batch->vertex_size);
-        u32 x0 = (u32)std::lround(v[1 * 5 + 3] * set->atlas_width),
-            y0 = (u32)std::lround(v[1 * 5 + 4] * set->atlas_height);
-        u32 x1 = (u32)std::lround(v[2 * 5 + 3] * set->atlas_width),
-            y1 = (u32)std::lround(v[2 * 5 + 4] * set->atlas_height);
+        u32 x0 = (u32)std::lround(v[1 * 5 + 3] * atlas->width),
+            y0 = (u32)std::lround(v[1 * 5 + 4] * atlas->height);
+        u32 x1 = (u32)std::lround(v[2 * 5 + 3] * atlas->width),
+            y1 = (u32)std::lround(v[2 * 5 + 4] * atlas->height);
         EXPECT_EQ(x1 - x0, glyph->width) << std::hex << (u32)c;
         EXPECT_EQ(y1 - y0, glyph->height) << std::hex << (u32)c;
         std::vector<u8> expected = fresh_bitmap(font, glyph);
-        for (u32 y = 0; y < glyph->height && y0 + y < set->atlas_height; y++) {
-            for (u32 x = 0; x < glyph->width && x0 + x < set->atlas_width; x++) {
+        for (u32 y = 0; y < glyph->height && y0 + y < atlas->height; y++) {
+            for (u32 x = 0; x < glyph->width && x0 + x < atlas->width; x++) {
                 errors +=
-                    set->atlas[(u64)(y0 + y) * set->atlas_width + x0 + x] != expected[(size_t)y * glyph->width + x];
+                    atlas->pixels[(u64)(y0 + y) * atlas->width + x0 + x] != expected[(size_t)y * glyph->width + x];
             }
         }
         quad += 1;
@@ -109,8 +107,8 @@ u32 draw_and_check_sources(font_set_t* set, u32 font_index, const std::u32string
 TEST(Font, GlyphsAreMadeWhenMetAndTheirBitmapsWhenDrawn) {
     private_set_t p(4096, 0);
     font_set_t* set = &p.set;
-    EXPECT_EQ(set->atlas, nullptr);  // nothing drawn yet
     const font_t* font = &set->fonts[1];
+    EXPECT_EQ(font->atlas->pixels, nullptr);  // nothing drawn yet
     const glyph_t* g = font_glyph(font, 'g');
     EXPECT_EQ(g, font_glyph_ascii(font, 'g'));
     EXPECT_EQ(g->state, glyph_measured);
@@ -122,20 +120,21 @@ TEST(Font, GlyphsAreMadeWhenMetAndTheirBitmapsWhenDrawn) {
     EXPECT_NE(zhe->id, font_glyph(font, 0xFFFD)->id);
 
     EXPECT_EQ(draw_and_check_sources(set, 1, U"Tg \u0416\u03A9"), 4u);
-    ASSERT_NE(set->atlas, nullptr);
+    ASSERT_NE(font->atlas->pixels, nullptr);
+    EXPECT_EQ(set->fonts[0].atlas->pixels, nullptr);  // each size has its own atlas
     EXPECT_EQ(g->state, glyph_baked);
     u32 ink = 0;
     for (u32 y = zhe->y0; y < zhe->y1; y++) {
-        for (u32 x = zhe->x0; x < zhe->x1; x++) ink += set->atlas[(u64)y * set->atlas_width + x] > 128;
+        for (u32 x = zhe->x0; x < zhe->x1; x++) ink += font->atlas->pixels[(u64)y * font->atlas->width + x] > 128;
     }
     EXPECT_GT(ink, 20u);
     // Drawn again: the same place, and only the rows of new glyphs change.
     u16 x0 = g->x0, y0 = g->y0;
-    font_atlas_uploaded(set);
+    font_atlas_uploaded(font->atlas);
     draw_and_check_sources(set, 1, U"gT");
     EXPECT_EQ(g->x0, x0);
     EXPECT_EQ(g->y0, y0);
-    EXPECT_EQ(set->dirty_y1, set->dirty_y0);
+    EXPECT_EQ(font->atlas->dirty_y1, font->atlas->dirty_y0);
 }
 
 TEST(Font, CodePointsNoFaceHasMeasureAndDrawAsTheReplacementAndAreLoggedOnce) {
@@ -170,10 +169,11 @@ TEST(Font, AFullAtlasReusesItsOldestShelvesWithoutDrawingAWrongGlyph) {
     u16 generations = 0;
     for (const std::u32string& text : alphabets) {
         draw_and_check_sources(set, 0, text);
-        EXPECT_LE(set->atlas_width, 128);
-        EXPECT_LE(set->atlas_height, 128);
+        EXPECT_LE(set->fonts[0].atlas->width, 128);
+        EXPECT_LE(set->fonts[0].atlas->height, 128);
     }
-    for (u32 s = 0; s < set->shelf_count; s++) generations = (u16)(generations + set->shelves[s].generation);
+    const font_atlas_t* atlas = set->fonts[0].atlas;
+    for (u32 s = 0; s < atlas->shelf_count; s++) generations = (u16)(generations + atlas->shelves[s].generation);
     EXPECT_GT(generations, 0u);  // shelves were emptied and filled again
 
     // More than the atlas holds in one frame: what doesn't fit waits, nothing wrong

@@ -117,13 +117,13 @@ TEST_F(GlTest, BatchesDrawWhatTheyQueued) {
 
     // A second frame with glyphs not drawn before: they join the atlas, and only
     // their rows are uploaded to the same texture.
-    u32 old_texture = text->texture;
+    u32 old_texture = fonts->fonts[2].atlas->texture;
     EXPECT_NE(old_texture, 0u);
     gl_frame_begin(&render);
     gl_clear(&render, colour_black);
     gl_batch_text(text, (const u8*)"\xD0\x96\xD0\x96", 4, 0, 100, 200, 1, 2, white);
     gl_frame_end(&render);
-    EXPECT_EQ(text->texture, old_texture);
+    EXPECT_EQ(fonts->fonts[2].atlas->texture, old_texture);
     gl_read_framebuffer(0, 0, 320, 240, pixels, sizeof(pixels));
     int new_ink = 0;
     for (int y = 195; y < 220; y++) {
