@@ -26,7 +26,7 @@
 #include "views/panel.h"
 #include "views/panel_draw.h"
 
-static const char help_text[] =
+extern const char help_text[] =
     "The left panel displays a list of feeds and their entries. They are grouped by «generations», which are more or less a run of the program. By default only the last generation will be displayed (any feeds or entries that were added in the last run of the program and that you didn't delete), and you can use the buttons at the top to configure the generation range.\n"
     "\n"
     "[ | ] Set the generation to the minimun <S>.\n"

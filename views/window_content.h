@@ -18,5 +18,7 @@ void draw_menu_right(app_t* app, reader_t* reader, rect_t rect);
 void draw_right_panel(app_t* app, reader_t* reader, rect_t rect);
 void draw_help(app_t* app, reader_t* reader, rect_t rect);
 void draw_log(app_t* app, reader_t* reader, rect_t rect);
+// The help panel's long text.
+extern const char help_text[];
 // The log panel with its view at the left edge.
 void show_log(app_t* app);
