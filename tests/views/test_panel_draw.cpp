@@ -4,6 +4,7 @@
 // made for it and given back with the slot.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -17,10 +18,16 @@
 #include "net/block_storage.h"
 #include "net/work_queue.h"
 #include "platform/os.h"
+#include "platform/png.h"
 #include "platform/thread.h"
+#include "platform/wake.h"
+#include "store/feed_merge.h"
 #include "store/reader.h"
+#include "store/store_support.h"
+#include "tests/net/feed_server.h"
 #include "views/panel.h"
 #include "views/panel_draw.h"
+#include "views/program_frames.h"
 
 namespace {
 
@@ -256,6 +263,98 @@ TEST_F(PanelDrawPictures, PixelsLargerThanATextureAreAResizeErrorSaidOnce) {
     std::string log((const char*)user->text.bytes + log_start, user->text.used - log_start);
     EXPECT_EQ(log.find("wide.png"), log.rfind("wide.png")) << log;
     EXPECT_NE(log.find("wide.png"), std::string::npos) << log;
+}
+
+// The whole program, headless, with an entry whose pictures a local server sends.
+class EntryPictureFrames : public ProgramFrames {
+protected:
+    feed_server_t server;
+    std::string pictures;
+
+    void SetUp() override {
+        start(1280, 720);
+        pictures = temporary_folder("newsloom_pictures_");
+        std::string path = pictures + "/picture.png";
+        std::vector<u8> pixels(40 * 30 * 4, 200);
+        ASSERT_TRUE(png_write(data_from_size(path.size(), path.data()), pixels.data(), 40, 30, false));
+        ASSERT_TRUE(server.start(pictures.c_str(), false));
+    }
+    void TearDown() override {
+        server.stop();
+        std::filesystem::remove_all(pictures);
+        for (image_query_t& query : image_queries) {
+            while (atomic_load_acquire_u32(&query.busy)) wake_wait(1000);
+            if (query.state != image_state_free) image_query_release(&query);
+        }
+        ProgramFrames::TearDown();
+    }
+    void show(const std::string& description) {
+        std::string document = "<rss version=\"2.0\"><channel><title>f</title><item><title>t</title><description>" +
+                               description + "</description></item></channel></rss>";
+        std::string address = "http://feed.test/pictures";
+        u32 error = 0;
+        feed_t* feed = reader_merge_document(&program.app.scratch, &program.reader,
+                                             data_from_size(document.size(), document.data()),
+                                             data_from_size(address.size(), address.data()), nullptr, &error);
+        ASSERT_NE(feed, nullptr);
+        reader_ensure_meta(&program.reader, feed);
+        data_clear(&program.app.scratch);
+        for (u32 i = 0; i < program.reader.entries.max_entry_count; i++) {
+            entry_t* e = (entry_t*)pool_at(&program.reader.entries, sizeof(entry_t), i);
+            if (entry_is_alive(e) && e->feed_id == feed->id) program.panel.selected_entry = e;
+        }
+        program.panel.selected_feed = feed;
+        program.panel.right_panel = panel_right_selection;
+        frame();
+    }
+    std::vector<render_record_t> records(u32 kind) {
+        std::vector<render_record_t> result;
+        for (u32 i = 0; i < program.render.record_count; i++) {
+            if (render_records(&program.render)[i].kind == kind) result.push_back(render_records(&program.render)[i]);
+        }
+        return result;
+    }
+    static bool jobs_running() {
+        for (image_query_t& query : image_queries) {
+            if (atomic_load_acquire_u32(&query.busy)) return true;
+        }
+        return false;
+    }
+    // The texts drawn in this colour, joined.
+    std::string texts(u32 colour) {
+        std::string all;
+        for (const render_record_t& r : records(batch_type_text)) {
+            if (r.colour == colour) all += std::string((const char*)r.text.bytes, r.text.used) + "|";
+        }
+        return all;
+    }
+};
+
+TEST_F(EntryPictureFrames, APlaceholderGivesWayToThePictureAndAMissingOneSaysSo) {
+    show("&lt;p&gt;Words&lt;/p&gt;&lt;img src=\"" + server.address("/feed/picture.png") +
+         "\" alt=\"Pic\"&gt;&lt;img src=\"" + server.address("/feed/missing.png") + "\"&gt;");
+    const u32 white = color_pack(colour_white), red = color_pack(colour_t{1, 0, 0, 1});
+    std::string first = texts(white);
+    EXPECT_NE(first.find("[img]|Pic| Loading...|[/img]"), std::string::npos) << first;
+    EXPECT_TRUE(records(batch_type_images).empty());
+
+    // The downloads, then the resize, each wake the program for one more frame.
+    u32 created_before = program.render.textures_created;
+    for (u32 i = 0; i < 40 && (records(batch_type_images).empty() || jobs_running()); i++) {
+        wake_wait(1000);
+        frame();
+    }
+    for (u32 i = 0; i < 3; i++) frame();
+    std::vector<render_record_t> drawn = records(batch_type_images);
+    ASSERT_EQ(drawn.size(), 1u);
+    EXPECT_EQ(drawn[0].rect.x1 - drawn[0].rect.x0, 40);
+    EXPECT_EQ(drawn[0].rect.y1 - drawn[0].rect.y0, 30);
+    EXPECT_EQ(program.render.textures_created, created_before + 1);
+    std::string later = texts(white);
+    EXPECT_EQ(later.find("Pic"), std::string::npos) << later;
+    EXPECT_NE(later.find("Words"), std::string::npos) << later;
+    EXPECT_NE(texts(red).find(" Loading error.| Code: |http_error_internet_open_url|"), std::string::npos)
+        << texts(red) << "\n" << later;
 }
 
 TEST(PanelDrawDeath, ALayoutStillInItsPassesTraps) {
