@@ -20,7 +20,6 @@ struct frame_loop_t {
     draw_t* draw;
     panel_t* panel;
     reader_t* reader;
-    codepoint_set_t* codepoints;  // shared with the reader
     ui_t* ui;
     // With -demo the window shows the demonstration panel of the widgets instead of
     // the views (null otherwise): the widget tests under a real X server use it.

@@ -151,7 +151,6 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     loop->draw = &program->draw;
     loop->panel = panel;
     loop->reader = reader;
-    loop->codepoints = &program->codepoints;
     loop->ui = &program->ui;
     if (argument_find_text("-demo", 0)) {
         demo_panel_init(&program->demo, &program->app.scratch);
