@@ -10,12 +10,14 @@
 #include "image/image_query.h"
 #include "layout/layout.h"
 #include "net/http_file.h"
+#include "platform/thread.h"
 #include "profiler/profiler.h"
 #include "store/reader.h"
 #include "ui/ui_button.h"
 #include "ui/ui_core.h"
 #include "views/links.h"
 #include "views/panel.h"
+#include "views/view_entry.h"
 
 u32 html_image_state(image_query_t* query) {
     return query ? image_query_frame_state(query, frame_counter) : image_state_free;
@@ -171,6 +173,96 @@ static void element_leave(html_walk_state_t* s, html_node_t* node) {
     }
 }
 
+// ---------------------------------------------------------------------------
+// The cache of a whole walk
+
+constexpr u32 html_checkpoint_capacity = 16384;
+constexpr u64 html_checkpoint_stack_capacity = 262144;
+// Checkpoints lie at least this far apart, and the walk takes up from one this far
+// above the view and stops this far below it.
+constexpr f32 html_checkpoint_spacing = 64;
+constexpr f32 html_view_margin = 128;
+
+void html_cache_create(panel_t* panel) {
+    html_cache_t* cache = &panel->html_cache;
+    *cache = html_cache_t{};
+    u64 count = panel->html_tree.node_count < html_checkpoint_capacity ? panel->html_tree.node_count
+                                                                        : html_checkpoint_capacity;
+    data_t checkpoints = html_memory_push(panel, count * sizeof(html_checkpoint_t));
+    data_t stacks = html_memory_push(panel, html_checkpoint_stack_capacity * sizeof(u32));
+    if (!checkpoints.bytes || !stacks.bytes) return;
+    cache->checkpoints = (html_checkpoint_t*)checkpoints.bytes;
+    cache->checkpoint_capacity = (u32)count;
+    cache->stacks = (u32*)stacks.bytes;
+    cache->stack_capacity = html_checkpoint_stack_capacity;
+}
+
+// The entry's picture slots and the states this frame sees them in: a picture that
+// moves on changes the heights below it.
+static u64 html_pictures_digest(u32 entry_id) {
+    u64 digest = 1469598103934665603ull;
+    for (u64 i = 0; i < image_query_count; i++) {
+        image_query_t* query = &image_queries[i];
+        if (query->entry_id != entry_id || atomic_load_acquire_u32(&query->state) == image_state_free) continue;
+        digest = (digest ^ (i << 4 | html_image_state(query))) * 1099511628211ull;
+    }
+    return digest;
+}
+
+static bool html_cache_holds(const html_cache_t* cache, const layout_t* layout, u32 font, u64 pictures) {
+    return cache->valid && cache->wrap_width == layout->wrap_width && cache->font == font &&
+           cache->pictures == pictures;
+}
+
+static void html_checkpoint_record(html_cache_t* cache, const hp_tree_walk_t* walk, const html_walk_state_t* s,
+                                   f32 y) {
+    if (cache->checkpoint_count == cache->checkpoint_capacity) return;
+    if (cache->checkpoint_count && y - cache->checkpoints[cache->checkpoint_count - 1].y < html_checkpoint_spacing) {
+        return;
+    }
+    if (cache->stack_used + walk->depth > cache->stack_capacity) return;
+    html_checkpoint_t* c = &cache->checkpoints[cache->checkpoint_count++];
+    *c = html_checkpoint_t{walk->node, walk->index, (u32)walk->depth, cache->stack_used, y,
+                           s->layout->font, s->link, s->skip_text};
+    for (u64 i = 0; i < walk->depth; i++) cache->stacks[cache->stack_used++] = walk->stack[i];
+}
+
+// The last checkpoint that lies well above the view's top; null when none does.
+static const html_checkpoint_t* html_checkpoint_above(const html_cache_t* cache, f32 top) {
+    u32 low = 0, high = cache->checkpoint_count;
+    while (low < high) {
+        u32 middle = (low + high) / 2;
+        if (cache->checkpoints[middle].y + html_view_margin < top) {
+            low = middle + 1;
+        } else {
+            high = middle;
+        }
+    }
+    return low ? &cache->checkpoints[low - 1] : nullptr;
+}
+
+// The walk taken up at `c`, an advance standing for everything before it.
+static void html_checkpoint_resume(const html_cache_t* cache, const html_checkpoint_t* c, hp_tree_walk_t* walk,
+                                   html_walk_state_t* s) {
+    walk->node = c->node;
+    walk->index = c->index;
+    walk->depth = c->depth;
+    for (u64 i = 0; i < c->depth; i++) walk->stack[i] = cache->stacks[c->stack + i];
+    layout_set_font(s->layout, c->font);
+    s->skip_text = c->skip_text;
+    if (c->link) {
+        s->link = c->link;
+        layout_mark(s->layout, html_mark_link, (u64)(uintptr_t)s->link);
+        layout_push_colour(s->layout, html_link_colour);
+    }
+    layout_advance(s->layout, 0, c->y, 0);
+}
+
+static bool html_opens_block(hp_tree_walk_t* walk, html_node_t* node) {
+    return node->kind == html_node_kind_element && hp_tree_walk_is_opening(walk) &&
+           !html_element_is(node->element, html_element_flag_phrasing);
+}
+
 void html_size_pass(panel_t* panel, layout_t* layout, hp_tree_walk_t* walk, u32 font) {
     PROFILE_ZONE(html_size_pass);
     walk->node = panel->html_tree.nodes;
@@ -179,9 +271,38 @@ void html_size_pass(panel_t* panel, layout_t* layout, hp_tree_walk_t* walk, u32 
     layout_new_line(layout);
     layout_set_font(layout, font);
     html_walk_state_t s = {panel, layout, nullptr, 0};
+    html_cache_t* cache = &panel->html_cache;
+    f32 start = layout->max_y;
+    u64 pictures = cache->checkpoints && panel->selected_entry ? html_pictures_digest(panel->selected_entry->id) : 0;
+    bool cached = html_cache_holds(cache, layout, font, pictures);
+    // A first measure without bars stops at the view's end when the content is
+    // long: it would only wipe a cache that the measure with the bar can use.
+    bool may_stop = layout->state == layout_state_measure && !layout->vertical_bar && !layout->horizontal_bar;
+    bool recording = !cached && cache->checkpoints && !may_stop;
+    if (recording) {
+        cache->valid = 0;
+        cache->checkpoint_count = 0;
+        cache->stack_used = 0;
+    }
+    if (cached) {
+        const html_checkpoint_t* above = html_checkpoint_above(cache, layout->scroll_y - start);
+        if (above) html_checkpoint_resume(cache, above, walk, &s);
+    }
+    bool whole = true;
     while (hp_tree_walk_has_more(walk)) {
-        if (layout_would_overflow(layout)) break;
+        if (layout_would_overflow(layout)) {
+            whole = false;
+            break;
+        }
         html_node_t* node = hp_tree_walk_current(walk);
+        if (html_opens_block(walk, node)) {
+            if (recording) html_checkpoint_record(cache, walk, &s, layout->max_y - start);
+            // Well below the view: the rest is known by its height.
+            if (cached && layout->max_y > layout->scroll_y + layout->height + html_view_margin) {
+                layout_advance(layout, 0, start + cache->height - layout->pen_y, 0);
+                break;
+            }
+        }
         if (node->kind == html_node_kind_text) {
             if (!s.skip_text) layout_string(layout, node->text);
         } else if (hp_tree_walk_is_opening(walk)) {
@@ -191,8 +312,17 @@ void html_size_pass(panel_t* panel, layout_t* layout, hp_tree_walk_t* walk, u32 
         }
         hp_tree_walk_next(walk);
     }
-    // A walk cut short at the view's end may leave a link open; its colour must not
-    // reach the items that follow.
+    if (cached && layout->max_x < cache->max_x) layout_box(layout, cache->max_x - layout->pen_x, 0, 0, 0);
+    if (recording && whole && !layout->items_dropped) {
+        cache->valid = 1;
+        cache->wrap_width = layout->wrap_width;
+        cache->font = font;
+        cache->pictures = pictures;
+        cache->height = layout->max_y - start;
+        cache->max_x = layout->max_x;
+    }
+    // A walk cut short may leave a link open; its colour must not reach the items
+    // that follow.
     link_close(&s);
 }
 

@@ -16,6 +16,7 @@ struct layout_t;
 struct layout_item_t;
 struct image_query_t;
 struct hp_tree_walk_t;
+struct html_node_t;
 
 constexpr colour_t html_link_colour = {0.94f, 0.46f, 0.14f, 1};
 constexpr colour_t html_link_hover_colour = {0, 0.48f, 0.8f, 1};
@@ -33,6 +34,37 @@ enum : u64 {
 enum : u32 {
     html_report_image_without_source = 1,
 };
+
+// Where the size pass may take up its walk without the content before it: a block
+// element about to start, its line's top `y` below the HTML's first line, and
+// what the walk carried there.
+struct html_checkpoint_t {
+    html_node_t* node;  // the walk's
+    u32 index, depth;
+    u64 stack;  // the walk's stack, copied at html_cache_t::stacks + stack
+    f32 y;
+    u32 font;
+    const data_t* link;
+    u32 skip_text;
+};
+
+// What a whole walk measured, for the frames after it: a long entry is then laid out
+// only around the view, with advances standing for what lies above and below. It
+// holds while the wrap, the font and the entry's pictures stay as they were.
+struct html_cache_t {
+    u32 valid;
+    f32 wrap_width;
+    u32 font;
+    u64 pictures;  // a digest of the entry's picture slots and their states
+    f32 height;    // of the whole HTML part
+    f32 max_x;
+    html_checkpoint_t* checkpoints;
+    u32 checkpoint_count, checkpoint_capacity;
+    u32* stacks;
+    u64 stack_used, stack_capacity;
+};
+// Made after each parse in the parse's memory; without room the cache stays off.
+void html_cache_create(panel_t* panel);
 
 // In a building pass the size pass pushes the items and html_end is noted; in the
 // widget pass the interact pass acts on them; in the drawing pass they are only

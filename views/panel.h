@@ -6,6 +6,7 @@
 
 #include "base/data.h"
 #include "html/tree.h"
+#include "views/html_view.h"
 #include "ui/ui_layout_bars.h"
 
 struct feed_t;
@@ -57,6 +58,7 @@ struct panel_t {
     hp_tree_walk_t html_walk;  // stack null: no tree, the description shows as text
     u64 html_end;              // items at the end of the HTML part of the layout
     u32 html_reported;         // html_report_* bits said on the log panel since the parse
+    html_cache_t html_cache;
     // The feed view's "URI: " box, filled with the feed's address on selection.
     data_t uri_buffer;
     u8 uri_buffer_bytes[4096];

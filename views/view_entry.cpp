@@ -179,6 +179,7 @@ void entry_content_parse(panel_t* panel, data_t description, data_t* scratch) {
     panel->html_walk = hp_tree_walk_t{};
     panel->html_end = 0;
     panel->html_reported = 0;
+    panel->html_cache = html_cache_t{};
     panel->content_parsed = 1;
     log_reserve(log_main, 0);
     u8* mark = data_end(log_channel(log_main)->text);
@@ -206,6 +207,7 @@ void entry_content_parse(panel_t* panel, data_t description, data_t* scratch) {
         block = html_memory_push(panel, hp_tree_walk_size(panel->html_tree.node_count));
         panel->html_walk = hp_tree_walk_start(&block, panel->html_tree.nodes, panel->html_tree.node_count, &error);
     }
+    if (!error) html_cache_create(panel);
     if (error) {
         panel->html_walk = hp_tree_walk_t{};
         entry_parse_report(mark, scratch);

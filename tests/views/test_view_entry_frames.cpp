@@ -163,6 +163,40 @@ TEST_F(EntryFrames, MarkupTakesFontsAndLinkColoursAndHidesStyleAndScript) {
     EXPECT_EQ(all.find("hidden"), std::string::npos) << all;
 }
 
+TEST_F(EntryFrames, ALongEntryLaidOutAroundTheViewDrawsAsWhenLaidOutWhole) {
+    std::string html;
+    for (int i = 0; i < 400; i++) {
+        std::string n = std::to_string(i);
+        html += "<h2>Part " + n + "</h2><p>Words of paragraph " + n + " that run on <b>for a while</b>, with <a href=\"" +
+                "http://a.test/" + n + "\">a link that spans <em>two</em> items</a> and more words after it.</p>";
+        if (i % 50 == 7) html += "<div>A link <a href=\"http://a.test/open\">open across<p>a block</p>and on</a></div>";
+    }
+    std::string document = "<rss version=\"2.0\"><channel><title>f</title><item><title>Long</title><description><![CDATA[" +
+                           html + "]]></description></item></channel></rss>";
+    ASSERT_NE(show(document), nullptr);
+    for (f32 scroll : {0.0f, 9000.0f, 17500.0f}) {
+        program.panel.entry_scroll.y = scroll;
+        program.panel.content_parsed = 0;
+        frame();  // parsed, and laid out whole
+        std::vector<shown_t> whole = shown();
+        ASSERT_GT(whole.size(), 10u);
+        u64 whole_items = program.panel.html_end;
+        EXPECT_EQ(program.panel.entry_scroll.y, scroll);
+        for (int i = 0; i < 2; i++) {
+            frame();  // around the view
+            std::vector<shown_t> around = shown();
+            EXPECT_LT(program.panel.html_end * 4, whole_items) << "scroll " << scroll;
+            ASSERT_EQ(around.size(), whole.size()) << "scroll " << scroll;
+            for (u64 j = 0; j < whole.size(); j++) {
+                EXPECT_EQ(around[j].text, whole[j].text);
+                EXPECT_EQ(around[j].y, whole[j].y) << around[j].text;
+                EXPECT_EQ(around[j].x, whole[j].x) << around[j].text;
+                EXPECT_EQ(around[j].colour, whole[j].colour) << around[j].text;
+            }
+        }
+    }
+}
+
 // A target whose executable is a script that writes its arguments down.
 class EntryLinkFrames : public EntryFrames {
 protected:
