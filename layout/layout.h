@@ -100,7 +100,7 @@ struct layout_ascii_t {
     const font_t* font;  // null: not built
     f32 advance[128];
     const i16* kerning[128];
-    u8 kind[128];
+    u8 kind[256];  // by byte: the bytes above 127 leave the loop
 };
 
 struct layout_t {

@@ -105,7 +105,69 @@ static const layout_ascii_t* ascii_metrics(layout_t* layout, const font_t* font)
                      : char_is_space(c)                                     ? ascii_space
                                                                             : ascii_glyph;
     }
+    for (u32 c = 128; c < 256; c++) a->kind[c] = ascii_leave;
     return a;
+}
+
+// Where the loop of the common case stopped, and what it saw on the way.
+struct ascii_scan_t {
+    const u8* q;
+    f32 x1, pen, run_x1;
+    f32 word_x1, word_run_x1;
+    const u8* word_end;  // after the last space taken
+};
+
+// The loop of the common case from `scan->q`, after `previous`. With a run, each
+// glyph must also show in the view; the vertical extent of the line is known to.
+template <bool with_run>
+static void ascii_scan(ascii_scan_t* scan, const layout_t* layout, const layout_ascii_t* ascii, const u8* end,
+                       u32 previous, f32 wrap_right) {
+    const font_t* font = ascii->font;
+    const i16* kerning = ascii->kerning[previous];
+    f32 scale = font->scale;
+    f32 x1 = scan->x1, pen = scan->pen, run_x1 = scan->run_x1;
+    f32 word_x1 = 0, word_run_x1 = 0;
+    const u8* word_end = nullptr;
+    bool partly = (layout->flags & layout_flag_partly_visible) != 0;
+    f32 view_width = layout->width, scroll_x = layout->scroll_x;
+    const u8* start = scan->q;
+    const u8* q = start;
+    while (q < end) {
+        u32 c = *q;
+        u32 kind = ascii->kind[c];
+        if (kind == ascii_leave) break;
+        i32 kern = kerning[c];
+        if (kern == font_kerning_unknown) {
+            // Met for the first time in this font: font_kerning looks it up and fills
+            // the row.
+            u32 first_of_pair = q == start ? previous : q[-1];
+            kern = font_kerning(font, font_glyph_ascii(font, first_of_pair), c);
+        }
+        f32 advance = (f32)kern * scale + ascii->advance[c];
+        if (x1 + advance > wrap_right) break;
+        if (with_run) {
+            f32 box_x0 = pen - scroll_x, box_x1 = pen - scroll_x + advance;
+            bool shows = partly ? box_x0 < view_width && 0 < box_x1 : box_x0 >= 0 && box_x1 <= view_width;
+            if (!shows) break;
+            run_x1 += advance;
+        }
+        x1 += advance;
+        pen += advance;
+        kerning = ascii->kerning[c];
+        q += 1;
+        if (kind == ascii_space) {
+            word_x1 = x1;
+            word_run_x1 = run_x1;
+            word_end = q;
+        }
+    }
+    scan->q = q;
+    scan->word_x1 = word_x1;
+    scan->word_run_x1 = word_run_x1;
+    scan->word_end = word_end;
+    scan->x1 = x1;
+    scan->pen = pen;
+    scan->run_x1 = run_x1;
 }
 
 struct text_state_t {
@@ -227,56 +289,54 @@ void layout_text(layout_t* layout, layout_item_t* item, u32 record) {
             if (s.run) s.run_copy = *s.run;
             s.run_copy_count = body->run_count;
         }
-        // The common case in its own loop: ASCII in the middle of a line, fitting, with
-        // no run to record (measuring, or a line out of the view). It adds exactly as
-        // the steps below do and leaves them everything else: line starts, breaks,
-        // wraps, other code points and the lines that show.
+        // The common case in its own loop: ASCII in the middle of a line, fitting, and
+        // either with no run to record (measuring, or a line out of the view) or with
+        // the line's run open and the glyphs still in the view. It adds exactly as the
+        // steps below do and leaves them everything else: line starts, breaks, wraps,
+        // other code points, and the glyphs before a run opens or once they leave the
+        // view.
         f32 view_y = layout->pen_y - layout->scroll_y;
         bool line_hidden = view_y >= layout->height || view_y + s.line_height <= 0;
         if (!at_line_start && !word_too_long && p != first && previous < 128 && ascii->kind[previous] != ascii_leave &&
-            !s.run && (!record || line_hidden)) {
-            const i16* kerning = ascii->kerning[previous];
-            f32 scale = font->scale;
-            f32 x1 = s.line.rect.x1, pen = layout->pen_x;
-            f32 word_x1 = 0;
-            const u8* word_end = nullptr;  // after the last space taken
-            const u8* q = p;
-            while (q < end) {
-                u32 c = *q;
-                if (c >= 128) break;
-                u32 kind = ascii->kind[c];
-                if (kind == ascii_leave) break;
-                i32 kern = kerning[c];
-                if (kern == font_kerning_unknown) {
-                    // Met for the first time in this font: font_kerning looks it up and
-                    // fills the row.
-                    u32 first_of_pair = q == p ? previous : q[-1];
-                    kern = font_kerning(font, font_glyph_ascii(font, first_of_pair), c);
-                }
-                f32 advance = (f32)kern * scale + ascii->advance[c];
-                if (x1 + advance > wrap_right) break;
-                x1 += advance;
-                pen += advance;
-                kerning = ascii->kerning[c];
-                q += 1;
-                if (kind == ascii_space) {
-                    word_x1 = x1;
-                    word_end = q;
-                }
+            (!record || line_hidden || s.run)) {
+            // A run opens on a line in the view only, so the glyph boxes' vertical
+            // extent is in it: whether a glyph shows is up to its x alone.
+            layout_line_t* run = s.run;
+            ascii_scan_t scan = {};
+            scan.q = p;
+            scan.x1 = s.line.rect.x1;
+            scan.pen = layout->pen_x;
+            if (run) {
+                scan.run_x1 = run->rect.x1;
+                ascii_scan<true>(&scan, layout, ascii, end, previous, wrap_right);
+            } else {
+                ascii_scan<false>(&scan, layout, ascii, end, previous, wrap_right);
             }
+            const u8* q = scan.q;
             if (q != p) {
                 u64 taken = (u64)(q - p);
-                s.line.rect.x1 = x1;
+                s.line.rect.x1 = scan.x1;
                 s.line.bytes += taken;
                 s.line.codepoints += taken;
-                layout->pen_x = pen;
-                if (word_end) {
-                    u64 after = (u64)(q - word_end);
+                layout->pen_x = scan.pen;
+                if (run) {
+                    run->rect.x1 = scan.run_x1;
+                    run->bytes += taken;
+                    run->codepoints += taken;
+                }
+                if (scan.word_end) {
+                    u64 after = (u64)(q - scan.word_end);
                     s.word = s.line;
-                    s.word.rect.x1 = word_x1;
+                    s.word.rect.x1 = scan.word_x1;
                     s.word.bytes = s.line.bytes - after;
                     s.word.codepoints = s.line.codepoints - after;
-                    s.run_copy_open = false;
+                    s.run_copy_open = run != nullptr;
+                    if (run) {
+                        s.run_copy = *run;
+                        s.run_copy.rect.x1 = scan.word_run_x1;
+                        s.run_copy.bytes -= after;
+                        s.run_copy.codepoints -= after;
+                    }
                     s.run_copy_count = body->run_count;
                 }
                 previous = q[-1];
