@@ -236,6 +236,16 @@ TEST_F(WindowFrames, TheLinksPanelListsAQueueAndItsXRemovesALink) {
     EXPECT_NE(drawn("http://a.example/2"), nullptr) << drawn_text();
     click_text("X");
     EXPECT_EQ(std::string((char*)target->queue.bytes, target->queue.used), "http://a.example/2");
+    // A link wider than its row is cut before the row's buttons and ends in an ellipsis.
+    std::string long_link = "http://a.example/" + std::string(400, 'l');
+    link_queue_append(target, data_from_size(long_link.size(), long_link.data()));
+    frame();
+    ASSERT_NE(drawn("\xE2\x80\xA6"), nullptr) << drawn_text();
+    size_t shown = drawn_text().find("http://a.example/lll");
+    ASSERT_NE(shown, std::string::npos);
+    size_t cut = drawn_text().find('|', shown) - shown;
+    EXPECT_GT(cut, 40u);
+    EXPECT_LT(cut, long_link.size());
     link_queue_clear(target);
     target->queue_enabled = 0;
 }
