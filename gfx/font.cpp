@@ -284,6 +284,39 @@ static bool atlas_grow(const font_set_t* set, font_atlas_t* atlas) {
     return true;
 }
 
+// The first shelf between `low` and `high` pixels high with room for `width` more.
+static u32 shelf_with_room(const font_atlas_t* atlas, u32 width, u32 low, u32 high) {
+    for (u32 s = 0; s < atlas->shelf_count; s++) {
+        const font_shelf_t* shelf = &atlas->shelves[s];
+        if (shelf->height >= low && shelf->height <= high && shelf->x + width <= atlas->width) return s;
+    }
+    return font_shelf_limit;
+}
+
+// When no shelf that is free to empty is high enough: the first run of neighbours
+// not drawn from this frame that is, made one shelf (the others stay, with no
+// height, above it, so that no glyph's shelf number changes).
+static u32 shelves_merge(const font_set_t* set, font_atlas_t* atlas, u32 height) {
+    for (u32 first = 0; first < atlas->shelf_count; first++) {
+        u32 sum = 0, end = first;
+        while (end < atlas->shelf_count && atlas->shelves[end].last_used < set->frame && sum < height) {
+            sum += atlas->shelves[end++].height;
+        }
+        if (sum < height) continue;
+        font_shelf_t* merged = &atlas->shelves[first];
+        merged->height = (u16)sum;
+        for (u32 s = first + 1; s < end; s++) {
+            font_shelf_t* gone = &atlas->shelves[s];
+            gone->generation += 1;
+            gone->y = (u16)(merged->y + sum);
+            gone->height = 0;
+            gone->x = 0;
+        }
+        return first;
+    }
+    return font_shelf_limit;
+}
+
 // A shelf with room for a box of `width` by `height`, opening, growing or emptying
 // one; font_shelf_limit when every shelf that could take it holds glyphs of this frame.
 static u32 shelf_find(const font_set_t* set, font_atlas_t* atlas, u32 width, u32 height) {
@@ -291,15 +324,8 @@ static u32 shelf_find(const font_set_t* set, font_atlas_t* atlas, u32 width, u32
     // nearby sizes.
     u32 shelf_height = (u32)align_up(height, 8);
     for (;;) {
-        u32 best = font_shelf_limit;
-        for (u32 s = 0; s < atlas->shelf_count; s++) {
-            const font_shelf_t* shelf = &atlas->shelves[s];
-            if (shelf->height == shelf_height && shelf->x + width <= atlas->width) {
-                best = s;
-                break;
-            }
-        }
-        if (best != font_shelf_limit) return best;
+        u32 room = shelf_with_room(atlas, width, shelf_height, shelf_height);
+        if (room != font_shelf_limit) return room;
         const font_shelf_t* last = atlas->shelf_count ? &atlas->shelves[atlas->shelf_count - 1] : nullptr;
         u32 top = last ? last->y + last->height : 0;
         if (atlas->pixels && atlas->shelf_count < font_shelf_limit && top + shelf_height <= atlas->height) {
@@ -315,6 +341,13 @@ static u32 shelf_find(const font_set_t* set, font_atlas_t* atlas, u32 width, u32
         const font_shelf_t* shelf = &atlas->shelves[s];
         if (shelf->height < height || shelf->last_used >= set->frame) continue;
         if (oldest == font_shelf_limit || shelf->last_used < atlas->shelves[oldest].last_used) oldest = s;
+    }
+    if (oldest == font_shelf_limit) {
+        // None high enough is free to empty: a higher one with room, else
+        // neighbours made one.
+        u32 room = shelf_with_room(atlas, width, shelf_height + 1, 2 * shelf_height);
+        if (room != font_shelf_limit) return room;
+        oldest = shelves_merge(set, atlas, height);
     }
     if (oldest == font_shelf_limit) return oldest;
     font_shelf_t* shelf = &atlas->shelves[oldest];

@@ -197,6 +197,13 @@ TEST(Font, AFullAtlasReusesItsOldestShelvesWithoutDrawingAWrongGlyph) {
     EXPECT_EQ(draw_and_check_sources(set, 2, U"\u0391\u03A8\u03B1"), 3u);
 }
 
+TEST(Font, AFullAtlasOfLowShelvesMakesRoomForATallGlyph) {
+    private_set_t p(64, 0);
+    EXPECT_EQ(draw_and_check_sources(&p.set, 0, U"aceomn"), 6u);
+    EXPECT_EQ(draw_and_check_sources(&p.set, 0, U"\u00C5"), 1u);
+    EXPECT_EQ(draw_and_check_sources(&p.set, 0, U"ac\u00C5"), 3u);
+}
+
 TEST(Font, AGlyphLargerThanTheAtlasIsTheReplacementOrNothing) {
     u8* mark = log_test_mark(log_main);
     private_set_t p(16, 0);
