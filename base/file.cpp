@@ -82,25 +82,34 @@ u64 file_size_by_path(data_t path, file_error_t* error) {
 
 static constexpr u64 file_chunk_size = 0xFFFFFFFFull;
 
-u64 file_read(file_handle_t handle, u64 offset, u64 size, void* buffer, file_error_t* error) {
-    if (*error) return 0;
+// No earlier error, an open handle and an offset that a file can hold.
+static bool file_usable(file_handle_t handle, u64 offset, file_error_t* error) {
+    if (*error) return false;
     if (handle == file_handle_invalid) {
         file_fail_because(error, file_error_invalid_handle, "the file wasn't open");
-        return 0;
+        return false;
     }
     if (offset > (u64)INT64_MAX) {
         file_fail_because(error, file_error_seek, "the offset is beyond what a file can hold");
-        return 0;
+        return false;
     }
+    return true;
+}
+
+// A positioned read or write in chunks that the system takes; stops at the first
+// short one.
+static u64 file_transfer(file_handle_t handle, u64 offset, u64 size, u8* bytes, bool writing, file_error_t* error) {
+    if (!file_usable(handle, offset, error)) return 0;
     u64 total = 0;
     while (total < size) {
         u64 chunk = min_of(size - total, file_chunk_size);
-        i64 moved = os_file_pread((i64)handle, (u8*)buffer + total, chunk, offset + total);
+        i64 moved = writing ? os_file_pwrite((i64)handle, bytes + total, chunk, offset + total)
+                            : os_file_pread((i64)handle, bytes + total, chunk, offset + total);
         if (moved < 0) {
-            file_fail(error, file_error_read);
+            file_fail(error, writing ? file_error_write : file_error_read);
             break;
         }
-        if (moved == 0) {
+        if (moved == 0 && !writing) {
             file_fail_because(error, file_error_read_nothing, "the file ended before all its bytes were read");
             break;
         }
@@ -108,44 +117,25 @@ u64 file_read(file_handle_t handle, u64 offset, u64 size, void* buffer, file_err
         if ((u64)moved < chunk) break;
     }
     if (!*error && total < size) {
-        file_fail_because(error, file_error_short_read, "the file ended before all its bytes were read");
+        if (writing) {
+            file_fail_because(error, file_error_short_write, "the disk took fewer bytes than were written");
+        } else {
+            file_fail_because(error, file_error_short_read, "the file ended before all its bytes were read");
+        }
     }
     return total;
+}
+
+u64 file_read(file_handle_t handle, u64 offset, u64 size, void* buffer, file_error_t* error) {
+    return file_transfer(handle, offset, size, (u8*)buffer, false, error);
 }
 
 u64 file_write(file_handle_t handle, u64 offset, u64 size, const void* buffer, file_error_t* error) {
-    if (*error) return 0;
-    if (handle == file_handle_invalid) {
-        file_fail_because(error, file_error_invalid_handle, "the file wasn't open");
-        return 0;
-    }
-    if (offset > (u64)INT64_MAX) {
-        file_fail_because(error, file_error_seek, "the offset is beyond what a file can hold");
-        return 0;
-    }
-    u64 total = 0;
-    while (total < size) {
-        u64 chunk = min_of(size - total, file_chunk_size);
-        i64 moved = os_file_pwrite((i64)handle, (const u8*)buffer + total, chunk, offset + total);
-        if (moved < 0) {
-            file_fail(error, file_error_write);
-            break;
-        }
-        total += (u64)moved;
-        if ((u64)moved < chunk) break;
-    }
-    if (!*error && total < size) {
-        file_fail_because(error, file_error_short_write, "the disk took fewer bytes than were written");
-    }
-    return total;
+    return file_transfer(handle, offset, size, (u8*)buffer, true, error);
 }
 
 void file_sync(file_handle_t handle, file_error_t* error) {
-    if (*error) return;
-    if (handle == file_handle_invalid) {
-        file_fail_because(error, file_error_invalid_handle, "the file wasn't open");
-        return;
-    }
+    if (!file_usable(handle, 0, error)) return;
     if (!os_file_sync((i64)handle)) file_fail(error, file_error_write);
 }
 

@@ -183,6 +183,14 @@ static u32 text_texture(const batch_t* batch, const batch_command_t* command) {
     return atlas ? atlas->texture : 0;
 }
 
+// The buffer is orphaned at the batch's whole capacity each frame, so that the driver
+// needn't wait for the last frame's draws, and then holds what this frame used.
+static void buffer_upload(GLenum target, GLuint buffer, u32 capacity, u32 count, u32 size, const void* bytes) {
+    glBindBuffer(target, buffer);
+    glBufferData(target, (GLsizeiptr)((u64)capacity * size), nullptr, GL_STREAM_DRAW);
+    glBufferSubData(target, 0, (GLsizeiptr)((u64)count * size), bytes);
+}
+
 static void batch_draw(renderer_t* renderer, batch_t* batch) {
     bool text = batch->type == batch_type_text && batch->fonts;
     for (u32 f = 0; text && f < batch->fonts->font_count; f++) {
@@ -202,16 +210,14 @@ static void batch_draw(renderer_t* renderer, batch_t* batch) {
     GLint bytes_per_pixel = glGetUniformLocation(batch->program, "bytes_per_pixel");
     if (bytes_per_pixel >= 0) glUniform1ui(bytes_per_pixel, 4);
 
-    u64 vertex_bytes = (u64)batch->vertex_capacity * batch->vertex_size;
-    u64 index_bytes = (u64)batch->index_capacity * batch->index_size;
     if (!batch->vertex_buffer) {
         glGenBuffers(1, &batch->vertex_buffer);
         glGenBuffers(1, &batch->index_buffer);
     }
-    glBindBuffer(GL_ARRAY_BUFFER, batch->vertex_buffer);
-    glBufferData(GL_ARRAY_BUFFER, (GLsizeiptr)vertex_bytes, nullptr, GL_STREAM_DRAW);
-    glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, batch->index_buffer);
-    glBufferData(GL_ELEMENT_ARRAY_BUFFER, (GLsizeiptr)index_bytes, nullptr, GL_STREAM_DRAW);
+    buffer_upload(GL_ELEMENT_ARRAY_BUFFER, batch->index_buffer, batch->index_capacity, batch->index_count,
+                  batch->index_size, batch->indices);
+    buffer_upload(GL_ARRAY_BUFFER, batch->vertex_buffer, batch->vertex_capacity, batch->vertex_count,
+                  batch->vertex_size, batch->vertices);
 
     u32 components = (batch->format & 3) + 2;
     GLsizei stride = (GLsizei)batch->vertex_size;
@@ -237,9 +243,6 @@ static void batch_draw(renderer_t* renderer, batch_t* batch) {
             glVertexAttribPointer((GLuint)uv, 2, GL_FLOAT, GL_FALSE, stride, (const void*)offset);
         }
     }
-    glBufferSubData(GL_ARRAY_BUFFER, 0, (GLsizeiptr)((u64)batch->vertex_count * batch->vertex_size), batch->vertices);
-    glBufferSubData(GL_ELEMENT_ARRAY_BUFFER, 0, (GLsizeiptr)((u64)batch->index_count * batch->index_size),
-                    batch->indices);
 
     glActiveTexture(GL_TEXTURE0);
     u32 bound = batch->texture;

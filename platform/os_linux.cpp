@@ -92,10 +92,11 @@ i64 os_file_open(const char* path, u32 mode) {
 bool os_file_close(i64 handle) { return close((int)handle) == 0; }
 
 // Loops over short transfers, so that a short result means the end of the file.
-i64 os_file_pread(i64 handle, void* buffer, u64 size, u64 offset) {
+static i64 os_file_transfer(i64 handle, u8* bytes, u64 size, u64 offset, bool writing) {
     u64 done = 0;
     while (done < size) {
-        ssize_t n = pread((int)handle, (u8*)buffer + done, size - done, (off_t)(offset + done));
+        ssize_t n = writing ? pwrite((int)handle, bytes + done, size - done, (off_t)(offset + done))
+                            : pread((int)handle, bytes + done, size - done, (off_t)(offset + done));
         if (n < 0) {
             if (errno == EINTR) continue;
             return -1;
@@ -106,18 +107,12 @@ i64 os_file_pread(i64 handle, void* buffer, u64 size, u64 offset) {
     return (i64)done;
 }
 
+i64 os_file_pread(i64 handle, void* buffer, u64 size, u64 offset) {
+    return os_file_transfer(handle, (u8*)buffer, size, offset, false);
+}
+
 i64 os_file_pwrite(i64 handle, const void* buffer, u64 size, u64 offset) {
-    u64 done = 0;
-    while (done < size) {
-        ssize_t n = pwrite((int)handle, (const u8*)buffer + done, size - done, (off_t)(offset + done));
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            return -1;
-        }
-        if (n == 0) break;
-        done += (u64)n;
-    }
-    return (i64)done;
+    return os_file_transfer(handle, (u8*)buffer, size, offset, true);
 }
 
 bool os_file_size(i64 handle, u64* size) {

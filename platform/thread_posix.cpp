@@ -5,6 +5,7 @@
 #include <stdlib.h>
 #include <time.h>
 
+#include "platform/condition_posix.h"
 #include "platform/thread.h"
 
 struct thread_semaphore_s {
@@ -52,21 +53,11 @@ u32 thread_start(thread_function_t function, void* argument) {
     return atomic_add_u32(&thread_serial, 1);
 }
 
-// Condition variables on the monotonic clock, so that a change of the wall clock
-// can't stretch a timed wait.
-static void condition_init(pthread_cond_t* condition) {
-    pthread_condattr_t attributes;
-    pthread_condattr_init(&attributes);
-    pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
-    pthread_cond_init(condition, &attributes);
-    pthread_condattr_destroy(&attributes);
-}
-
 thread_semaphore_t thread_semaphore_create(u32 initial, u32 maximum) {
     thread_semaphore_t semaphore = (thread_semaphore_t)calloc(1, sizeof(thread_semaphore_s));
     ASSERT(semaphore);
     pthread_mutex_init(&semaphore->mutex, nullptr);
-    condition_init(&semaphore->condition);
+    condition_init_monotonic(&semaphore->condition);
     semaphore->count = initial;
     semaphore->maximum = maximum;
     return semaphore;
@@ -105,7 +96,7 @@ thread_event_t thread_event_create() {
     thread_event_t event = (thread_event_t)calloc(1, sizeof(thread_event_s));
     ASSERT(event);
     pthread_mutex_init(&event->mutex, nullptr);
-    condition_init(&event->condition);
+    condition_init_monotonic(&event->condition);
     return event;
 }
 
@@ -130,14 +121,7 @@ void thread_event_wait(thread_event_t event) {
 }
 
 bool thread_event_wait_timeout(thread_event_t event, u64 milliseconds) {
-    timespec deadline;
-    clock_gettime(CLOCK_MONOTONIC, &deadline);
-    deadline.tv_sec += (time_t)(milliseconds / 1000);
-    deadline.tv_nsec += (long)(milliseconds % 1000) * 1000000;
-    if (deadline.tv_nsec >= 1000000000) {
-        deadline.tv_sec += 1;
-        deadline.tv_nsec -= 1000000000;
-    }
+    timespec deadline = condition_deadline(milliseconds);
     pthread_mutex_lock(&event->mutex);
     int result = 0;
     while (!event->set && result == 0) {

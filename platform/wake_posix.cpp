@@ -1,7 +1,7 @@
 // The headless wake-up on a condition variable, and the hook for the window's.
 #include <pthread.h>
-#include <time.h>
 
+#include "platform/condition_posix.h"
 #include "platform/wake.h"
 
 static pthread_mutex_t wake_mutex = PTHREAD_MUTEX_INITIALIZER;
@@ -10,14 +10,7 @@ static pthread_once_t wake_once = PTHREAD_ONCE_INIT;
 static bool wake_pending;
 static wake_post_function_t wake_installed;
 
-// The monotonic clock, so that a change of the wall clock can't stretch a wait.
-static void wake_init() {
-    pthread_condattr_t attributes;
-    pthread_condattr_init(&attributes);
-    pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
-    pthread_cond_init(&wake_condition, &attributes);
-    pthread_condattr_destroy(&attributes);
-}
+static void wake_init() { condition_init_monotonic(&wake_condition); }
 
 void wake_install(wake_post_function_t post) { __atomic_store_n(&wake_installed, post, __ATOMIC_RELEASE); }
 
@@ -33,14 +26,7 @@ void wake_post() {
 
 bool wake_wait(u64 milliseconds) {
     pthread_once(&wake_once, wake_init);
-    timespec deadline;
-    clock_gettime(CLOCK_MONOTONIC, &deadline);
-    deadline.tv_sec += (time_t)(milliseconds / 1000);
-    deadline.tv_nsec += (long)(milliseconds % 1000) * 1000000;
-    if (deadline.tv_nsec >= 1000000000) {
-        deadline.tv_sec += 1;
-        deadline.tv_nsec -= 1000000000;
-    }
+    timespec deadline = condition_deadline(milliseconds);
     pthread_mutex_lock(&wake_mutex);
     int result = 0;
     while (!wake_pending && result == 0) {

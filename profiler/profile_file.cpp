@@ -1,4 +1,4 @@
-// Reading profile.bin back: the time base, the checks of every size and count, and
+// profile.bin: making its header and information block, reading it back, the time base, the checks of every size and count, and
 // the text report of each thread's timeline.
 #include "profiler/profile_file.h"
 
@@ -7,6 +7,67 @@
 #include "base/format.h"
 
 typedef unsigned __int128 u128;
+
+static void profile_push(data_t* block, const void* bytes, u64 size) {
+    ASSERT(block->used + size <= block->reserved);
+    memcpy(block->bytes + block->used, bytes, size);
+    block->used += size;
+}
+static void profile_push_u8(data_t* block, u8 value) { profile_push(block, &value, 1); }
+static void profile_push_u16(data_t* block, u16 value) { profile_push(block, &value, 2); }
+static void profile_push_u32(data_t* block, u32 value) { profile_push(block, &value, 4); }
+static void profile_push_u64(data_t* block, u64 value) { profile_push(block, &value, 8); }
+
+data_t profile_file_start(u32 thread_count, const u32* kinds, const u64* event_sizes, const profile_time_base_t* time) {
+    u64 names_size = 0;
+    for (u32 i = 0; i < profiler_thread_kind_count; i++) names_size += strlen(profiler_thread_kind_names[i]);
+    u64 zone_names_size = 0;
+    for (u32 i = 0; i < zone_count; i++) zone_names_size += strlen(profiler_zone_names[i]);
+    u64 events_size = 0;
+    for (u32 i = 0; i < thread_count; i++) events_size += event_sizes[i];
+    u64 information_size = 3 * 4 + 2 * 8 + profiler_thread_kind_count * 2 + names_size + thread_count * (8 + 4) +
+                           zone_count * 2 + zone_names_size + 3 * 8 + 3 + 3 * 8 + 2 * 4;
+    u64 events_offset = align_up(profile_header_size + information_size, 16);
+    data_t file = data_allocate(events_offset + events_size);
+    if (!file.bytes) return file;
+
+    profile_push(&file, "PROF", 4);
+    profile_push_u32(&file, profile_version);
+    profile_push_u64(&file, information_size);
+    profile_push_u64(&file, profile_header_size);
+    profile_push_u64(&file, events_size);
+    profile_push_u64(&file, events_offset);
+
+    profile_push_u32(&file, profiler_thread_kind_count);
+    profile_push_u32(&file, thread_count);
+    profile_push_u32(&file, zone_count);
+    profile_push_u64(&file, names_size);
+    profile_push_u64(&file, zone_names_size);
+    for (u32 i = 0; i < profiler_thread_kind_count; i++) {
+        profile_push_u16(&file, (u16)strlen(profiler_thread_kind_names[i]));
+    }
+    for (u32 i = 0; i < profiler_thread_kind_count; i++) {
+        profile_push(&file, profiler_thread_kind_names[i], strlen(profiler_thread_kind_names[i]));
+    }
+    for (u32 i = 0; i < thread_count; i++) profile_push_u64(&file, event_sizes[i]);
+    for (u32 i = 0; i < thread_count; i++) profile_push_u32(&file, kinds[i]);
+    for (u32 i = 0; i < zone_count; i++) profile_push_u16(&file, (u16)strlen(profiler_zone_names[i]));
+    for (u32 i = 0; i < zone_count; i++) profile_push(&file, profiler_zone_names[i], strlen(profiler_zone_names[i]));
+    profile_push_u64(&file, time->frequency);
+    profile_push_u64(&file, time->cycle_span);
+    profile_push_u64(&file, time->tick_span);
+    profile_push_u8(&file, time->has_time_base);
+    profile_push_u8(&file, time->method);
+    profile_push_u8(&file, time->shift);
+    profile_push_u64(&file, time->bias);
+    profile_push_u64(&file, time->scale);
+    profile_push_u64(&file, time->offset);
+    profile_push_u32(&file, 0);
+    profile_push_u32(&file, 0);
+    ASSERT(file.used == profile_header_size + information_size);
+    file.used = events_offset;  // the padding is zero, as allocated
+    return file;
+}
 
 profile_time_base_t profile_time_base_measure(u64 frequency, u64 cycles_start, u64 ticks_start, u64 cycles_stop,
                                               u64 ticks_stop) {

@@ -60,6 +60,12 @@ struct profile_time_base_t {
     u64 offset;
 };
 
+// The header and the information block of a file of `thread_count` threads, of
+// kinds `kinds`, whose events take `event_sizes` bytes each; the zero padding is
+// counted in `used`, and the block has room for the events, which the caller
+// appends in thread order. Gives an empty block when the memory can't be had.
+data_t profile_file_start(u32 thread_count, const u32* kinds, const u64* event_sizes, const profile_time_base_t* time);
+
 // Measures the time base from the two readings of each clock.
 profile_time_base_t profile_time_base_measure(u64 frequency, u64 cycles_start, u64 ticks_start, u64 cycles_stop,
                                               u64 ticks_stop);

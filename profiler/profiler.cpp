@@ -92,34 +92,47 @@ static inline void profiler_publish(profiler_thread_t* thread, profiler_event_t*
     __atomic_store_n(&thread->next, next, __ATOMIC_RELEASE);
 }
 
-static u64 profiler_live_zone_begin(u32 zone, u32 kind) {
-    profiler_thread_t* thread = profiler_current;
-    thread->open_counts[zone] += 1;
+// The next event, with the time read last, so that the profiler's own work falls
+// before the zone; null when the events ran out (the thread has stopped then).
+static inline profiler_event_t* profiler_event_begin(profiler_thread_t* thread, u32 zone, u32 kind, u64* time) {
     profiler_event_t* event = thread->next;
     if (event == thread->end) {
         profiler_thread_stop(thread);
-        return 0;
+        return nullptr;
     }
     event->zone = zone;
     event->kind = kind;
-    // Read last, so that the profiler's own work falls before the zone.
-    u64 time = os_cycles();
-    event->time = time;
+    *time = os_cycles();
+    event->time = *time;
     profiler_publish(thread, event + 1);
+    return event;
+}
+
+// The next event at `time`, read by the caller first, so that the profiler's own
+// work falls after the zone; null when the events ran out.
+static inline profiler_event_t* profiler_event_end(profiler_thread_t* thread, u64 time, u32 zone, u32 kind) {
+    profiler_event_t* event = thread->next;
+    if (event == thread->end) {
+        profiler_thread_stop(thread);
+        return nullptr;
+    }
+    *event = profiler_event_t{time, zone, kind};
+    profiler_publish(thread, event + 1);
+    return event;
+}
+
+static u64 profiler_live_zone_begin(u32 zone, u32 kind) {
+    profiler_thread_t* thread = profiler_current;
+    thread->open_counts[zone] += 1;
+    u64 time = 0;
+    profiler_event_begin(thread, zone, kind, &time);
     return time;
 }
 
 static u64 profiler_live_zone_end(u32 zone, u32 kind) {
-    // Read first, so that the profiler's own work falls after the zone.
     u64 time = os_cycles();
     profiler_thread_t* thread = profiler_current;
-    profiler_event_t* event = thread->next;
-    if (event == thread->end) {
-        profiler_thread_stop(thread);
-        return 0;
-    }
-    *event = profiler_event_t{time, zone, kind};
-    profiler_publish(thread, event + 1);
+    if (!profiler_event_end(thread, time, zone, kind)) return 0;
     thread->open_counts[zone] -= 1;
     return time;
 }
@@ -154,17 +167,9 @@ static u64 profiler_live_frame_start(u32 zone, u32 kind) {
     thread->in_frame = 1;
     u64 slot = thread->frame_count % profiler_frame_ring_size;
     if (thread->frame_count >= profiler_frame_ring_size && !profiler_collapse(thread, slot)) return 0;
-    profiler_event_t* event = thread->next;
-    if (event == thread->end) {
-        profiler_thread_stop(thread);
-        return 0;
-    }
-    event->zone = zone;
-    event->kind = kind;
-    u64 time = os_cycles();
-    event->time = time;
-    profiler_publish(thread, event + 1);
-    thread->frame_begin[slot] = event;
+    u64 time = 0;
+    profiler_event_t* event = profiler_event_begin(thread, zone, kind, &time);
+    if (event) thread->frame_begin[slot] = event;
     return time;
 }
 
@@ -172,13 +177,8 @@ static u64 profiler_live_frame_stop(u32 zone, u32 kind) {
     u64 time = os_cycles();
     profiler_thread_t* thread = profiler_current;
     ASSERT(thread->in_frame == 1);
-    profiler_event_t* event = thread->next;
-    if (event == thread->end) {
-        profiler_thread_stop(thread);
-        return 0;
-    }
-    *event = profiler_event_t{time, zone, kind};
-    profiler_publish(thread, event + 1);
+    profiler_event_t* event = profiler_event_end(thread, time, zone, kind);
+    if (!event) return 0;
     thread->frame_end[thread->frame_count % profiler_frame_ring_size] = event;
     thread->frame_count += 1;
     thread->in_frame = 0;
@@ -309,16 +309,6 @@ void profiler_free() {
 
 // The file ------------------------------------------------------------------------
 
-static void profile_push(data_t* block, const void* bytes, u64 size) {
-    ASSERT(block->used + size <= block->reserved);
-    memcpy(block->bytes + block->used, bytes, size);
-    block->used += size;
-}
-static void profile_push_u8(data_t* block, u8 value) { profile_push(block, &value, 1); }
-static void profile_push_u16(data_t* block, u16 value) { profile_push(block, &value, 2); }
-static void profile_push_u32(data_t* block, u32 value) { profile_push(block, &value, 4); }
-static void profile_push_u64(data_t* block, u64 value) { profile_push(block, &value, 8); }
-
 void profiler_write(const char* path, bool overwrite, u32* error) {
     if (*error) return;
     u32 thread_count = min_of(atomic_load_acquire_u32(&profiler_thread_count), profiler_thread_capacity);
@@ -328,71 +318,30 @@ void profiler_write(const char* path, bool overwrite, u32* error) {
     const profiler_event_t* firsts[profiler_thread_capacity];
     const profiler_event_t* ends[profiler_thread_capacity];
     u64 open_counts[profiler_thread_capacity];
-    u64 names_size = 0;
-    for (u32 i = 0; i < profiler_thread_kind_count; i++) names_size += strlen(profiler_thread_kind_names[i]);
-    u64 zone_names_size = 0;
-    for (u32 i = 0; i < zone_count; i++) zone_names_size += strlen(profiler_zone_names[i]);
+    u32 kinds[profiler_thread_capacity] = {};
+    u64 sizes[profiler_thread_capacity] = {};
     u64 events_size = 0;
     for (u32 i = 0; i < thread_count; i++) {
         profiler_thread_t* thread = &profiler_threads[i];
         firsts[i] = thread->events;
         ends[i] = thread->events ? __atomic_load_n(&thread->next, __ATOMIC_ACQUIRE) : nullptr;
         open_counts[i] = profiler_open_scan(firsts[i], ends[i], nullptr, 0, 0, nullptr);
-        events_size += ((u64)(ends[i] - firsts[i]) + open_counts[i]) * sizeof(profiler_event_t);
+        kinds[i] = thread->thread_kind;
+        sizes[i] = ((u64)(ends[i] - firsts[i]) + open_counts[i]) * sizeof(profiler_event_t);
+        events_size += sizes[i];
     }
-
-    u64 information_size = 3 * 4 + 2 * 8 + profiler_thread_kind_count * 2 + names_size + thread_count * (8 + 4) +
-                           zone_count * 2 + zone_names_size + 3 * 8 + 3 + 3 * 8 + 2 * 4;
-    u64 events_offset = align_up(profile_header_size + information_size, 16);
-    u64 total = events_offset + events_size;
-    data_t file = data_allocate(total);
+    data_t file = profile_file_start(thread_count, kinds, sizes, &profiler_time);
     if (!file.bytes) {
         *error = profiler_error_file_memory;
         return;
     }
-
-    profile_push(&file, "PROF", 4);
-    profile_push_u32(&file, profile_version);
-    profile_push_u64(&file, information_size);
-    profile_push_u64(&file, profile_header_size);
-    profile_push_u64(&file, events_size);
-    profile_push_u64(&file, events_offset);
-
-    profile_push_u32(&file, profiler_thread_kind_count);
-    profile_push_u32(&file, thread_count);
-    profile_push_u32(&file, zone_count);
-    profile_push_u64(&file, names_size);
-    profile_push_u64(&file, zone_names_size);
-    for (u32 i = 0; i < profiler_thread_kind_count; i++) {
-        profile_push_u16(&file, (u16)strlen(profiler_thread_kind_names[i]));
-    }
-    for (u32 i = 0; i < profiler_thread_kind_count; i++) {
-        profile_push(&file, profiler_thread_kind_names[i], strlen(profiler_thread_kind_names[i]));
-    }
-    for (u32 i = 0; i < thread_count; i++) {
-        profile_push_u64(&file, ((u64)(ends[i] - firsts[i]) + open_counts[i]) * sizeof(profiler_event_t));
-    }
-    for (u32 i = 0; i < thread_count; i++) profile_push_u32(&file, profiler_threads[i].thread_kind);
-    for (u32 i = 0; i < zone_count; i++) profile_push_u16(&file, (u16)strlen(profiler_zone_names[i]));
-    for (u32 i = 0; i < zone_count; i++) profile_push(&file, profiler_zone_names[i], strlen(profiler_zone_names[i]));
-    profile_push_u64(&file, profiler_time.frequency);
-    profile_push_u64(&file, profiler_time.cycle_span);
-    profile_push_u64(&file, profiler_time.tick_span);
-    profile_push_u8(&file, profiler_time.has_time_base);
-    profile_push_u8(&file, profiler_time.method);
-    profile_push_u8(&file, profiler_time.shift);
-    profile_push_u64(&file, profiler_time.bias);
-    profile_push_u64(&file, profiler_time.scale);
-    profile_push_u64(&file, profiler_time.offset);
-    profile_push_u32(&file, 0);
-    profile_push_u32(&file, 0);
-    ASSERT(file.used == profile_header_size + information_size);
-    file.used = events_offset;  // the padding is zero, as allocated
+    u64 total = file.used + events_size;
 
     u64 close_time = os_cycles();
     for (u32 i = 0; i < thread_count; i++) {
         u64 count = (u64)(ends[i] - firsts[i]);
-        if (count) profile_push(&file, firsts[i], count * sizeof(profiler_event_t));
+        if (count) memcpy(file.bytes + file.used, firsts[i], count * sizeof(profiler_event_t));
+        file.used += count * sizeof(profiler_event_t);
         profiler_event_t* closing = (profiler_event_t*)(file.bytes + file.used);
         u64 closed = profiler_open_scan(firsts[i], ends[i], closing, open_counts[i], close_time, nullptr);
         ASSERT(closed == open_counts[i]);

@@ -1,5 +1,5 @@
-// A profile file made in the test from its own reading of the format, to hold the
-// writer to it byte for byte and to give the reader and the report exact inputs.
+// Profile files made in the test from chosen events, to give the reader and the
+// report exact inputs.
 #pragma once
 
 #include <cstdint>
@@ -28,53 +28,20 @@ inline profile_time_base_t built_microsecond_clock() {
     return time;
 }
 
-inline void put(std::string* out, const void* bytes, size_t size) { out->append((const char*)bytes, size); }
-template <typename T> inline void put_value(std::string* out, T value) { put(out, &value, sizeof(value)); }
-
+// The profiler's own header and information block, then the given events.
 inline std::string profile_build(const std::vector<built_thread_t>& threads, const profile_time_base_t& time) {
-    const char* kinds[2] = {"worker_thread", "main"};
-    std::string info;
-    put_value<uint32_t>(&info, 2);
-    put_value<uint32_t>(&info, (uint32_t)threads.size());
-    put_value<uint32_t>(&info, zone_count);
-    uint64_t zone_names = 0;
-    for (uint32_t z = 0; z < zone_count; z++) zone_names += strlen(profiler_zone_names[z]);
-    put_value<uint64_t>(&info, 17);
-    put_value<uint64_t>(&info, zone_names);
-    put_value<uint16_t>(&info, 13);
-    put_value<uint16_t>(&info, 4);
-    put(&info, kinds[0], 13);
-    put(&info, kinds[1], 4);
-    uint64_t events_size = 0;
+    std::vector<uint32_t> kinds;
+    std::vector<uint64_t> sizes;
     for (const built_thread_t& thread : threads) {
-        put_value<uint64_t>(&info, thread.events.size() * 16);
-        events_size += thread.events.size() * 16;
+        kinds.push_back(thread.kind);
+        sizes.push_back(thread.events.size() * sizeof(profiler_event_t));
     }
-    for (const built_thread_t& thread : threads) put_value<uint32_t>(&info, thread.kind);
-    for (uint32_t z = 0; z < zone_count; z++) put_value<uint16_t>(&info, (uint16_t)strlen(profiler_zone_names[z]));
-    for (uint32_t z = 0; z < zone_count; z++) put(&info, profiler_zone_names[z], strlen(profiler_zone_names[z]));
-    put_value(&info, time.frequency);
-    put_value(&info, time.cycle_span);
-    put_value(&info, time.tick_span);
-    put_value(&info, time.has_time_base);
-    put_value(&info, time.method);
-    put_value(&info, time.shift);
-    put_value(&info, time.bias);
-    put_value(&info, time.scale);
-    put_value(&info, time.offset);
-    put_value<uint32_t>(&info, 0);
-    put_value<uint32_t>(&info, 0);
-
-    uint64_t events_offset = (40 + info.size() + 15) / 16 * 16;
-    std::string file = "PROF";
-    put_value<uint32_t>(&file, 1);
-    put_value<uint64_t>(&file, info.size());
-    put_value<uint64_t>(&file, 40);
-    put_value<uint64_t>(&file, events_size);
-    put_value<uint64_t>(&file, events_offset);
-    file += info;
-    file.resize(events_offset, '\0');
-    for (const built_thread_t& thread : threads) put(&file, thread.events.data(), thread.events.size() * 16);
+    data_t start = profile_file_start((u32)threads.size(), kinds.data(), sizes.data(), &time);
+    std::string file((const char*)start.bytes, start.used);
+    data_free(&start);
+    for (const built_thread_t& thread : threads) {
+        file.append((const char*)thread.events.data(), thread.events.size() * sizeof(profiler_event_t));
+    }
     return file;
 }
 
