@@ -10,6 +10,7 @@
 #include "app/app.h"
 #include "app/arguments.h"
 #include "base/log.h"
+#include "file_support.h"
 
 static std::string text(data_t d) { return std::string((char*)d.bytes, d.used); }
 
@@ -62,13 +63,12 @@ TEST(Arguments, TooManyAreCutWithALineForTheUser) {
 
 class StoragePathTest : public testing::Test {
 protected:
+    temp_folder_t temp;
     std::string home;
     std::string saved_home, saved_config;
     bool had_config = false;
     void SetUp() override {
-        char pattern[] = "/tmp/newsloom_home_XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        home = pattern;
+        home = temp.path;
         saved_home = getenv("HOME") ? getenv("HOME") : "";
         had_config = getenv("XDG_CONFIG_HOME") != nullptr;
         if (had_config) saved_config = getenv("XDG_CONFIG_HOME");
@@ -78,8 +78,6 @@ protected:
     void TearDown() override {
         setenv("HOME", saved_home.c_str(), 1);
         if (had_config) setenv("XDG_CONFIG_HOME", saved_config.c_str(), 1);
-        std::string command = "rm -rf '" + home + "'";
-        ASSERT_EQ(system(command.c_str()), 0);
     }
 };
 

@@ -6,21 +6,10 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
-#include <cstdio>
 #include <string>
 
+#include "file_support.h"
 #include "platform/image_decode.h"
-
-static std::string read_all(const std::string& path) {
-    std::string bytes;
-    FILE* file = fopen(path.c_str(), "rb");
-    if (!file) return bytes;
-    char buffer[4096];
-    size_t count;
-    while ((count = fread(buffer, 1, sizeof(buffer), file)) > 0) bytes.append(buffer, count);
-    fclose(file);
-    return bytes;
-}
 
 static int run(const std::string& command) {
     int status = system(command.c_str());
@@ -28,13 +17,12 @@ static int run(const std::string& command) {
 }
 
 TEST(Install, ProgramsDesktopEntryAndIconsLandUnderDestdir) {
-    char pattern[] = "/tmp/newsloom_install_XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    std::string destdir = pattern;
+    temp_folder_t temp;
+    std::string destdir = temp.path;
     ASSERT_EQ(run("DESTDIR='" + destdir + "' cmake --install '" NEWSLOOM_BINARY_DIR "' --prefix /opt/newsloom > '" +
                   destdir + "/install.txt'"),
               0)
-        << read_all(destdir + "/install.txt");
+        << file_bytes(destdir + "/install.txt");
     std::string root = destdir + "/opt/newsloom";
 
     for (const char* program : {"newsloom", "newsloom-tool"}) {
@@ -46,18 +34,18 @@ TEST(Install, ProgramsDesktopEntryAndIconsLandUnderDestdir) {
     EXPECT_EQ(run("'" + root + "/bin/newsloom-tool' 2> /dev/null"), 2);
 
     std::string entry_path = root + "/share/applications/newsloom.desktop";
-    std::string entry = read_all(entry_path);
+    std::string entry = file_bytes(entry_path);
     for (const char* line : {"[Desktop Entry]\n", "\nType=Application\n", "\nName=Newsloom\n", "\nExec=newsloom\n",
                              "\nIcon=newsloom\n", "\nCategories=Network;Feed;\n",
                              "\nMimeType=application/rss+xml;application/atom+xml;\n"}) {
         EXPECT_NE(entry.find(line), std::string::npos) << line << entry;
     }
     EXPECT_EQ(run("desktop-file-validate '" + entry_path + "' > '" + destdir + "/validate.txt' 2>&1"), 0)
-        << read_all(destdir + "/validate.txt");
+        << file_bytes(destdir + "/validate.txt");
 
     for (unsigned size : {48u, 128u, 256u}) {
         std::string name = std::to_string(size) + "x" + std::to_string(size);
-        std::string png = read_all(root + "/share/icons/hicolor/" + name + "/apps/newsloom.png");
+        std::string png = file_bytes(root + "/share/icons/hicolor/" + name + "/apps/newsloom.png");
         unsigned width = 0, height = 0, channels = 0;
         unsigned char* pixels = image_decode((const unsigned char*)png.data(), png.size(), &width, &height, &channels);
         ASSERT_NE(pixels, nullptr) << name;
@@ -78,5 +66,4 @@ TEST(Install, ProgramsDesktopEntryAndIconsLandUnderDestdir) {
         EXPECT_EQ(dot[0] & dot[1] & dot[2] & dot[3], 255) << name << ": the feed sign is white";
         image_decode_free(pixels);
     }
-    ASSERT_EQ(run("rm -rf '" + destdir + "'"), 0);
 }

@@ -36,7 +36,8 @@ protected:
     app_t app = {};
     panel_t panel = {};
     reader_t* reader = nullptr;
-    std::string folder;
+    temp_folder_t temp{"newsloom_update_"};
+    std::string folder = temp.path;
 
     static void SetUpTestSuite() {
         ASSERT_TRUE(update_server.start(NEWSLOOM_TEST_DATA "/feeds", true));
@@ -52,8 +53,6 @@ protected:
         update_server.stop();
     }
     void SetUp() override {
-        folder = temporary_folder("newsloom_update_");
-        ASSERT_FALSE(folder.empty());
         for (query_t& q : update_table) q = query_t{};
         app.scratch = data_allocate(0xa00000);
         app.storage_path = data_make(app_path_capacity, 0, app.storage_path_buffer);
@@ -69,8 +68,6 @@ protected:
         reader_release(reader);
         delete reader;
         data_free(&app.scratch);
-        std::string command = "rm -rf '" + folder + "'";
-        ASSERT_EQ(system(command.c_str()), 0);
     }
     static reader_t* new_reader() {
         reader_t* r = new reader_t{};

@@ -12,22 +12,6 @@ TEST(Assert, StopsTheProgramInEveryBuild) {
     ASSERT(1 + 1 == 2);  // a holding condition goes on
 }
 
-TEST(Data, AlignmentHelpers) {
-    EXPECT_EQ(align_padding(0, 8), 0u);
-    EXPECT_EQ(align_padding(1, 8), 7u);
-    EXPECT_EQ(align_padding(8, 8), 0u);
-    EXPECT_EQ(align_padding(13, 4), 3u);
-    EXPECT_EQ(align_up(13, 4), 16u);
-    EXPECT_EQ(align_up(16, 16), 16u);
-    EXPECT_EQ(align_up(0, 64), 0u);
-}
-
-TEST(Data, LiteralCountsTheTerminatorInReservedOnly) {
-    data_t o = data_literal("o");
-    EXPECT_EQ(o.reserved, 2u);
-    EXPECT_EQ(o.used, 1u);
-}
-
 TEST(Data, PushAlignsTheAddressAndCountsThePadding) {
     alignas(64) u8 buffer[64];
     data_t block = data_make(sizeof(buffer), 3, buffer);
@@ -61,26 +45,6 @@ TEST(Data, PushThatFillsSucceedsAndTheNextFailsWithALogLine) {
     // The typed helpers say nothing of their own and give null.
     EXPECT_EQ(data_push_u8(&block, 1), nullptr);
     EXPECT_EQ(data_push_u32(&block, 1), nullptr);
-}
-
-TEST(Data, TypedPushesAndCopies) {
-    alignas(8) u8 buffer[64] = {};
-    data_t block = data_make(sizeof(buffer), 0, buffer);
-    data_push_u8(&block, 0xAB);
-    u16* half = data_push_u16(&block, 0x1234);
-    u32* word = data_push_u32(&block, 0xDEADBEEF);
-    EXPECT_EQ((u8*)half, buffer + 2);
-    EXPECT_EQ((u8*)word, buffer + 4);
-    EXPECT_EQ(*word, 0xDEADBEEFu);
-    u8* text = data_push_c_string(&block, "abc");
-    EXPECT_EQ(memcmp(text, "abc", 3), 0);
-    EXPECT_EQ(block.used, 11u);
-    // A null source pushes room without copying.
-    EXPECT_NE(data_push_string(&block, nullptr, 4), nullptr);
-    EXPECT_EQ(block.used, 15u);
-    u8* copy = (u8*)data_push_data(&block, data_literal("xyz"), 0);
-    EXPECT_EQ(copy, buffer + 16);
-    EXPECT_EQ(memcmp(copy, "xyz", 3), 0);
 }
 
 TEST(Data, BadAlignmentStops) {
@@ -192,21 +156,6 @@ TEST(Data, StringAppendKeepsOneContiguousString) {
     block.reserved = block.used;
     string_append(&block, &string, data_literal("f"));
     EXPECT_EQ(string.used, 5u);
-}
-
-TEST(Data, AllocateAndFreeKeepTheTotalRising) {
-    u64 total = memory_total;
-    data_t block = data_allocate(100000);
-    ASSERT_NE(block.bytes, nullptr);
-    EXPECT_EQ(block.reserved, 100000u);  // not rounded
-    EXPECT_EQ(memory_total, total + 100000);
-    block.bytes[99999] = 1;
-    data_free(&block);
-    EXPECT_EQ(block.bytes, nullptr);
-    EXPECT_EQ(block.reserved, 0u);
-    EXPECT_EQ(memory_total, total + 100000);
-    data_free(&block);  // twice is harmless
-    EXPECT_EQ(memory_total, total + 100000);
 }
 
 TEST(Data, ReserveCommitDecommit) {

@@ -15,19 +15,12 @@
 
 #include "base/file.h"
 #include "base/log.h"
+#include "file_support.h"
 
 class FileTest : public testing::Test {
 protected:
-    std::string folder;
-    void SetUp() override {
-        char pattern[] = "/tmp/newsloom_file_XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        folder = pattern;
-    }
-    void TearDown() override {
-        std::string command = "rm -rf '" + folder + "'";
-        ASSERT_EQ(system(command.c_str()), 0);
-    }
+    temp_folder_t temp;
+    std::string folder = temp.path;
     std::string path(const std::string& name) { return folder + "/" + name; }
     static data_t view(const std::string& s) { return data_from_size(s.size(), s.data()); }
     void write(const std::string& name, const std::string& content) {

@@ -9,6 +9,7 @@
 
 #include "base/file.h"
 #include "base/log.h"
+#include "file_support.h"
 
 static std::string channel_text(u64 channel) {
     log_channel_t* log = log_channel(channel);
@@ -101,9 +102,8 @@ TEST(Log, CopySinceFollowsTheTextAcrossAWrap) {
 }
 
 TEST(Log, SaveWritesTheTextOrTheWholeRing) {
-    char folder[] = "/tmp/newsloom_log_XXXXXX";
-    ASSERT_NE(mkdtemp(folder), nullptr);
-    std::string path = std::string(folder) + "/log.txt";
+    temp_folder_t folder;
+    std::string path = folder.path + "/log.txt";
     data_t path_text = data_from_size(path.size(), path.data());
 
     log_write_c_string(12, "saved line\n");
@@ -126,6 +126,4 @@ TEST(Log, SaveWritesTheTextOrTheWholeRing) {
     saved = file_read_all(path_text, false, &error);
     EXPECT_EQ(std::string((char*)saved.bytes, 27 + 14), "## Log overflowed ##\nnewest## Log end ##\n");
     data_free(&saved);
-    unlink(path.c_str());
-    rmdir(folder);
 }

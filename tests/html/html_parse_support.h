@@ -6,22 +6,10 @@
 
 #include "base/data.h"
 #include "base/log.h"
+#include "log_support.h"
 #include "html/diagnostics.h"
 #include "html/tokenizer.h"
 #include "html/tree.h"
-
-inline u8* parse_log_mark(u64 channel) {
-    log_reserve(channel, 0);
-    return data_end(log_channel(channel)->text);
-}
-
-inline std::string parse_log_since(u64 channel, u8* mark) {
-    data_t copy = data_allocate(log_block_size);
-    log_copy_since(channel, mark, &copy);
-    std::string text((const char*)copy.bytes, copy.used);
-    data_free(&copy);
-    return text;
-}
 
 inline data_t parse_input(const std::string& input) { return data_from_size(input.size(), input.data()); }
 
@@ -36,12 +24,12 @@ struct parse_run_t {
     parse_run_t(const parse_run_t&) = delete;
     explicit parse_run_t(const std::string& input) {
         memory = data_allocate(hp_predict_memory(parse_input(input)));
-        u8* mark = parse_log_mark(log_main);
+        u8* mark = log_test_mark(log_main);
         tokens = hp_tokenizer(&memory, parse_input(input), 0, &error);
-        report = parse_log_since(log_main, mark);
-        mark = parse_log_mark(log_main);
+        report = log_test_since(log_main, mark);
+        mark = log_test_mark(log_main);
         html_tokens_print(&tokens);
-        lines = parse_log_since(log_main, mark);
+        lines = log_test_since(log_main, mark);
     }
     ~parse_run_t() { data_free(&memory); }
 };
@@ -57,9 +45,9 @@ struct tree_run_t {
     tree_run_t(const std::string& input, bool ignore_errors) : parse(input) {
         memory = data_allocate(hp_predict_tree_memory(&parse.tokens));
         tree = hp_tree_construction(&memory, &parse.tokens, ignore_errors ? 1 : 0, &error);
-        u8* mark = parse_log_mark(log_main);
+        u8* mark = log_test_mark(log_main);
         html_tree_print(&tree);
-        printed = parse_log_since(log_main, mark);
+        printed = log_test_since(log_main, mark);
     }
     ~tree_run_t() { data_free(&memory); }
 };

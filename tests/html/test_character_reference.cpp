@@ -40,12 +40,12 @@ TEST(CharacterReference, QuickLookupAgreesWithTheTable) {
 
 static std::string per_character_lines(const std::string& input, html_parser_error_t* error, std::string* report) {
     data_t memory = data_allocate(hp_predict_memory(parse_input(input)));
-    u8* mark = parse_log_mark(log_main);
+    u8* mark = log_test_mark(log_main);
     html_tokens_t tokens = hp_tokenizer(&memory, parse_input(input), hp_flag_per_character, error);
-    *report = parse_log_since(log_main, mark);
-    mark = parse_log_mark(log_main);
+    *report = log_test_since(log_main, mark);
+    mark = log_test_mark(log_main);
     html_tokens_print(&tokens);
-    std::string lines = parse_log_since(log_main, mark);
+    std::string lines = log_test_since(log_main, mark);
     data_free(&memory);
     return lines;
 }

@@ -2,35 +2,18 @@
 // GBK, and must decode to its Chinese titles without a single bad sequence.
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
 #include <string>
 
+#include "file_support.h"
+#include "base/text.h"
 #include "html/encoding.h"
 
-static std::string read_test_file(const char* name) {
-    std::ifstream file(std::string(NEWSLOOM_TEST_DATA) + "/" + name, std::ios::binary);
-    std::stringstream bytes;
-    bytes << file.rdbuf();
-    return bytes.str();
-}
-
-static void append_utf8(std::string* out, u32 c) {
-    if (c < 0x80) {
-        *out += (char)c;
-    } else if (c < 0x800) {
-        *out += (char)(0xC0 | (c >> 6));
-        *out += (char)(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-        *out += (char)(0xE0 | (c >> 12));
-        *out += (char)(0x80 | ((c >> 6) & 0x3F));
-        *out += (char)(0x80 | (c & 0x3F));
-    } else {
-        *out += (char)(0xF0 | (c >> 18));
-        *out += (char)(0x80 | ((c >> 12) & 0x3F));
-        *out += (char)(0x80 | ((c >> 6) & 0x3F));
-        *out += (char)(0x80 | (c & 0x3F));
-    }
+static void append_utf8(std::string* out, u32 codepoint) {
+    u8 bytes[4];
+    u32 length = 0;
+    utf_error_t error = 0;
+    utf8_encode(bytes, bytes + 4, codepoint, &length, &error);
+    out->append((const char*)bytes, length);
 }
 
 TEST(DecodeCorpus, Gb2312FeedDecodesToItsTitles) {

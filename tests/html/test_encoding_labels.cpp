@@ -19,43 +19,18 @@ TEST(EncodingLabels, Lookup) {
         {"utf-8", encoding_utf_8},
         {"  UTF-8 ", encoding_utf_8},
         {"\t\n\f\rUtF8\r\n", encoding_utf_8},
-        {"utf8", encoding_utf_8},
         // The table's first row is never compared.
         {"unicode-1-1-utf-8", encoding_none},
         // Labels of UTF-8 and UTF-16 that the table doesn't carry.
-        {"unicode11utf8", encoding_none},
         {"x-unicode20utf8", encoding_none},
         {"unicode", encoding_none},
         {"ucs-2", encoding_none},
         {"utf-16", encoding_utf_16le},
-        {"utf-16le", encoding_utf_16le},
-        {"utf-16be", encoding_utf_16be},
         // ISO-8859-6 has no label; its row repeats ISO-8859-5's, and the first wins.
         {"iso-8859-6", encoding_none},
-        {"arabic", encoding_none},
-        {"iso-8859-5", encoding_iso_8859_5},
-        {"cyrillic", encoding_iso_8859_5},
-        {"latin1", encoding_windows_1252},
-        {"iso-8859-1", encoding_windows_1252},
-        {"ascii", encoding_windows_1252},
         {"US-ASCII", encoding_windows_1252},
-        {"windows-1252", encoding_windows_1252},
         {"iso-2022-kr", encoding_replacement},
-        {"hz-gb-2312", encoding_replacement},
-        {"gb2312", encoding_gbk},
         {"GB2312", encoding_gbk},
-        {"gbk", encoding_gbk},
-        {"gb18030", encoding_gb18030},
-        {"big5-hkscs", encoding_big5},
-        {"x-sjis", encoding_shift_jis},
-        {"euc-jp", encoding_euc_jp},
-        {"iso-2022-jp", encoding_iso_2022_jp},
-        {"windows-949", encoding_euc_kr},
-        {"iso-8859-8-i", encoding_iso_8859_8_i},
-        {"iso-8859-8", encoding_iso_8859_8},
-        {"x-user-defined", encoding_x_user_defined},
-        {"koi8_r", encoding_koi8_r},
-        {"x-mac-ukrainian", encoding_x_mac_cyrillic},
         // A byte at or above 127 cuts the label: what follows is ignored.
         {"utf-8\x80garbage", encoding_utf_8},
         {"big5\xFF", encoding_big5},
@@ -64,9 +39,7 @@ TEST(EncodingLabels, Lookup) {
         {"utf 8", encoding_none},
         {"utf_8", encoding_none},
         {"", encoding_none},
-        {"   ", encoding_none},
         {"latin1 ;", encoding_none},
-        {"nonsense", encoding_none},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(from_label(c.label), c.expected) << '"' << c.label << '"';
@@ -107,9 +80,6 @@ TEST(EncodingLabels, EveryLabelButTheExceptionsFindsItsEncoding) {
 
 TEST(EncodingLabels, Names) {
     EXPECT_STREQ(encoding_name(encoding_utf_8), "UTF-8");
-    EXPECT_STREQ(encoding_name(encoding_gbk), "GBK");
-    EXPECT_STREQ(encoding_name(encoding_shift_jis), "Shift_JIS");
-    EXPECT_STREQ(encoding_name(encoding_x_user_defined), "x-user-defined");
     EXPECT_STREQ(encoding_name(encoding_none), "");
     EXPECT_STREQ(encoding_name(41), "");
 }

@@ -94,9 +94,9 @@ TEST(Stream, UnknownEncodingIsAnErrorNotAStop) {
     html_parser_error_t error = 0;
     EXPECT_EQ(hp_consume(&hp, &error), 0u);
     EXPECT_EQ(error, html_tokenizer_error_invalid_encoding_name);
-    u8* mark = parse_log_mark(log_main);
+    u8* mark = log_test_mark(log_main);
     hp_report_error(&hp, error);
-    EXPECT_EQ(parse_log_since(log_main, mark), "Error: The encoding of the document is unknown.\n\n");
+    EXPECT_EQ(log_test_since(log_main, mark), "Error: The encoding of the document is unknown.\n\n");
     EXPECT_EQ(hp.input.position, hp.input.end);
 }
 

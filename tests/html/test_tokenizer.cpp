@@ -343,12 +343,12 @@ TEST(Tokenizer, MemoryPredictionHoldsForTheWorstCases) {
         "a<b>c", "x<b>y<i>z", "a<?" "?>b", "a<b>c<i>d<u>e", "a<br/>b",
     };
     for (const char* input : inputs) {
-        u8* mark = parse_log_mark(log_main);
-        u8* user_mark = parse_log_mark(log_user);
+        u8* mark = log_test_mark(log_main);
+        u8* user_mark = log_test_mark(log_user);
         parse_run_t run(input);
-        std::string channel = parse_log_since(log_main, mark);
+        std::string channel = log_test_since(log_main, mark);
         EXPECT_EQ(channel.find("Out of memory"), std::string::npos) << input;
-        EXPECT_EQ(parse_log_since(log_user, user_mark), "") << input;
+        EXPECT_EQ(log_test_since(log_user, user_mark), "") << input;
         EXPECT_NE(run.error, html_tokenizer_error_not_enough_memory) << input;
         EXPECT_LE(run.tokens.token_count, hp_predict_max_tokens(strlen(input))) << input;
         // What the text didn't use went back to the block.

@@ -11,11 +11,11 @@
 #include <netinet/in.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <string>
 
 #include "net/block_storage.h"
 #include "net/http_file.h"
+#include "file_support.h"
 
 // What start-up makes for downloads, once per test program: the page size, block
 // storage for the addresses, and the session. Gives the session's error.
@@ -91,10 +91,4 @@ inline int closed_port() {
     getsockname(s, (sockaddr*)&address, &size);
     close(s);
     return ntohs(address.sin_port);
-}
-
-// A fresh folder in the system's temporary folder; empty when none could be made.
-inline std::string temporary_folder(const char* prefix) {
-    std::string pattern = (std::filesystem::temp_directory_path() / (std::string(prefix) + "XXXXXX")).string();
-    return mkdtemp(pattern.data()) ? pattern : std::string();
 }

@@ -2,15 +2,13 @@
 // folder with a long list, again over the saved store, and refusing a damaged
 // newest file.
 #include <gtest/gtest.h>
-#include <stdio.h>
-#include <stdlib.h>
-#include <sys/wait.h>
 
 #include <fstream>
 #include <string>
 #include <vector>
 
 #include "tests/net/feed_server.h"
+#include "tools/tool_support.h"
 
 static feed_server_t tool_server;
 
@@ -21,32 +19,16 @@ struct tool_run_t {
 };
 
 static tool_run_t run_tool(const std::string& arguments, const std::string& folder) {
-    std::string out = folder + "/out.txt";
-    std::string err = folder + "/err.txt";
-    std::string command = std::string(NEWSLOOM_BINARY_DIR) + "/newsloom-tool update " + arguments + " >" + out +
-                          " 2>" + err;
     tool_run_t run = {};
-    int status = system(command.c_str());
-    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    std::ifstream o(out), e(err);
-    run.out.assign(std::istreambuf_iterator<char>(o), {});
-    run.err.assign(std::istreambuf_iterator<char>(e), {});
+    run.out = tool_run("update " + arguments + " 2>'" + folder + "/err.txt'", &run.status);
+    run.err = file_bytes(folder + "/err.txt");
     return run;
-}
-
-static std::string store_files(const std::string& store) {
-    std::string listing;
-    FILE* pipe = popen(("ls '" + store + "'").c_str(), "r");
-    char line[256];
-    while (fgets(line, sizeof(line), pipe)) listing += line;
-    pclose(pipe);
-    return listing;
 }
 
 TEST(ToolUpdate, UpdatesSavesAndRefusesADamagedStore) {
     ASSERT_TRUE(tool_server.start(NEWSLOOM_TEST_DATA "/feeds", false));
-    std::string folder = temporary_folder("newsloom_tool_");
-    ASSERT_FALSE(folder.empty());
+    temp_folder_t temp;
+    std::string folder = temp.path;
     std::string store = folder + "/store";
     std::string atp = tool_server.address("/feed/atp.rss");
     std::string refused = "http://127.0.0.1:" + std::to_string(closed_port()) + "/x.rss";
@@ -73,8 +55,9 @@ TEST(ToolUpdate, UpdatesSavesAndRefusesADamagedStore) {
                              "\n    Returned (5) http_error_internet_open_url\n    "),
               std::string::npos)
         << first.out;
-    std::string files = store_files(store);
-    ASSERT_EQ(files.rfind("feed_data_", 0), 0u) << files;
+    std::vector<std::string> files = folder_names(store);
+    ASSERT_EQ(files.size(), 1u);
+    ASSERT_EQ(files[0].rfind("feed_data_", 0), 0u) << files[0];
 
     // No address: every feed, as F5 does, over the saved store.
     tool_run_t second = run_tool("-path " + store, folder);
@@ -82,23 +65,21 @@ TEST(ToolUpdate, UpdatesSavesAndRefusesADamagedStore) {
     EXPECT_NE(second.out.find(atp + ": 0 new entries\n"), std::string::npos) << second.out;
 
     // A damaged newest file: refused, named, left alone.
-    files = store_files(store);
-    files.pop_back();
-    std::string newest = store + "/" + files.substr(files.rfind('\n') + 1);
+    files = folder_names(store);
+    std::string newest = store + "/" + files.back();
     {
         std::fstream damaged(newest, std::ios::in | std::ios::out | std::ios::binary);
         damaged.write("XXXX", 4);
     }
-    std::string before = store_files(store);
+    std::vector<std::string> before = folder_names(store);
     tool_run_t refusal = run_tool("-path " + store + " " + atp, folder);
     EXPECT_NE(refusal.status, 0);
     EXPECT_NE(refusal.err.find(newest), std::string::npos) << refusal.err;
     EXPECT_EQ(refusal.out, "");
-    EXPECT_EQ(store_files(store), before);
+    EXPECT_EQ(folder_names(store), before);
 
     EXPECT_EQ(run_tool("-path", folder).status, 2);
     tool_server.stop();
-    ASSERT_EQ(system(("rm -rf '" + folder + "'").c_str()), 0);
 }
 // A fresh account: the storage folder and its parents are made. A folder that
 // can't be: each feed's line says its entries weren't saved, standard error says
@@ -106,14 +87,14 @@ TEST(ToolUpdate, UpdatesSavesAndRefusesADamagedStore) {
 // refused before anything is fetched.
 TEST(ToolUpdate, TheStorageFolderIsMadeOrTheFailureSaid) {
     ASSERT_TRUE(tool_server.start(NEWSLOOM_TEST_DATA "/feeds", false));
-    std::string folder = temporary_folder("newsloom_tool_");
-    ASSERT_FALSE(folder.empty());
+    temp_folder_t temp;
+    std::string folder = temp.path;
     std::string qemu = tool_server.address("/feed/qemu.atom");
 
     tool_run_t fresh = run_tool("-path " + folder + "/home/.config/newsloom " + qemu, folder);
     EXPECT_EQ(fresh.status, 0) << fresh.err;
     EXPECT_EQ(fresh.out, qemu + ": 10 new entries\n");
-    EXPECT_EQ(store_files(folder + "/home/.config/newsloom").rfind("feed_data_", 0), 0u);
+    EXPECT_EQ(folder_names(folder + "/home/.config/newsloom")[0].rfind("feed_data_", 0), 0u);
 
     std::ofstream(folder + "/plain") << "x";
     std::string blocked = folder + "/plain/newsloom";
@@ -132,5 +113,4 @@ TEST(ToolUpdate, TheStorageFolderIsMadeOrTheFailureSaid) {
     EXPECT_NE(refused.err.find("longer than 4095 bytes"), std::string::npos) << refused.err;
 
     tool_server.stop();
-    ASSERT_EQ(system(("rm -rf '" + folder + "'").c_str()), 0);
 }

@@ -1,13 +1,11 @@
 // The profiler on real threads: recording, the 60-frame ring and its collapse, the
 // switch between empty and live calls, registration, running out of events, and
-// profile.bin as written, byte for byte and through newsloom-tool.
+// profile.bin as written and as newsloom-tool reads it.
 #include <gtest/gtest.h>
 
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdio>
 #include <string>
 #include <thread>
 
@@ -16,22 +14,12 @@
 #include "profiler/profile_builder.h"
 #include "profiler/profile_file.h"
 #include "profiler/profiler.h"
+#include "tools/tool_support.h"
 
 static std::vector<profiler_event_t> events_of(u32 thread) {
     profiler_thread_t* record = &profiler_threads[thread];
     if (!record->events) return {};
     return std::vector<profiler_event_t>(record->events, record->next);
-}
-
-static std::string file_bytes(const std::string& path) {
-    std::string bytes;
-    FILE* file = fopen(path.c_str(), "rb");
-    if (!file) return bytes;
-    char buffer[65536];
-    size_t count;
-    while ((count = fread(buffer, 1, sizeof(buffer), file)) > 0) bytes.append(buffer, count);
-    fclose(file);
-    return bytes;
 }
 
 static std::string log_text() {
@@ -54,16 +42,9 @@ static void frame_end() { profiler_thread_calls()->frame_stop(zone_frame, profil
 
 class Profiler : public testing::Test {
 protected:
-    std::string folder;
-    void SetUp() override {
-        char pattern[] = "/tmp/newsloom_profiler_XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        folder = pattern;
-    }
-    void TearDown() override {
-        profiler_free();
-        ASSERT_EQ(system(("rm -rf '" + folder + "'").c_str()), 0);
-    }
+    temp_folder_t temp;
+    std::string folder = temp.path;
+    void TearDown() override { profiler_free(); }
 };
 
 TEST_F(Profiler, RecordsNestedZonesAndFramesInOrder) {
@@ -304,7 +285,7 @@ TEST_F(Profiler, RunningOutDeeperThanTheRoomKeepsWhatHadClosed) {
     EXPECT_EQ(events[1].kind, 2u);
 }
 
-TEST_F(Profiler, FileIsTheFormatByteForByte) {
+TEST_F(Profiler, FileHoldsEachThreadsEventsAsRecorded) {
     u32 error = 0;
     profiler_start(profiler_thread_main, 1000, &error);
     frame_begin();
@@ -384,14 +365,9 @@ TEST_F(Profiler, WorkersRegisterInTheirEntryAndTheToolReadsTheFile) {
     profiler_write(path.c_str(), true, &error);
     ASSERT_EQ(error, 0u);
 
-    std::string command = std::string(NEWSLOOM_BINARY_DIR) + "/newsloom-tool profile '" + path + "'";
-    FILE* pipe = popen(command.c_str(), "r");
-    ASSERT_NE(pipe, nullptr);
-    std::string report;
-    char buffer[4096];
-    size_t count;
-    while ((count = fread(buffer, 1, sizeof(buffer), pipe)) > 0) report.append(buffer, count);
-    EXPECT_EQ(pclose(pipe), 0);
+    int status = -1;
+    std::string report = tool_run("profile '" + path + "'", &status);
+    EXPECT_EQ(status, 0);
     EXPECT_EQ(report.rfind("Timeline[ 0 ] - main\n\n# Totals\n", 0), 0u) << report;
     EXPECT_NE(report.find("Timeline[ 1 ] - worker_thread"), std::string::npos);
     EXPECT_NE(report.find("Timeline[ 2 ] - worker_thread"), std::string::npos);
@@ -407,13 +383,9 @@ TEST_F(Profiler, WorkersRegisterInTheirEntryAndTheToolReadsTheFile) {
     EXPECT_NE(report.find("\n  thread_do_work"), std::string::npos) << report;
 
     // A damaged file: a message and exit status 1.
-    std::string damaged = file_bytes(path).substr(0, 100);
-    FILE* file = fopen(path.c_str(), "wb");
-    fwrite(damaged.data(), 1, damaged.size(), file);
-    fclose(file);
-    std::string errors = folder + "/errors.txt";
-    int status = system((command + " > /dev/null 2> '" + errors + "'").c_str());
-    EXPECT_EQ(WEXITSTATUS(status), 1);
-    EXPECT_NE(file_bytes(errors).find("is not a readable profile: its information block runs past the end."), std::string::npos)
-        << file_bytes(errors);
+    write_file(path, file_bytes(path).substr(0, 100));
+    std::string errors = tool_run("profile '" + path + "' 2>&1 >/dev/null", &status);
+    EXPECT_EQ(status, 1);
+    EXPECT_NE(errors.find("is not a readable profile: its information block runs past the end."), std::string::npos)
+        << errors;
 }

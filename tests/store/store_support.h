@@ -2,15 +2,8 @@
 // folder, code point set, and the store itself, each in blocks of their own.
 #pragma once
 
-#include <stdlib.h>
-
-#include <algorithm>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
-#include <vector>
 
 #include "base/data.h"
 #include "base/file.h"
@@ -18,6 +11,7 @@
 #include "store/feed_merge.h"
 #include "store/reader.h"
 #include "store/reader_file.h"
+#include "file_support.h"
 
 struct store_fixture_t {
     data_t scratch = {};
@@ -62,49 +56,4 @@ struct store_fixture_t {
     bool load(reader_load_status_t* status) { return reader_load(&scratch, folder, &reader, status); }
 };
 
-// A new empty folder in the system's temporary folder.
-inline std::string make_temp_folder(const char* prefix) {
-    std::string pattern = (std::filesystem::temp_directory_path() / (std::string(prefix) + "XXXXXX")).string();
-    return mkdtemp(pattern.data());
-}
-
-// A new empty folder, removed with what it holds.
-struct temp_folder_t {
-    std::string path;
-    temp_folder_t() { path = make_temp_folder("newsloom_store_"); }
-    ~temp_folder_t() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path, ignored);
-    }
-};
-
-// The names in a folder, sorted.
-inline std::vector<std::string> bin_files(const std::string& folder) {
-    std::vector<std::string> names;
-    for (const auto& item : std::filesystem::directory_iterator(folder)) {
-        names.push_back(item.path().filename().string());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-inline std::string file_bytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-inline void write_file(const std::string& path, const std::string& bytes) {
-    std::ofstream out(path, std::ios::binary);
-    out << bytes;
-}
-
 inline std::string to_string(data_t text) { return std::string((const char*)text.bytes, text.used); }
-
-inline std::string read_test_file(const char* relative) {
-    std::string path = std::string(NEWSLOOM_TEST_DATA) + "/" + relative;
-    file_error_t error = 0;
-    data_t block = file_read_all(data_from_size(path.size(), path.data()), false, &error);
-    std::string bytes = block.bytes ? std::string((const char*)block.bytes, block.used) : std::string();
-    data_free(&block);
-    return bytes;
-}

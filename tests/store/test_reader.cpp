@@ -41,50 +41,6 @@ std::vector<u32> feed_entry_ids(reader_t* reader, feed_t* feed) {
 
 }  // namespace
 
-TEST(Reader, FlagsMatch) {
-    struct case_t {
-        u32 value, required, allowed;
-        bool match;
-    };
-    const case_t cases[] = {
-        {0, 0, 0, true},
-        {0x80000000, 0, 0, false},
-        {0, 0, 0x80000000, true},
-        {0x80000000, 0, 0x80000000, true},
-        {0, 0x80000000, 0, false},
-        {0x80000000, 0x80000000, 0, true},
-        {0x80000001, 0x80000000, 0, false},
-        {0x3, 0x1, 0x2, true},
-    };
-    for (const case_t& c : cases) {
-        EXPECT_EQ(flags_match(c.value, c.required, c.allowed), c.match) << c.value << " " << c.required << " " << c.allowed;
-    }
-}
-
-TEST(Reader, NewStoreAndIds) {
-    store_fixture_t store;
-    reader_t* reader = &store.reader;
-    EXPECT_EQ(reader->generation, 0u);
-    EXPECT_EQ(reader->strings.used, 0u);
-    EXPECT_EQ(reader->strings.reserved, reader_string_commit_step);
-    feed_t* feed = add_feed(reader, record_kind_rss);
-    EXPECT_EQ(feed->id, 1u);
-    entry_t* entry = reader_new_entry(reader);
-    EXPECT_EQ(entry->id, 1u);
-    EXPECT_EQ(entry->kind, 0u);  // out of every walk until attached
-    EXPECT_EQ(reader->last_entry_id, 0u);
-    EXPECT_FALSE(feed_first_entry(reader, feed, 0, ~0u, 0, record_deleted_flag));
-    reader_attach_entry(reader, feed, entry);
-    EXPECT_EQ(reader->last_entry_id, 1u);
-    EXPECT_EQ(entry->feed_id, feed->id);
-    EXPECT_EQ(feed->entry_count, 1u);
-    EXPECT_EQ(reader_find_entry_by_id(reader, feed->id, 1), entry);
-    EXPECT_EQ(reader_find_entry_by_id(reader, 99, 1), nullptr);
-    EXPECT_EQ(entry_unique_id(nullptr).used, 0u);
-    EXPECT_EQ(reader_find_entry_by_unique_id(reader, feed->id, data_t{}), nullptr);
-    reader_check(reader);
-}
-
 TEST(Reader, SoftDeleteAndRestore) {
     store_fixture_t store;
     reader_t* reader = &store.reader;
@@ -268,65 +224,6 @@ TEST(ReaderDeathTest, RelationWithoutTargetFailsTheCheck) {
     category->id = 99;
     EXPECT_FALSE(reader_is_consistent(&store.reader));
     EXPECT_DEATH(reader_check(&store.reader), "");
-}
-
-// The feed's sort gives the order that pool_sort gives over the whole pool.
-TEST(Reader, SortMatchesThePoolSort) {
-    store_fixture_t mine, reference;
-    u32 seed = 7;
-    auto next = [&]() {
-        seed = seed * 1103515245u + 12345u;
-        return seed >> 8;
-    };
-    feed_t* feeds[2][3];
-    for (store_fixture_t* store : {&mine, &reference}) {
-        u32 s = store == &mine ? 0 : 1;
-        for (u32 f = 0; f < 3; f++) feeds[s][f] = add_feed(&store->reader, f == 1 ? record_kind_atom : record_kind_rss);
-    }
-    for (u32 i = 0; i < 300; i++) {
-        u32 f = next() % 3;
-        date_t date = day((u8)(1 + next() % 5));
-        for (u32 s = 0; s < 2; s++) {
-            store_fixture_t* store = s == 0 ? &mine : &reference;
-            add_entry(&store->reader, feeds[s][f], 0, date);
-        }
-    }
-    for (u32 s = 0; s < 2; s++) {
-        store_fixture_t* store = s == 0 ? &mine : &reference;
-        for (u32 i = 0; i < 40; i++) {
-            entry_t* entry = (entry_t*)pool_at(&store->reader.entries, sizeof(entry_t), (i * 37) % 300);
-            if (!entry_is_alive(entry)) continue;
-            reader_remove_entry(&store->reader, entry, reader_find_feed_by_id(&store->reader, entry->feed_id));
-        }
-    }
-    for (u32 flags : {0u, (u32)feed_meta_oldest_first}) {
-        for (u32 f = 0; f < 3; f++) {
-            reader_find_meta(&mine.reader, feeds[0][f]->id)->flags = flags;
-            reader_sort_feed(&mine.reader, feeds[0][f]);
-            pool_sort(&reference.reader.entries, sizeof(entry_t), flags != 0, feeds[1][f]->id, entry_is_alive,
-                      [](void* e, u64 id) { return ((entry_t*)e)->feed_id == id; },
-                      [](void* a, void* b) {
-                          entry_t* x = (entry_t*)a;
-                          entry_t* y = (entry_t*)b;
-                          date_t dx = entry_kind(x) == record_kind_rss ? x->rss.pub_date : x->atom.published;
-                          date_t dy = entry_kind(y) == record_kind_rss ? y->rss.pub_date : y->atom.published;
-                          return (i32)date_is_before(dx, dy);
-                      },
-                      [](void* a, void* b) {
-                          entry_t copy = *(entry_t*)a;
-                          *(entry_t*)a = *(entry_t*)b;
-                          *(entry_t*)b = copy;
-                      });
-        }
-        for (u32 i = 0; i < reader_entry_capacity; i++) {
-            entry_t* x = (entry_t*)pool_at(&mine.reader.entries, sizeof(entry_t), i);
-            entry_t* y = (entry_t*)pool_at(&reference.reader.entries, sizeof(entry_t), i);
-            ASSERT_EQ(entry_is_alive(x), entry_is_alive(y)) << i;
-            if (entry_is_alive(x)) {
-                ASSERT_EQ(x->id, y->id) << "slot " << i;
-            }
-        }
-    }
 }
 
 // Unused categories go in slot order, so the last one freed is the next one used;

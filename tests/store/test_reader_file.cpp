@@ -24,7 +24,7 @@ namespace fs = std::filesystem;
 namespace {
 
 std::string only_store_file(const std::string& folder) {
-    std::vector<std::string> names = bin_files(folder);
+    std::vector<std::string> names = folder_names(folder);
     EXPECT_EQ(names.size(), 1u);
     return names.empty() ? "" : folder + "/" + names[0];
 }
@@ -172,7 +172,7 @@ TEST(ReaderFile, RotationKeepsTenAndLeavesOtherNamesAlone) {
     write_file(folder.path + "/feed_data_x.bin", "not a store");
     write_file(folder.path + "/notes.txt", "mine");
     ASSERT_TRUE(store.save());
-    std::vector<std::string> names = bin_files(folder.path);
+    std::vector<std::string> names = folder_names(folder.path);
     EXPECT_EQ(names.size(), 12u);  // ten dated, the x file, the notes
     EXPECT_FALSE(fs::exists(folder.path + "/feed_data_20200100_120000.bin"));
     EXPECT_TRUE(fs::exists(folder.path + "/feed_data_20200101_120000.bin"));
@@ -244,7 +244,7 @@ TEST(ReaderFile, DamagedNewestFileIsRefusedAndLeftInPlace) {
         EXPECT_NE(text.find(newest), std::string::npos) << text;
         EXPECT_NE(text.find("left as it is"), std::string::npos) << text;
         EXPECT_EQ(file_bytes(newest), c.bytes);
-        EXPECT_EQ(bin_files(folder.path).size(), 2u);
+        EXPECT_EQ(folder_names(folder.path).size(), 2u);
         // The tool refuses it as well.
         std::string command = std::string(NEWSLOOM_BINARY_DIR) + "/newsloom-tool store " + newest + " 2> /dev/null";
         EXPECT_NE(system(command.c_str()), 0);
@@ -378,5 +378,5 @@ TEST(ReaderFile, KillDuringSaveLeavesTheNewestFileWhole) {
     }
     write_file(folder.path + "/feed_data_20200101_000000.bin.new", "half");
     ASSERT_TRUE(store.save());
-    for (const std::string& name : bin_files(folder.path)) EXPECT_EQ(name.find(".new"), std::string::npos) << name;
+    for (const std::string& name : folder_names(folder.path)) EXPECT_EQ(name.find(".new"), std::string::npos) << name;
 }

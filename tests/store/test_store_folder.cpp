@@ -49,7 +49,7 @@ TEST(StoreFolder, SaveMakesEveryMissingFolder) {
         store_fixture_t store;
         store.use_folder(root.path + below);
         EXPECT_TRUE(store.save()) << below;
-        EXPECT_EQ(bin_files(root.path + below).size(), 1u) << below;
+        EXPECT_EQ(folder_names(root.path + below).size(), 1u) << below;
     }
 }
 
@@ -126,7 +126,7 @@ TEST(StoreFolder, DamagedNewestFilesAreKeptAsideAndAnOlderOneLoads) {
         feeds = store.reader.feeds.entry_count;
         store.use_folder(source.path);
         ASSERT_TRUE(store.save());
-        good = file_bytes(source.path + "/" + bin_files(source.path)[0]);
+        good = file_bytes(source.path + "/" + folder_names(source.path)[0]);
     }
     const std::string names[] = {"feed_data_20200101_000000.bin", "feed_data_20210101_000000.bin",
                                  "feed_data_20220101_000000.bin"};
@@ -175,7 +175,7 @@ TEST(StoreFolder, DamagedNewestFilesAreKeptAsideAndAnOlderOneLoads) {
             EXPECT_EQ(file_bytes(path + ".damaged"), "FEED" + good);
         }
         std::sort(expected.begin(), expected.end());
-        EXPECT_EQ(bin_files(folder.path), expected);
+        EXPECT_EQ(folder_names(folder.path), expected);
         EXPECT_NE(said.find(c.started), std::string::npos) << said;
         if (newest_whole > 0) {
             EXPECT_NE(said.find(folder.path + "/" + names[newest_whole - 1]), std::string::npos) << said;

@@ -6,7 +6,7 @@
 #include "tool_support.h"
 
 TEST(ToolDecode, PrintsOneCodePointPerLine) {
-    tool_folder_t folder;
+    temp_folder_t folder;
     // Big5: a letter, a character that gives two code points, a bad pair whose
     // ASCII second byte is read again, and a lone lead byte at the end.
     std::string path = folder.write("input.bin", "\x41\x88\x62\xA1\x20\xA4");

@@ -12,7 +12,7 @@ static std::string run_html_tool(const std::string& arguments, int* status) {
 }
 
 TEST(ToolHtml, TokensTreeAndReport) {
-    tool_folder_t folder;
+    temp_folder_t folder;
     std::string good = folder.write("good.html", "<p class=a>x <b>y</b></p>");
     int status = -1;
     EXPECT_EQ(run_html_tool(good, &status),
@@ -60,7 +60,7 @@ static size_t count_lines(const std::string& text) { return (size_t)std::count(t
 // Past 32 levels a line keeps 128 blanks and names its level, so that the print of
 // a deep tree grows with its nodes, not with their depth.
 TEST(ToolHtml, DeepTreesIndentAtMost32Levels) {
-    tool_folder_t folder;
+    temp_folder_t folder;
     const int depth = 5000;
     std::string deep = folder.write("deep.html", repeat("<div>", depth) + repeat("</div>", depth));
     int status = -1;
@@ -77,7 +77,7 @@ TEST(ToolHtml, DeepTreesIndentAtMost32Levels) {
 
 // A print longer than the 5 MiB log comes out whole.
 TEST(ToolHtml, PrintsLongerThanTheLogComeOutWhole) {
-    tool_folder_t folder;
+    temp_folder_t folder;
     const int divisions = 200;
     std::string many = folder.write("many.html", repeat("<div>" + repeat("<p>x</p>", 1000) + "</div>", divisions));
     int status = -1;
@@ -91,7 +91,7 @@ TEST(ToolHtml, PrintsLongerThanTheLogComeOutWhole) {
 
 // One line of more than the log holds can't come out whole: the output says so.
 TEST(ToolHtml, OutputCutByALineLongerThanTheLogSaysSo) {
-    tool_folder_t folder;
+    temp_folder_t folder;
     std::string value(1 << 20, 'v');
     std::string tag = "<p";
     for (char name = 'a'; name <= 'f'; name++) tag += std::string(" ") + name + "=\"" + value + "\"";

@@ -12,7 +12,7 @@
 // The program's own path is read at start but needed by nothing; one longer than
 // its 2048-byte buffer is no reason to stop.
 TEST(ToolStart, RunsFromAnExecutablePathLongerThanItsBuffer) {
-    tool_folder_t folder;
+    temp_folder_t folder;
     std::string deep = folder.path;
     while (deep.size() < 2100) {
         deep += "/" + std::string(200, 'd');
@@ -23,7 +23,7 @@ TEST(ToolStart, RunsFromAnExecutablePathLongerThanItsBuffer) {
     chmod(copy.c_str(), 0755);
     std::string input = folder.write("a.html", "<p>a</p>");
     int status = -1;
-    EXPECT_EQ(tool_run_command("'" + copy + "' html " + input + " 2>&1", &status),
+    EXPECT_EQ(run_command("'" + copy + "' html " + input + " 2>&1", &status),
               "<p self_closing=false\ntext: a\n</ p\n");
     EXPECT_EQ(status, 0);
 }
