@@ -357,14 +357,6 @@ TEST(Tokenizer, MemoryPredictionHoldsForTheWorstCases) {
     }
     parse_run_t both_ends("x<b>y<i>z");
     EXPECT_EQ(both_ends.lines, "text: x\n<b self_closing=false\ntext: y\n<i self_closing=false\ntext: z\n");
-    EXPECT_EQ(hp_predict_max_tokens(0), 1u);
-    EXPECT_EQ(hp_predict_max_tokens(1), 1u);
-    EXPECT_EQ(hp_predict_max_tokens(5), 3u);
-    EXPECT_EQ(hp_predict_max_tokens(16), 9u);
-    EXPECT_EQ(hp_predict_max_attributes(4), 1u);
-    EXPECT_EQ(hp_predict_max_attributes(11), 4u);
-    EXPECT_EQ(hp_predict_memory(parse_input("<p>a")),
-              8 + 3 * sizeof(html_token_t) + 1 * sizeof(html_attribute_token_t) + 16);
 }
 
 // The prediction leaves no room for it, but should a token block be full the

@@ -5,17 +5,11 @@
 #include <vector>
 
 #include "base/log.h"
+#include "log_support.h"
 #include "store/xml_scanner.h"
 #include "store_support.h"
 
 namespace {
-
-struct scanned_t {
-    std::string bytes;
-    data_t arena;
-    xml_scan_t scan;
-    xml_document_t tree;
-};
 
 // Scans and builds in a block of its own, so that tokens and nodes stay valid.
 struct scanner_fixture_t {
@@ -31,12 +25,6 @@ struct scanner_fixture_t {
 };
 
 xml_node_t* node_at(xml_document_t& tree, u64 index) { return &((xml_node_t*)tree.nodes.bytes)[index]; }
-
-u64 log_mark() { return log_channel(log_main)->text.used; }
-std::string log_since(u64 mark) {
-    log_channel_t* channel = log_channel(log_main);
-    return std::string((const char*)channel->text.bytes + mark, channel->text.used - mark);
-}
 
 }  // namespace
 
@@ -86,17 +74,17 @@ TEST(XmlScanner, FlagsOfDeclarationCommentAndSelfClosing) {
     EXPECT_TRUE(scan.tokens[2].is_self_closing);
     EXPECT_TRUE(scan.tokens[3].is_cdata);
 
-    u64 mark = log_mark();
+    u8* mark = log_test_mark(log_main);
     std::string bad = "<?xml version=\"1.0\" ><a>";
     scan = xml_scan_tags(&fixture.block, data_from_size(bad.size(), bad.data()));
     EXPECT_EQ(scan.token_count, 2u);
-    EXPECT_NE(log_since(mark).find("Malformed xml tag.\n"), std::string::npos);
+    EXPECT_NE(log_test_since(log_main, mark).find("Malformed xml tag.\n"), std::string::npos);
 
-    mark = log_mark();
+    mark = log_test_mark(log_main);
     std::string nested = "<a <b>";
     scan = xml_scan_tags(&fixture.block, data_from_size(nested.size(), nested.data()));
     EXPECT_EQ(scan.token_count, 1u);
-    EXPECT_NE(log_since(mark).find("'<' inside an already opened tag.\n"), std::string::npos);
+    EXPECT_NE(log_test_since(log_main, mark).find("'<' inside an already opened tag.\n"), std::string::npos);
 }
 
 TEST(XmlScanner, TreeTextAndChildren) {
@@ -171,7 +159,7 @@ TEST(XmlScanner, Attributes) {
     scanner_fixture_t fixture;
     for (const case_t& c : cases) {
         std::string text = c.document;
-        u64 mark = log_mark();
+        u8* mark = log_test_mark(log_main);
         xml_document_t tree = fixture.build(text);
         ASSERT_EQ(tree.node_count, 1u) << c.document;
         xml_node_t* node = node_at(tree, 0);
@@ -181,7 +169,7 @@ TEST(XmlScanner, Attributes) {
             EXPECT_EQ(to_string(node->attributes[0]->value), c.first_value) << c.document;
         }
         if (std::string(c.document) == "<a href=c/>") {
-            EXPECT_NE(log_since(mark).find("Attribute value doesn't start with ' or \".\n"), std::string::npos);
+            EXPECT_NE(log_test_since(log_main, mark).find("Attribute value doesn't start with ' or \".\n"), std::string::npos);
         }
     }
     // After a line break, the second attribute is read like the first.
