@@ -149,6 +149,8 @@ void draw_log(app_t* app, reader_t* reader, rect_t rect) {
         ui_set_mode(ui, ui_mode_from_layout(&layout));
         if (panel->log_auto_scroll && layout_is_building(&layout)) layout.scroll_y = FLT_MAX;
         view_scroll_bars(&panel->log_scroll, ui, &layout, area);
+        // A bar moved under auto scroll goes back to the end at once: no measure more.
+        if (panel->log_auto_scroll && layout.state == layout_state_logic) layout.scroll_y = FLT_MAX;
         if (layout_pass_ready(&layout, 0)) continue;
         layout_set_flags(&layout, layout_flag_partly_visible);
         layout_set_font(&layout, 3);
