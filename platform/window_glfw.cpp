@@ -188,6 +188,13 @@ void window_create(window_t* window, data_t title, i32 width, i32 height, i32 x,
     {
         PROFILE_ZONE(register_class_w);
         if (!glfwInit()) {
+            // GLFW's own words say which step failed (most often the display).
+            const char* description = nullptr;
+            glfwGetError(&description);
+            if (description) {
+                fputs(description, stderr);
+                fputs("\n", stderr);
+            }
             glfw_fail("Failed to create a default OpenGL context\n");
             return;
         }

@@ -56,7 +56,7 @@ void pool_write(file_handle_t file, u64* position, pool_t* pool, u64 slot_size, 
 }
 
 static void reader_renumber_generations(reader_t* reader, data_t* arena) {
-    data_t free_part = data_free_view(arena);
+    data_t free_part = data_free_view_64(arena);
     u64 table_size = ((u64)reader->generation + 1) * 4;
     ASSERT(free_part.reserved >= table_size);
     u32* table = (u32*)free_part.bytes;
@@ -110,7 +110,7 @@ static u32 id_map_all(const id_map_t* map, u32 id) {
 }
 
 static void reader_renumber_ids(reader_t* reader, data_t* arena) {
-    data_t free_part = data_free_view(arena);
+    data_t free_part = data_free_view_64(arena);
     u64 capacity = free_part.reserved / sizeof(id_pair_t);
     u64 needed = (u64)reader->feeds.entry_count + reader->entries.entry_count + reader->categories.entry_count +
                  reader->persons.entry_count;
