@@ -7,7 +7,9 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <chrono>
+#include <map>
 #include <string>
 #include <thread>
 #include <vector>
@@ -22,9 +24,9 @@ const int list_left = 4, list_right = 430, list_top = 26, list_bottom = 720;
 const int right_left = 460, right_top = 26;
 const int add_address_x = 840, add_address_y = 87;  // the add-feed panel's boxes
 const int add_list_x = 800, add_list_y = 135;
-const int links_executable_x = 850, links_executable_y = 385;  // the first link target
-const int links_queue_x = 476, links_queue_y = 415;
-const int idle_x = 860, idle_y = 650;  // an empty spot of the add-feed and links panels
+const int links_executable_x = 840, links_executable_y = 392;  // the first link target
+const int links_queue_x = 471, links_queue_y = 416;
+const int idle_x = 1100, idle_y = 45;  // an empty spot beside the panels' titles
 }  // namespace place
 
 // The colours that tell the list's rows apart: F feed, S selected feed, e entry
@@ -86,6 +88,10 @@ protected:
         mkdir(NEWSLOOM_BINARY_DIR "/e2e", 0755);
     }
     void TearDown() override {
+        if (HasFailure()) {
+            printf("The program's standard error:\n%s\nIts window log:\n%s\n", file_text(folder + "/stderr.txt").c_str(),
+                   file_text(folder + "/win32_opengl.log").substr(0, 400).c_str());
+        }
         program_kill(&program);
         site.stop();
         x_server_test_t::TearDown();
@@ -102,11 +108,17 @@ protected:
         fclose(f);
     }
     std::string address(const std::string& path) const { return site.address(path.c_str()); }
+    // The body of a GET on the test's server.
+    std::string site_get(const std::string& path) const {
+        return command_output("python3 -c 'import sys, urllib.request; "
+                              "sys.stdout.write(urllib.request.urlopen(sys.argv[1]).read().decode())' '" +
+                              address(path) + "'");
+    }
 
     // Starts the program on the test's store folder, with the main log, and waits
     // for its window to take the pointer and the keyboard.
     void start() {
-        program = program_start(folder, {"-path", store_folder, "-log"});
+        program = program_start(folder, {"-path", store_folder, "-log", "-gfx_log"});
         window = window_wait();
         ASSERT_NE(window, 0u) << file_text(folder + "/stderr.txt");
         xdotool("windowfocus --sync WINDOW mousemove --window WINDOW " + std::to_string(place::idle_x) + " " +
@@ -181,6 +193,53 @@ protected:
     }
 };
 
+// A feed whose first entry reads like an article: a heading, paragraphs, a link and
+// a picture of one flat colour, served by the test's own server; then entries with
+// plain links, and one whose picture isn't there.
+inline std::string picture_feed(const feed_server_t& site) {
+    auto at = [&](const char* path) { return site.address(path); };
+    std::string feed = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<rss version=\"2.0\"><channel>"
+                       "<title>Pictures</title><link>" + at("/page/") + "</link>\n";
+    auto item = [&](const std::string& title, const std::string& link, const std::string& date, const std::string& html) {
+        feed += "<item><title>" + title + "</title><link>" + link + "</link><guid>" + link + "</guid><pubDate>" + date +
+                "</pubDate><description><![CDATA[" + html + "]]></description></item>\n";
+    };
+    item("A picture", at("/page/one"), "Tue, 03 Mar 2026 10:00:00 GMT",
+         "<h1>A heading</h1><p>A first paragraph, with <a href=\"" + at("/page/linked") +
+             "\">a link in it</a>.</p><p><img src=\"" + at("/feed/picture.png") +
+             "\" alt=\"flat\"></p><p>A last paragraph under the picture.</p>");
+    item("Second", at("/page/two"), "Mon, 02 Mar 2026 10:00:00 GMT", "<p>Two.</p>");
+    item("Third", at("/page/three"), "Sun, 01 Mar 2026 10:00:00 GMT", "<p>Three.</p>");
+    item("Missing picture", at("/page/four"), "Sat, 28 Feb 2026 10:00:00 GMT",
+         "<p>Its picture is missing:</p><p><img src=\"" + at("/feed/missing.png") + "\"></p>");
+    return feed + "</channel></rss>\n";
+}
+
+// The colour of the served picture, seen nowhere else in the window.
+const unsigned char picture_colour[3] = {230, 0, 200};
+
+inline bool picture_write(const std::string& path, int width, int height) {
+    std::vector<unsigned char> pixels((size_t)width * height * 4);
+    for (size_t i = 0; i < pixels.size(); i += 4) {
+        pixels[i] = picture_colour[0], pixels[i + 1] = picture_colour[1], pixels[i + 2] = picture_colour[2];
+        pixels[i + 3] = 255;
+    }
+    return png_write(data_from_size(path.size(), path.data()), pixels.data(), width, height, false);
+}
+
+inline int picture_pixels(const image_t& image) {
+    return near_colour(image, place::right_left, place::right_top, 1270, 715, picture_colour[0], picture_colour[1],
+                       picture_colour[2]);
+}
+
+// The id that a listing gives the feed of an address, or 0.
+inline int feed_id(const std::string& listing, const std::string& address) {
+    size_t at = listing.find(" " + address + "\n");
+    if (at == std::string::npos) return 0;
+    size_t line = listing.rfind('\n', at);
+    return atoi(listing.c_str() + line + 1);
+}
+
 // Entries of a feed in a store listing.
 inline int entries_of(const std::string& listing, int feed) {
     std::string row = "feed : " + std::to_string(feed) + " entry : ";
@@ -189,6 +248,17 @@ inline int entries_of(const std::string& listing, int feed) {
         count += at == 0 || listing[at - 1] == '\n';
     }
     return count;
+}
+
+// The feeds' ids in the listing's order, which is the list's.
+inline std::vector<int> feed_ids(const std::string& listing) {
+    std::vector<int> ids;
+    size_t at = listing.find("feeds:\n");
+    if (at == std::string::npos) return ids;
+    for (at += 7; listing.compare(at, 2, "  ") == 0; at = listing.find('\n', at) + 1) {
+        ids.push_back(atoi(listing.c_str() + at));
+    }
+    return ids;
 }
 
 // The listing's feed rows ("  1 http://..."), in order.

@@ -71,10 +71,10 @@ TEST_F(PanelsTest, TypedAddressIsMergedAndARefusedOneShowsInTheLog) {
     image_t help = shot("panels_help", [](const image_t& i) { return bright(i, 464, 60, 1270, 600) > 5000; });
     key("F3");
     image_t links = shot("panels_links", [&](const image_t& i) {
-        return near_colour(i, 548, 375, 1140, 395, 64, 64, 64) > 5000;  // the first target's executable box
+        return near_colour(i, 548, 384, 1130, 400, 64, 64, 64) > 5000;  // the first target's executable box
     });
     EXPECT_GT(bright(help, 464, 60, 1270, 600), 5000);
-    EXPECT_GT(near_colour(links, 548, 375, 1140, 395, 64, 64, 64), 5000);
+    EXPECT_GT(near_colour(links, 548, 384, 1130, 400, 64, 64, 64), 5000);
     EXPECT_GT(changed(help, links, 460, 30, 1280, 700), 50000);
 
     close();
