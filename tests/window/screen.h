@@ -69,12 +69,16 @@ inline void image_save(const image_t& image, const std::string& path) {
     png_write(data_from_size(path.size(), path.data()), image.rgba.data(), image.width, image.height, false);
 }
 
-// Pixels of a box (top-down coordinates) that differ between two images.
-inline int changed(const image_t& a, const image_t& b, int x0, int y0, int x1, int y1) {
+// Pixels of a box (top-down coordinates) that differ between two images by more
+// than `tolerance` in a channel.
+inline int changed(const image_t& a, const image_t& b, int x0, int y0, int x1, int y1, int tolerance = 0) {
     if (a.rgba.empty() || b.rgba.empty()) return -1;
     int count = 0;
     for (int y = y0; y < y1; y++) {
-        for (int x = x0; x < x1; x++) count += memcmp(a.at(x, y), b.at(x, y), 3) != 0;
+        for (int x = x0; x < x1; x++) {
+            const unsigned char *p = a.at(x, y), *q = b.at(x, y);
+            count += abs(p[0] - q[0]) > tolerance || abs(p[1] - q[1]) > tolerance || abs(p[2] - q[2]) > tolerance;
+        }
     }
     return count;
 }
