@@ -355,6 +355,17 @@ TEST_F(EntryPictureFrames, APlaceholderGivesWayToThePictureAndAMissingOneSaysSo)
     EXPECT_NE(later.find("Words"), std::string::npos) << later;
     EXPECT_NE(texts(red).find(" Loading error.| Code: |http_error_internet_open_url|"), std::string::npos)
         << texts(red) << "\n" << later;
+
+    // A slot marked for removal while its job ran goes at the next frame (with the
+    // entry off the screen, so that nothing asks for it again).
+    std::string missing = server.address("/feed/missing.png");
+    image_query_t* failed = image_query_get(program.panel.selected_entry->id,
+                                            data_from_size(missing.size(), missing.data()), false);
+    ASSERT_NE(failed, nullptr);
+    failed->remove = 1;
+    program.panel.selected_entry = nullptr;
+    frame();
+    EXPECT_EQ(failed->state, image_state_free);
 }
 
 TEST(PanelDrawDeath, ALayoutStillInItsPassesTraps) {
