@@ -103,6 +103,18 @@ struct layout_ascii_t {
     u8 kind[256];  // by byte: the bytes above 127 leave the loop
 };
 
+// Where the replay of a measured text may start instead of at its first byte: the
+// first line of the text that reaches into the view from above that isn't wholly
+// above it, with what the measure had found up to there.
+struct layout_resume_t {
+    const layout_item_t* item;  // null: none
+    f32 scroll_y;               // the offset that the lines before were above
+    u32 breaks;
+    u64 offset;
+    f32 pen_x, pen_y;
+    rect_t bounds;
+};
+
 struct layout_t {
     data_t* memory;
     data_t memory_start;
@@ -133,6 +145,7 @@ struct layout_t {
     // left out of every pass, and the replay passes past the count get null_item.
     u32 items_dropped;
     layout_ascii_t ascii;
+    layout_resume_t resume;  // from the last building pass
 };
 
 struct layout_size_t {

@@ -54,6 +54,7 @@ static void building_reset(layout_t* layout) {
     layout->items_dropped = 0;
     *layout->memory = layout->memory_start;
     layout->item_count = 0;
+    layout->resume = layout_resume_t{};
 }
 
 enum bar_axis_t : u32 { bar_vertical, bar_horizontal };

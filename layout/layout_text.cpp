@@ -227,7 +227,11 @@ static void line_open_at_pen(text_state_t* s, const u8* p) {
     s->line_open = true;
 }
 
-void layout_text(layout_t* layout, layout_item_t* item, u32 record) {
+// layout_text, and for the replay of a text whose measure holds (`measured`): it
+// starts at `resume` when there is one, and ends at the first line wholly below the
+// view, taking the rest from the measure.
+static void text_lay_out(layout_t* layout, layout_item_t* item, u32 record, bool measured,
+                         const layout_resume_t* resume) {
     PROFILE_ZONE(layout_text);
     ASSERT(item->kind == layout_item_text);
     layout_text_t* body = &item->text;
@@ -275,9 +279,34 @@ void layout_text(layout_t* layout, layout_item_t* item, u32 record) {
     const u8* p = first;
     bool word_too_long = false;
     f32 wrap_right = layout->line_start_x + layout->wrap_width;
+    if (resume) {
+        p = first + resume->offset;
+        s.bounds = resume->bounds;
+        s.breaks = resume->breaks;
+        layout->pen_x = resume->pen_x;
+        layout->pen_y = resume->pen_y;
+        at_line_start = true;
+        previous = codepoint_invalid;
+    }
+    // A measure whose first line is wholly above the view looks for the line where
+    // a replay may start.
+    bool seek_resume = !record && layout->pen_y - layout->scroll_y + s.line_height <= 0;
+    bool cut = false;
 
     while (p < end) {
-        if (!s.line_open) line_open_at_pen(&s, p);
+        if (!s.line_open) {
+            f32 top = layout->pen_y - layout->scroll_y;
+            if (seek_resume && top + s.line_height > 0) {
+                seek_resume = false;
+                layout->resume = layout_resume_t{item, layout->scroll_y, s.breaks, (u64)(p - first),
+                                                 layout->pen_x, layout->pen_y, s.bounds};
+            }
+            if (measured && record && !s.keep_lines && s.breaks > 0 && top >= layout->height) {
+                cut = true;
+                break;
+            }
+            line_open_at_pen(&s, p);
+        }
         if (!s.word_open) {
             s.word = s.line;
             s.word.text = p;
@@ -473,6 +502,14 @@ void layout_text(layout_t* layout, layout_item_t* item, u32 record) {
         word_too_long = false;
     }
 
+    if (cut) {
+        // Below the view the measure's lines stand: its bounds, and the pen where it
+        // left it, reached line by line as the measure did.
+        f32 pitch = s.line_height + s.gap;
+        for (; s.breaks < body->measure_breaks; s.breaks++) layout->pen_y += pitch;
+        layout->pen_x = body->measure_end_x;
+        s.bounds = body->bounds;
+    }
     if (record && s.keep_lines) {
         bool ends_in_break = body->length == 0 || is_line_break(end[-1]);
         if (ends_in_break || !s.line_open) line_open_at_pen(&s, end);
@@ -500,17 +537,24 @@ void layout_text(layout_t* layout, layout_item_t* item, u32 record) {
     body->measure_breaks = s.breaks;
 }
 
+void layout_text(layout_t* layout, layout_item_t* item, u32 record) {
+    text_lay_out(layout, item, record, false, nullptr);
+}
+
 void layout_text_replay(layout_t* layout, layout_item_t* item) {
     layout_text_t* body = &item->text;
-    // The measure's bounds hold every glyph box it made; the same start and key
-    // mean the replay would make the same ones.
+    // The same start and key mean that the replay would make the lines the measure
+    // made; kept lines must all be made again.
+    bool measured = body->measure_key && !(layout->flags & layout_flag_keep_lines) &&
+                    measure_key(layout, body, layout->pen_x, layout->pen_y, previous_item_codepoint(layout, item)) ==
+                        body->measure_key;
+    // The measure's bounds hold every glyph box it made.
     f32 top = body->bounds.y0 - layout->scroll_y, bottom = body->bounds.y1 - layout->scroll_y;
     bool hidden = bottom <= 0 || top >= layout->height;
-    bool reuse = body->measure_key && hidden && !(layout->flags & layout_flag_keep_lines) &&
-                 measure_key(layout, body, layout->pen_x, layout->pen_y, previous_item_codepoint(layout, item)) ==
-                     body->measure_key;
-    if (!reuse) {
-        layout_text(layout, item, 1);
+    if (!measured || !hidden) {
+        const layout_resume_t* resume = &layout->resume;
+        bool resumes = measured && resume->item == item && resume->scroll_y == layout->scroll_y;
+        text_lay_out(layout, item, 1, measured, resumes ? resume : nullptr);
         return;
     }
     body->measure_key = 0;

@@ -440,27 +440,29 @@ TEST(LayoutPassDeath, TextChangedAfterItsMeasureTrapsInTheReplay) {
 }
 
 TEST(LayoutPass, TextsOutOfTheViewReplayAsAFullReplayWould) {
-    // Paragraphs of a wrapped text where the bar narrows the view after the first
-    // measure. Kept lines make the replay lay out every text again; without them the
-    // replay reuses the measure of the texts that don't show. Both must agree at
-    // every offset, down to the runs of the texts that do.
+    // A wrapped text where the bar narrows the view after the first measure, as
+    // paragraphs and as one text. Kept lines make the replay lay out every text in
+    // full; without them the replay reuses the measure for the texts and lines that
+    // don't show. Both must agree at every offset, down to the runs of what does.
     std::vector<std::string> paragraphs;
     for (u32 i = 0; i < 14; i++) paragraphs.push_back(words(3 + i * 5 % 11) + "x\n");
     paragraphs[5] = "";
-    auto positions = [&](f32 scroll, u32 flags) {
+    std::string joined;
+    for (const std::string& paragraph : paragraphs) joined += paragraph;
+    auto positions = [&](const std::vector<std::string>& texts, f32 scroll, u32 flags) {
         passes_t p(rect_t{0, 0, 220, 100}, 0, scroll);
-        std::vector<layout_item_t*> texts;
+        std::vector<layout_item_t*> items;
         p.run([&](layout_t* l) {
-            texts.clear();
+            items.clear();
             layout_set_flags(l, flags);
             layout_set_wrap(l, 0, l->width, layout_wrap_eat_space);
-            for (const std::string& paragraph : paragraphs) {
-                texts.push_back(layout_string_p(l, (const u8*)paragraph.data(), paragraph.size()));
+            for (const std::string& text : texts) {
+                items.push_back(layout_string_p(l, (const u8*)text.data(), text.size()));
             }
         });
         std::vector<f32> seen = {p.layout.scroll_y, p.layout.max_x, p.layout.max_y};
-        for (layout_item_t* text : texts) {
-            const layout_text_t& t = text->text;
+        for (layout_item_t* item : items) {
+            const layout_text_t& t = item->text;
             seen.insert(seen.end(), {t.bounds.x0, t.bounds.y0, t.bounds.x1, t.bounds.y1, (f32)t.run_count});
             for (u32 i = 0; i < t.run_count; i++) {
                 const layout_line_t& run = t.runs[i];
@@ -470,9 +472,12 @@ TEST(LayoutPass, TextsOutOfTheViewReplayAsAFullReplayWould) {
         }
         return seen;
     };
-    for (f32 scroll : {0.0f, 35.0f, 170.0f, 1e6f}) {
-        for (u32 flags : {0u, (u32)layout_flag_partly_visible}) {
-            EXPECT_EQ(positions(scroll, flags), positions(scroll, flags | layout_flag_keep_lines)) << scroll;
+    for (const std::vector<std::string>& texts : {paragraphs, std::vector<std::string>{joined}}) {
+        for (f32 scroll : {0.0f, 35.0f, 170.0f, 1e6f}) {
+            for (u32 flags : {0u, (u32)layout_flag_partly_visible}) {
+                EXPECT_EQ(positions(texts, scroll, flags), positions(texts, scroll, flags | layout_flag_keep_lines))
+                    << texts.size() << " texts at " << scroll;
+            }
         }
     }
 }
