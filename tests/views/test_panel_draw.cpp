@@ -16,6 +16,7 @@
 #include "layout/fixed_font.h"
 #include "layout/layout.h"
 #include "net/block_storage.h"
+#include "net/http_file.h"
 #include "net/work_queue.h"
 #include "platform/os.h"
 #include "platform/png.h"
@@ -25,6 +26,7 @@
 #include "store/reader.h"
 #include "store/store_support.h"
 #include "tests/net/feed_server.h"
+#include "views/html_view.h"
 #include "views/panel.h"
 #include "views/panel_draw.h"
 #include "views/program_frames.h"
@@ -111,6 +113,46 @@ TEST(PanelDraw, EachVisibleRunIsDrawnInItsColourAndFont) {
         }
         panel_draw_items(&t.app, nullptr, &t.layout);
         EXPECT_EQ(t.drawn(), c.drawn) << "scroll " << c.scroll_y;
+    }
+}
+
+TEST(PanelDraw, APlaceholderSaysWhatItsSlotIsDoing) {
+    // Red pieces are marked with "!".
+    struct case_t {
+        bool query;
+        u32 state, error;
+        const char* shown;
+    } cases[] = {
+        {false, 0, 0, "[img]|Alt| Loading...|[/img]|"},
+        {true, image_state_loading, 0, "[img]|Alt| Loading...|[/img]|"},
+        {true, image_state_loaded, 0, "[img]|Alt| Resizing\xE2\x80\xA6|[/img]|"},
+        {true, image_state_resizing, 0, "[img]|Alt| Resizing\xE2\x80\xA6|[/img]|"},
+        {true, image_state_load_error, http_error_uri_is_not_zero_terminated,
+         "[img]|Alt| Loading error.!| Code: !|http_error_uri_is_not_zero_terminated!|[/img]|"},
+        // A code past the known names gives no name at all.
+        {true, image_state_load_error, http_error_count, "[img]|Alt| Loading error.!|[/img]|"},
+        {true, image_state_resize_error, 0, "[img]|Alt| Resize error.!|[/img]|"},
+        {true, image_state_invalid_size, 0, "[img]|Alt| Invalide size requested.!|[/img]|"},
+    };
+    const u32 red = color_pack(html_error_colour);
+    for (const case_t& c : cases) {
+        panel_draw_test_t t;
+        image_query_t query = {};
+        query.state = c.state;
+        query.frame_state = c.state;
+        query.seen_frame = frame_counter;
+        query.error = c.error;
+        layout_create(&t.layout, &t.memory, &t.font.set, rect_t{0, 0, 600, 100}, 0, 0, nullptr);
+        while (layout_pass_start(&t.layout)) {
+            if (layout_pass_ready(&t.layout, 0)) continue;
+            layout_set_wrap(&t.layout, 0, 600, layout_wrap_eat_space);
+            image_placeholder_text(&t.layout, data_literal("Alt"), nullptr, c.query ? &query : nullptr);
+            layout_finish(&t.layout);
+        }
+        panel_draw_items(&t.app, nullptr, &t.layout);
+        std::string shown;
+        for (const drawn_t& d : t.drawn()) shown += d.text + (d.colour == red ? "!|" : "|");
+        EXPECT_EQ(shown, c.shown) << "state " << c.state;
     }
 }
 
@@ -331,8 +373,10 @@ protected:
 };
 
 TEST_F(EntryPictureFrames, APlaceholderGivesWayToThePictureAndAMissingOneSaysSo) {
-    show("&lt;p&gt;Words&lt;/p&gt;&lt;img src=\"" + server.address("/feed/picture.png") +
-         "\" alt=\"Pic\"&gt;&lt;img src=\"" + server.address("/feed/missing.png") + "\"&gt;");
+    // The same picture twice: one slot, one download, one texture, drawn twice.
+    std::string picture = "&lt;img src=\"" + server.address("/feed/picture.png") + "\" alt=\"Pic\"&gt;";
+    show("&lt;p&gt;Words&lt;/p&gt;" + picture + picture + "&lt;img src=\"" + server.address("/feed/missing.png") +
+         "\"&gt;");
     const u32 white = color_pack(colour_white), red = color_pack(colour_t{1, 0, 0, 1});
     std::string first = texts(white);
     EXPECT_NE(first.find("[img]|Pic| Loading...|[/img]"), std::string::npos) << first;
@@ -346,10 +390,16 @@ TEST_F(EntryPictureFrames, APlaceholderGivesWayToThePictureAndAMissingOneSaysSo)
     }
     for (u32 i = 0; i < 3; i++) frame();
     std::vector<render_record_t> drawn = records(batch_type_images);
-    ASSERT_EQ(drawn.size(), 1u);
-    EXPECT_EQ(drawn[0].rect.x1 - drawn[0].rect.x0, 40);
-    EXPECT_EQ(drawn[0].rect.y1 - drawn[0].rect.y0, 30);
+    ASSERT_EQ(drawn.size(), 2u);
+    for (const render_record_t& r : drawn) {
+        EXPECT_EQ(r.rect.x1 - r.rect.x0, 40);
+        EXPECT_EQ(r.rect.y1 - r.rect.y0, 30);
+    }
+    EXPECT_GE(std::abs(drawn[1].rect.y0 - drawn[0].rect.y0), 30) << "one above the other";
     EXPECT_EQ(program.render.textures_created, created_before + 1);
+    u32 slots = 0;
+    for (const image_query_t& query : image_queries) slots += query.entry_id == program.panel.selected_entry->id;
+    EXPECT_EQ(slots, 2u);
     std::string later = texts(white);
     EXPECT_EQ(later.find("Pic"), std::string::npos) << later;
     EXPECT_NE(later.find("Words"), std::string::npos) << later;
