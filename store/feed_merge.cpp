@@ -36,14 +36,7 @@ static void merge_store(merge_t* m, data_t value, data_t* field) {
 
 // Text already decoded, as it stands.
 static void merge_store_string(merge_t* m, data_t text, data_t* field) {
-    reader_t* reader = m->reader;
-    if (reader->strings.used + text.used > reader->strings.reserved &&
-        !reader_reserve_strings(reader, reader->strings.used + text.used)) {
-        m->cut_texts++;
-        return;
-    }
-    text.reserved = text.used;
-    *field = reader_store_string(reader, text);
+    if (!reader_try_store_string(m->reader, text, field)) m->cut_texts++;
 }
 
 // ---------------------------------------------------------------------------

@@ -732,3 +732,15 @@ data_t reader_store_string(reader_t* reader, data_t text) {
     reader->strings.used += text.used;
     return data_t{text.reserved, text.used, copy};
 }
+
+bool reader_try_store_string(reader_t* reader, data_t text, data_t* field) {
+    if (reader->strings.used + text.used > reader->strings.reserved &&
+        !reader_reserve_strings(reader, reader->strings.used + text.used)) {
+        return false;
+    }
+    // With a larger reserved size than it holds, a later copy over the field in
+    // place would write over the strings stored behind it.
+    text.reserved = text.used;
+    *field = reader_store_string(reader, text);
+    return true;
+}

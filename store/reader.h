@@ -303,6 +303,9 @@ void reader_sort_all(reader_t* reader);
 // Strings.
 bool reader_reserve_strings(reader_t* reader, u64 size);
 data_t reader_store_string(reader_t* reader, data_t text);
+// A copy of `text` that owns exactly its bytes, into `*field`; false, with the
+// field left as it was, when the strings can't grow that far.
+bool reader_try_store_string(reader_t* reader, data_t text, data_t* field);
 
 // Compaction of the string store, its reverse, the consistency check and the debug
 // listing on log channel 5.

@@ -581,12 +581,7 @@ static bool reader_store_decoded(reader_t* reader, data_t source, data_t* destin
         bytes_equal(destination->bytes, n, behind, n)) {
         return complete;
     }
-    if (reader->strings.used + n > reader->strings.reserved &&
-        !reader_reserve_strings(reader, reader->strings.used + n)) {
-        return false;
-    }
-    *destination = reader_store_string(reader, output);
-    return complete;
+    return reader_try_store_string(reader, output, destination) && complete;
 }
 
 bool reader_store_text(reader_t* reader, data_t source, data_t* destination, codepoint_set_t* codepoints,

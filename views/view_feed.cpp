@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "app/app.h"
+#include "base/log.h"
 #include "base/text.h"
 #include "profiler/profiler.h"
 #include "store/reader.h"
@@ -21,7 +22,9 @@ void feed_save_address(reader_t* reader, feed_t* feed, data_t text) {
         feed->address.used = text.used;
         return;
     }
-    feed->address = reader_store_string(reader, text);
+    if (!reader_try_store_string(reader, text, &feed->address)) {
+        log_write_c_string(log_user, "The feed's new address was not saved: the store holds no more text.\n");
+    }
 }
 
 u32 feed_target_row(const reader_t* reader, const feed_meta_t* meta) {

@@ -33,6 +33,16 @@ protected:
         frame_run(&program.loop);
         input_frame_begin(&program.window);
     }
+    // The last frame's first text command that starts with `text`, or null.
+    const batch_command_t* drawn_starting(const std::string& text) {
+        batch_t* b = gl_batch(&program.render, program.draw.text[draw_layer_normal]);
+        for (u32 i = 0; i < b->command_count; i++) {
+            const batch_command_t* c = &b->commands[i];
+            if (c->kind != batch_type_text) continue;
+            if (std::string((char*)b->text.bytes + c->text_offset, c->text_length).rfind(text, 0) == 0) return c;
+        }
+        return nullptr;
+    }
     // Down and up within one frame, as a quick press comes.
     void tap(u32 key) {
         input_key(&program.window, key, true, 0, 0, 1);

@@ -39,15 +39,6 @@ protected:
         program.panel.right_panel = panel_right_selection;
         frame();
     }
-    const batch_command_t* drawn_starting(const std::string& text) {
-        batch_t* b = gl_batch(&program.render, program.draw.text[draw_layer_normal]);
-        for (u32 i = 0; i < b->command_count; i++) {
-            const batch_command_t* c = &b->commands[i];
-            if (c->kind != batch_type_text) continue;
-            if (std::string((char*)b->text.bytes + c->text_offset, c->text_length).rfind(text, 0) == 0) return c;
-        }
-        return nullptr;
-    }
     entry_t* entry_of(feed_t* feed, u32 index) {
         for (u32 i = 0; i < program.reader.entries.max_entry_count; i++) {
             entry_t* e = (entry_t*)pool_at(&program.reader.entries, sizeof(entry_t), i);

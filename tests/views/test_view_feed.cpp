@@ -1,0 +1,138 @@
+// The feed view: an address saved as typed, and its options acting on the feed in
+// whole frames of the headless program.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "base/log.h"
+#include "log_support.h"
+#include "store/store_support.h"
+#include "views/program_frames.h"
+#include "views/view_feed.h"
+
+namespace {
+
+// The address box's capacity, as the panel's buffer has it.
+struct address_box_t {
+    u8 bytes[1024];
+    data_t typed(const std::string& text) {
+        bytes_copy(bytes, text.data(), text.size());
+        return data_make(sizeof(bytes), text.size(), bytes);
+    }
+};
+
+// A longer address is a fresh copy that owns only its own bytes: saved longer
+// again it is copied anew, never over the strings stored behind it. With no room
+// left the feed keeps its address, and the log panel says so.
+TEST(FeedView, SavedAddressesNeverWriteOverOtherStrings) {
+    store_fixture_t store;
+    reader_t* reader = &store.reader;
+    std::string document = read_test_file("feeds/zones.rss");
+    feed_t* feed = store.merge(document, "http://example.test/zones.rss");
+    ASSERT_NE(feed, nullptr);
+    address_box_t box;
+    std::string longer = "http://example.test/a/much/longer/address/of/zones.rss";
+    feed_save_address(reader, feed, box.typed(longer));
+    EXPECT_EQ(to_string(feed->address), longer);
+    EXPECT_EQ(feed->address.reserved, longer.size());
+    data_t behind = reader_store_string(reader, data_literal("stored behind the address"));
+
+    std::string longest = longer + "?and=more";
+    feed_save_address(reader, feed, box.typed(longest));
+    EXPECT_EQ(to_string(feed->address), longest);
+    EXPECT_EQ(to_string(behind), "stored behind the address");
+    u8* copy = feed->address.bytes;
+    feed_save_address(reader, feed, box.typed("x"));  // shorter: in place
+    EXPECT_EQ(feed->address.bytes, copy);
+    EXPECT_EQ(to_string(feed->address), "x");
+
+    // Strings as full as the region takes.
+    u64 used = reader->strings.used;
+    reader->strings.used = reader_string_region_size - 4;
+    u8* mark = log_test_mark(log_user);
+    feed_save_address(reader, feed, box.typed(longest + "/past/its/old/room"));
+    reader->strings.used = used;
+    EXPECT_EQ(to_string(feed->address), "x");
+    EXPECT_EQ(log_test_since(log_user, mark), "The feed's new address was not saved: the store holds no more text.\n");
+    reader_check(reader);
+}
+
+class FeedViewFrames : public ProgramFrames {
+protected:
+    feed_t* feeds[2] = {};
+
+    void SetUp() override {
+        start(1280, 720);
+        const char* names[2] = {"feeds/EMarley.rss", "feeds/qemu.atom"};
+        for (u32 i = 0; i < 2; i++) {
+            std::string document = read_test_file(names[i]);
+            std::string address = std::string("http://example.test/") + names[i];
+            feeds[i] = reader_merge_document(&program.app.scratch, &program.reader,
+                                             data_from_size(document.size(), document.data()),
+                                             data_from_size(address.size(), address.data()), nullptr, nullptr);
+            ASSERT_NE(feeds[i], nullptr);
+            reader_ensure_meta(&program.reader, feeds[i]);
+            reader_sort_feed(&program.reader, feeds[i]);
+            data_clear(&program.app.scratch);
+        }
+        program.panel.generation_min = program.panel.generation_max = program.reader.generation;
+        program.panel.right_panel = panel_right_selection;
+    }
+    void show(feed_t* feed) {
+        program.panel.selected_feed = feed;
+        program.panel.selected_entry = nullptr;
+        frame();
+    }
+    // Clicks on the text, as a person does: move there, press, release.
+    void click(const std::string& text) {
+        const batch_command_t* drawn = drawn_starting(text);
+        ASSERT_NE(drawn, nullptr) << text;
+        i32 x = (i32)drawn->x + 4, y = (i32)drawn->y + 2;
+        program.window.mouse_x = x, program.window.mouse_y = y;
+        frame();
+        input_button(&program.window, key_mouse_left, true, x, y, 0, 1);
+        frame();
+        input_button(&program.window, key_mouse_left, false, x, y, 0, 2);
+        frame();
+    }
+    std::vector<u64> dates(feed_t* feed) {
+        std::vector<u64> found;
+        for (u32 i = 0; i < program.reader.entries.max_entry_count; i++) {
+            entry_t* e = (entry_t*)pool_at(&program.reader.entries, sizeof(entry_t), i);
+            if (entry_is_alive(e) && e->feed_id == feed->id) found.push_back(date_to_number(e->rss.pub_date));
+        }
+        return found;
+    }
+};
+
+// The sort option resorts at once and asks for a frame; the enclosure options
+// only set their bits. An Atom feed has no enclosures to offer.
+TEST_F(FeedViewFrames, OptionsActOnTheFeedAndOnlyTheSortAsksForAFrame) {
+    show(feeds[1]);
+    EXPECT_NE(drawn_starting("Sort oldest to newest entries."), nullptr);
+    EXPECT_EQ(drawn_starting("Hide enclosure."), nullptr);
+    EXPECT_EQ(drawn_starting("Draw enclosure image."), nullptr);
+
+    show(feeds[0]);
+    feed_meta_t* meta = reader_find_meta(&program.reader, feeds[0]->id);
+    std::vector<u64> newest_first = dates(feeds[0]);
+    ASSERT_GE(newest_first.size(), 3u);
+    ASSERT_LT(newest_first.back(), newest_first.front());
+
+    click("Sort oldest to newest entries.");
+    EXPECT_EQ(meta->flags, (u32)feed_meta_oldest_first);
+    EXPECT_EQ(program.panel.frame_requested, 1u);
+    std::vector<u64> oldest_first = dates(feeds[0]);
+    EXPECT_LT(oldest_first.front(), oldest_first.back());
+    frame();
+    EXPECT_EQ(program.panel.frame_requested, 0u);
+
+    click("Hide enclosure.");
+    click("Draw enclosure image.");
+    EXPECT_EQ(meta->flags, (u32)feed_meta_oldest_first | 2u | 4u);
+    EXPECT_EQ(program.panel.frame_requested, 0u);
+    EXPECT_EQ(dates(feeds[0]).front(), oldest_first.front());
+}
+
+}  // namespace
