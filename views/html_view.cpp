@@ -321,8 +321,10 @@ void html_size_pass(panel_t* panel, layout_t* layout, hp_tree_walk_t* walk, u32 
         cache->height = layout->max_y - start;
         cache->max_x = layout->max_x;
     }
-    // A walk cut short may leave a link open; its colour must not reach the items
-    // that follow.
+    // A whole walk leaves every a it enters, so only a walk cut short (at the
+    // view's end, or with the rest known by its height) comes here with a link
+    // open. That is the passes' own doing and says nothing on the log; the link
+    // is closed so that its colour and its mark don't reach the items that follow.
     link_close(&s);
 }
 
