@@ -114,6 +114,15 @@ protected:
                               "sys.stdout.write(urllib.request.urlopen(sys.argv[1]).read().decode())' '" +
                               address(path) + "'");
     }
+    // Waits until the server has been asked for `path` (a part of a request line).
+    bool site_asked(const std::string& path, double seconds = 30) const {
+        auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+        do {
+            if (site_get("/requests").find(path) != std::string::npos) return true;
+            usleep(100000);
+        } while (std::chrono::steady_clock::now() < end);
+        return false;
+    }
 
     // Starts the program on the test's store folder, with the main log, and waits
     // for its window to take the pointer and the keyboard.

@@ -23,6 +23,10 @@ Paths:
   /slow/MS/NAME         /feed/NAME after a wait of MS milliseconds
   /delay/MS             from now on every /feed/ and /copy/ answer waits MS
                         milliseconds first (0 ends it)
+  /hold                 from now on every /feed/, /copy/ and /slow/ answer waits
+                        for /release (at most a minute), so that a test sees what
+                        the program shows while it waits, however slow the machine
+  /release              lets every held answer go and ends the hold
   /stall                reads the request and never answers
   /stall-body/N         announces N bytes, writes half, then never writes again
 """
@@ -42,6 +46,8 @@ def pattern(n):
 
 requests_seen = []
 feed_delay = [0.0]
+answers_free = threading.Event()
+answers_free.set()
 
 
 class Handler(http.server.BaseHTTPRequestHandler):
@@ -89,6 +95,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
             body = "".join(line + "\n" for line in requests_seen).encode()
             self.send_body(body, len(body))
         elif kind in ("feed", "feed-nolength", "copy", "slow"):
+            answers_free.wait(60)
             time.sleep(int(parts[1]) / 1000 if kind == "slow" else feed_delay[0])
             body = self.read_feed(parts[-1])
             if body is None:
@@ -118,6 +125,9 @@ class Handler(http.server.BaseHTTPRequestHandler):
             self.send_body(pattern(int(parts[2])), int(parts[1]), close=True)
         elif kind == "delay":
             feed_delay[0] = int(parts[1]) / 1000
+            self.send_body(b"", 0)
+        elif kind in ("hold", "release"):
+            answers_free.clear() if kind == "hold" else answers_free.set()
             self.send_body(b"", 0)
         elif kind == "agent":
             body = self.headers.get("User-Agent", "").encode()
