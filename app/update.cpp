@@ -68,16 +68,7 @@ void reader_add_address_list(app_t* app, reader_t* reader, data_t path) {
     update_generation(app, reader);
     file_error_t error = 0;
     data_t block = file_read_all(path, false, &error);
-    if (error) {
-        char reason[256];
-        u64 length = file_error_text(error, reason, sizeof(reason));
-        log_paragraph_start(log_user);
-        log_write_c_string(log_user, "Could not read the list of feeds ");
-        log_write(log_user, path);
-        log_write_c_string(log_user, ": ");
-        log_write_bytes(log_user, reason, length);
-        log_write_c_string(log_user, "\n");
-    }
+    if (error) log_file_failure("Could not read the list of feeds ", path, error);
     u8* p = block.bytes;
     u8* end = block.bytes + (error ? 0 : block.used);
     while (p && p < end) {
@@ -100,25 +91,28 @@ static void drain_failure_paragraph(app_t* app, data_t address) {
     panel_show_log(app->panel);
 }
 
+// "(5) http_error_internet_open_url": the error's number and its name.
+static void drain_error_number(u64 channel, u32 error) {
+    log_write(channel, data_literal("("));
+    log_write_u64(channel, error);
+    log_write(channel, data_literal(") "));
+    log_write(channel, http_error_name(error));
+}
+
 static void drain_failure(app_t* app, query_t* query) {
     if (query->error_message[0]) {
         log_write_c_string(log_main, query->error_message);
         log_write(log_main, data_literal("\n"));
     }
-    data_t name = http_error_name(query->error);
     log_write(log_main, data_literal("http_get_file error: "));
     log_write(log_main, query->address);
-    log_write(log_main, data_literal(" returned ("));
-    log_write_u64(log_main, query->error);
-    log_write(log_main, data_literal(") "));
-    log_write(log_main, name);
+    log_write(log_main, data_literal(" returned "));
+    drain_error_number(log_main, query->error);
     log_write(log_main, data_literal("\n"));
 
     drain_failure_paragraph(app, query->address);
-    log_write(log_user, data_literal("Returned ("));
-    log_write_u64(log_user, query->error);
-    log_write(log_user, data_literal(") "));
-    log_write(log_user, name);
+    log_write(log_user, data_literal("Returned "));
+    drain_error_number(log_user, query->error);
     // The number and name alone don't tell a refused connection from a bad
     // certificate or a time-out: the system's reason follows in words.
     if (query->error_message[0]) {

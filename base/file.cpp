@@ -378,25 +378,20 @@ void directory_walk(directory_list_t* list, data_t root, data_t extensions, data
     data_free(&memory);
 }
 
+// The list keeps each field in a column of its own; a swap moves a row in each.
+template <typename T> static void column_swap(T* column, u64 a, u64 b) {
+    T value = column[a];
+    column[a] = column[b];
+    column[b] = value;
+}
+
 static void directory_list_swap(directory_list_t* list, u64* keys, u64 a, u64 b) {
-    u8* path = list->paths[a];
-    list->paths[a] = list->paths[b];
-    list->paths[b] = path;
-    u64 size = list->sizes[a];
-    list->sizes[a] = list->sizes[b];
-    list->sizes[b] = size;
-    u16 length = list->path_lengths[a];
-    list->path_lengths[a] = list->path_lengths[b];
-    list->path_lengths[b] = length;
-    u8 is_directory = list->is_directory[a];
-    list->is_directory[a] = list->is_directory[b];
-    list->is_directory[b] = is_directory;
-    u64 time = list->times[a];
-    list->times[a] = list->times[b];
-    list->times[b] = time;
-    u64 key = keys[a];
-    keys[a] = keys[b];
-    keys[b] = key;
+    column_swap(list->paths, a, b);
+    column_swap(list->sizes, a, b);
+    column_swap(list->path_lengths, a, b);
+    column_swap(list->is_directory, a, b);
+    column_swap(list->times, a, b);
+    column_swap(keys, a, b);
 }
 
 static void directory_list_sort_range(directory_list_t* list, u64* keys, i64 low, i64 high) {
@@ -444,6 +439,21 @@ u64 file_error_text(file_error_t error, char* buffer, u64 size) {
     bytes_copy(buffer, text, length);
     buffer[length] = 0;
     return length;
+}
+
+void log_file_error(u64 channel, file_error_t error) {
+    char reason[512];
+    u64 length = file_error_text(error, reason, sizeof(reason));
+    log_write_bytes(channel, reason, length);
+}
+
+void log_file_failure(const char* doing, data_t path, file_error_t error) {
+    log_paragraph_start(log_user);
+    log_write_c_string(log_user, doing);
+    log_write(log_user, path);
+    log_write_c_string(log_user, ": ");
+    log_file_error(log_user, error);
+    log_write_c_string(log_user, "\n");
 }
 
 static constexpr u64 process_buffer_size = 16384;

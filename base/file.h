@@ -89,6 +89,10 @@ void log_system_error(u64 channel, u64 code);
 // it on this thread, or what the value means when the system wasn't asked (a path
 // too long, a short read). Gives the bytes written, at most size - 1, terminated.
 u64 file_error_text(file_error_t error, char* buffer, u64 size);
+// The same words written to a log channel.
+void log_file_error(u64 channel, file_error_t error);
+// A paragraph of its own on the log panel: `doing`, the path, then why.
+void log_file_failure(const char* doing, data_t path, file_error_t error);
 // Runs a command line (split at blanks, double quotes group) without a shell.
 // Returns false when the program couldn't be started, or with `wait` when it
 // couldn't be waited for; `exit_code`, when given, receives its exit status.

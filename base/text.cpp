@@ -152,24 +152,21 @@ data_t string_trim_end(data_t text, const char* set) {
     return text;
 }
 
-u32 hash_fnv1a_32(const void* bytes, u64 size) {
+// FNV-1a at either width: only the offset basis and the prime differ.
+template <typename hash_t> static hash_t hash_fnv1a(const void* bytes, u64 size, hash_t basis, hash_t prime) {
     const u8* b = (const u8*)bytes;
-    u32 hash = 0x811C9DC5u;
+    hash_t hash = basis;
     for (u64 i = 0; i < size; i++) {
         hash ^= b[i];
-        hash *= 16777619u;
+        hash *= prime;
     }
     return hash;
 }
 
+u32 hash_fnv1a_32(const void* bytes, u64 size) { return hash_fnv1a<u32>(bytes, size, 0x811C9DC5u, 16777619u); }
+
 u64 hash_fnv1a_64(const void* bytes, u64 size) {
-    const u8* b = (const u8*)bytes;
-    u64 hash = 0xCBF29CE484222325ull;
-    for (u64 i = 0; i < size; i++) {
-        hash ^= b[i];
-        hash *= 0x100000001B3ull;
-    }
-    return hash;
+    return hash_fnv1a<u64>(bytes, size, 0xCBF29CE484222325ull, 0x100000001B3ull);
 }
 
 void utf8_decode(const u8* first, const u8* end, u32* codepoint, u32* length, utf_error_t* error) {

@@ -13,9 +13,7 @@ void render_gl_create(renderer_t* renderer) {
     }
     if (renderer->flags & renderer_depth_test) glEnable(GL_DEPTH_TEST);
     if (renderer->flags & renderer_cull_face) glEnable(GL_CULL_FACE);
-    GLint max_texture_size = 0;
-    glGetIntegerv(GL_MAX_TEXTURE_SIZE, &max_texture_size);
-    if (max_texture_size > 0) renderer->max_texture_size = (u32)max_texture_size;
+    renderer->max_texture_size = gl_texture_size_limit();
     ASSERT(glGetError() == GL_NO_ERROR);
 }
 
@@ -71,6 +69,33 @@ static const char* const fragment_images =
     "    fragment_out_color = texel * vertex_color;\n"
     "}\n";
 
+// The driver's words on a shader that didn't compile or a program that didn't link.
+struct gl_info_t {
+    char text[2048];
+    GLsizei length = 0;
+};
+
+// A compile failure names the shader's type and shows its source; a link failure
+// has neither.
+static void gl_failure_log(const char* heading, GLuint handle, const char* type, const gl_info_t* info,
+                           const char* source) {
+    log_write_c_string(log_graphics, heading);
+    log_write_c_string(log_graphics, "Handle: ");
+    log_write_u64(log_graphics, handle);
+    if (type) {
+        log_write_c_string(log_graphics, "Type: ");
+        log_write_c_string(log_graphics, type);
+        log_write_c_string(log_graphics, "Error:\n");
+    } else {
+        log_write_c_string(log_graphics, "\nError:\n");
+    }
+    log_write_bytes(log_graphics, info->text, (u64)info->length);
+    if (source) {
+        log_write_c_string(log_graphics, "Source:\n");
+        log_write_c_string(log_graphics, source);
+    }
+}
+
 static GLuint shader_compile(GLenum type, const char* body) {
     GLuint shader = glCreateShader(type);
     const char* sources[3] = {shader_version, shader_color_unpack, body};
@@ -84,18 +109,10 @@ static GLuint shader_compile(GLenum type, const char* body) {
     GLint status = 0;
     glGetShaderiv(shader, GL_COMPILE_STATUS, &status);
     if (!status) {
-        char info[2048];
-        GLsizei length = 0;
-        glGetShaderInfoLog(shader, sizeof(info), &length, info);
-        log_write_c_string(log_graphics, "Shader error:\n");
-        log_write_c_string(log_graphics, "Handle: ");
-        log_write_u64(log_graphics, shader);
-        log_write_c_string(log_graphics, "Type: ");
-        log_write_c_string(log_graphics, type == GL_VERTEX_SHADER ? "vertex shader" : "fragment shader");
-        log_write_c_string(log_graphics, "Error:\n");
-        log_write_bytes(log_graphics, info, (u64)length);
-        log_write_c_string(log_graphics, "Source:\n");
-        log_write_c_string(log_graphics, body);
+        gl_info_t info;
+        glGetShaderInfoLog(shader, sizeof(info.text), &info.length, info.text);
+        gl_failure_log("Shader error:\n", shader, type == GL_VERTEX_SHADER ? "vertex shader" : "fragment shader",
+                       &info, body);
         glDeleteShader(shader);
         return 0;
     }
@@ -122,14 +139,9 @@ static GLuint program_create(u32 slot) {
     GLint status = 0;
     glGetProgramiv(program, GL_LINK_STATUS, &status);
     if (!status) {
-        char info[2048];
-        GLsizei length = 0;
-        glGetProgramInfoLog(program, sizeof(info), &length, info);
-        log_write_c_string(log_graphics, "Shader program error:\n");
-        log_write_c_string(log_graphics, "Handle: ");
-        log_write_u64(log_graphics, program);
-        log_write_c_string(log_graphics, "\nError:\n");
-        log_write_bytes(log_graphics, info, (u64)length);
+        gl_info_t info;
+        glGetProgramInfoLog(program, sizeof(info.text), &info.length, info.text);
+        gl_failure_log("Shader program error:\n", program, nullptr, &info, nullptr);
         glDeleteProgram(program);
         glDeleteShader(vs);
         glDeleteShader(fs);

@@ -97,31 +97,30 @@ bool flags_match(u32 value, u32 required, u32 allowed) {
     return (value & ~allowed) == 0;
 }
 
-// Slot access without the iterator, for walks that stop on a count.
-
 // ---------------------------------------------------------------------------
 // Finding
 
-feed_t* reader_find_feed_by_id(reader_t* reader, u32 id) {
+// The first live record of `pool` that `matches`, walking slots only until the
+// last live one has been seen.
+template <typename T, typename alive_t, typename match_t>
+static T* pool_find(pool_t* pool, alive_t alive, match_t matches) {
     u32 seen = 0;
-    for (u32 i = 0; i < reader->feeds.max_entry_count && seen < reader->feeds.entry_count; i++) {
-        feed_t* feed = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i);
-        if (!feed_is_alive(feed)) continue;
+    for (u32 i = 0; i < pool->max_entry_count && seen < pool->entry_count; i++) {
+        T* record = (T*)pool_at(pool, sizeof(T), i);
+        if (!alive(record)) continue;
         seen++;
-        if (feed->id == id) return feed;
+        if (matches(record)) return record;
     }
     return nullptr;
 }
 
+feed_t* reader_find_feed_by_id(reader_t* reader, u32 id) {
+    return pool_find<feed_t>(&reader->feeds, feed_is_alive, [id](const feed_t* feed) { return feed->id == id; });
+}
+
 feed_t* reader_find_feed_by_address(reader_t* reader, data_t address) {
-    u32 seen = 0;
-    for (u32 i = 0; i < reader->feeds.max_entry_count && seen < reader->feeds.entry_count; i++) {
-        feed_t* feed = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i);
-        if (!feed_is_alive(feed)) continue;
-        seen++;
-        if (data_equal(feed->address, address)) return feed;
-    }
-    return nullptr;
+    return pool_find<feed_t>(&reader->feeds, feed_is_alive,
+                             [address](const feed_t* feed) { return data_equal(feed->address, address); });
 }
 
 entry_t* reader_find_entry_by_id(reader_t* reader, u32 feed_id, u32 entry_id) {
@@ -163,40 +162,26 @@ entry_t* reader_find_entry_by_unique_id_beside(reader_t* reader, u32 feed_id, da
     return nullptr;
 }
 
+// Categories, persons and metas have no flags: a zero key is a free slot.
 category_t* reader_find_category(reader_t* reader, u32 id) {
     if (id == 0) return nullptr;
-    u32 seen = 0;
-    for (u32 i = 0; i < reader->categories.max_entry_count && seen < reader->categories.entry_count; i++) {
-        category_t* category = (category_t*)pool_at(&reader->categories, sizeof(category_t), i);
-        if (!category->id) continue;
-        seen++;
-        if (category->id == id) return category;
-    }
-    return nullptr;
+    return pool_find<category_t>(
+        &reader->categories, [](const category_t* category) { return category->id != 0; },
+        [id](const category_t* category) { return category->id == id; });
 }
 
 person_t* reader_find_person(reader_t* reader, u32 id) {
     if (id == 0) return nullptr;
-    u32 seen = 0;
-    for (u32 i = 0; i < reader->persons.max_entry_count && seen < reader->persons.entry_count; i++) {
-        person_t* person = (person_t*)pool_at(&reader->persons, sizeof(person_t), i);
-        if (!person->id) continue;
-        seen++;
-        if (person->id == id) return person;
-    }
-    return nullptr;
+    return pool_find<person_t>(
+        &reader->persons, [](const person_t* person) { return person->id != 0; },
+        [id](const person_t* person) { return person->id == id; });
 }
 
 feed_meta_t* reader_find_meta(reader_t* reader, u32 feed_id) {
     if (feed_id == 0) return nullptr;
-    u32 seen = 0;
-    for (u32 i = 0; i < reader->metas.max_entry_count && seen < reader->metas.entry_count; i++) {
-        feed_meta_t* meta = (feed_meta_t*)pool_at(&reader->metas, sizeof(feed_meta_t), i);
-        if (!meta->feed_id) continue;
-        seen++;
-        if (meta->feed_id == feed_id) return meta;
-    }
-    return nullptr;
+    return pool_find<feed_meta_t>(
+        &reader->metas, [](const feed_meta_t* meta) { return meta->feed_id != 0; },
+        [feed_id](const feed_meta_t* meta) { return meta->feed_id == feed_id; });
 }
 
 data_t feed_title(const feed_t* feed) {

@@ -109,46 +109,33 @@ static u32 id_map_all(const id_map_t* map, u32 id) {
     return id;
 }
 
+// Numbers a compacted pool's records 1, 2 and on in slot order; the map, which starts
+// at `pairs`, notes each id that changed.
+template <typename T> static id_map_t pool_renumber(pool_t* pool, id_pair_t* pairs) {
+    id_map_t map = {pairs, 0};
+    for (u32 i = 0; i < pool->entry_count; i++) {
+        T* record = (T*)pool_at(pool, sizeof(T), i);
+        if (record->id != i + 1) {
+            map.pairs[map.count++] = {record->id, i + 1};
+            record->id = i + 1;
+        }
+    }
+    return map;
+}
+
 static void reader_renumber_ids(reader_t* reader, data_t* arena) {
     data_t free_part = data_free_view_64(arena);
     u64 capacity = free_part.reserved / sizeof(id_pair_t);
     u64 needed = (u64)reader->feeds.entry_count + reader->entries.entry_count + reader->categories.entry_count +
                  reader->persons.entry_count;
     ASSERT(capacity >= needed);
-    id_pair_t* next = (id_pair_t*)free_part.bytes;
-    id_map_t feeds = {next, 0}, entries = {}, categories = {}, persons = {};
-
-    for (u32 i = 0; i < reader->feeds.entry_count; i++) {
-        feed_t* feed = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i);
-        if (feed->id != i + 1) {
-            feeds.pairs[feeds.count++] = {feed->id, i + 1};
-            feed->id = i + 1;
-        }
-    }
-    entries.pairs = feeds.pairs + feeds.count;
+    id_map_t feeds = pool_renumber<feed_t>(&reader->feeds, (id_pair_t*)free_part.bytes);
+    id_map_t entries = pool_renumber<entry_t>(&reader->entries, feeds.pairs + feeds.count);
+    id_map_t categories = pool_renumber<category_t>(&reader->categories, entries.pairs + entries.count);
+    id_map_t persons = pool_renumber<person_t>(&reader->persons, categories.pairs + categories.count);
     for (u32 i = 0; i < reader->entries.entry_count; i++) {
         entry_t* entry = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), i);
-        if (entry->id != i + 1) {
-            entries.pairs[entries.count++] = {entry->id, i + 1};
-            entry->id = i + 1;
-        }
         entry->feed_id = id_map_all(&feeds, entry->feed_id);
-    }
-    categories.pairs = entries.pairs + entries.count;
-    for (u32 i = 0; i < reader->categories.entry_count; i++) {
-        category_t* category = (category_t*)pool_at(&reader->categories, sizeof(category_t), i);
-        if (category->id != i + 1) {
-            categories.pairs[categories.count++] = {category->id, i + 1};
-            category->id = i + 1;
-        }
-    }
-    persons.pairs = categories.pairs + categories.count;
-    for (u32 i = 0; i < reader->persons.entry_count; i++) {
-        person_t* person = (person_t*)pool_at(&reader->persons, sizeof(person_t), i);
-        if (person->id != i + 1) {
-            persons.pairs[persons.count++] = {person->id, i + 1};
-            person->id = i + 1;
-        }
     }
     for (u32 i = 0; i < reader->relations.entry_count; i++) {
         relation_t* relation = (relation_t*)pool_at(&reader->relations, sizeof(relation_t), i);
@@ -563,8 +550,6 @@ static void reader_rotate(data_t* scratch, data_t folder) {
 // Says why on log channels 0 and 2, naming the folder: a save that fails loses
 // the run's changes, so the user must learn of it and of what to mend.
 static void reader_save_failed(data_t folder, const char* what, data_t name, file_error_t error) {
-    char reason[512];
-    u64 reason_length = file_error_text(error, reason, sizeof(reason));
     log_write_c_string(log_main, "Error while saving the reader.\n ");
     log_paragraph_start(log_user);
     const u64 channels[] = {log_main, log_user};
@@ -575,7 +560,7 @@ static void reader_save_failed(data_t folder, const char* what, data_t name, fil
         log_write_c_string(channel, what);
         log_write(channel, name);
         log_write_c_string(channel, ": ");
-        log_write_bytes(channel, reason, reason_length);
+        log_file_error(channel, error);
         log_write_c_string(channel, ".");
     }
     log_write_c_string(log_main, "\n");
@@ -684,10 +669,8 @@ bool reader_load_or_recover(data_t* scratch, data_t folder, reader_t* reader) {
         log_write_c_string(log_user, " is damaged: ");
         log_write_c_string(log_user, reader_problem_text(status.problem));
         if (rename_error) {
-            char reason[512];
-            u64 length = file_error_text(rename_error, reason, sizeof(reason));
             log_write_c_string(log_user, ". It stays under its name, since it can't be renamed: ");
-            log_write_bytes(log_user, reason, length);
+            log_file_error(log_user, rename_error);
             log_write_c_string(log_user, ".\n");
         } else {
             log_write_c_string(log_user, ". It is kept as ");

@@ -29,6 +29,14 @@ static void print_number(const char* label, u64 value) {
     if (value) printf("    %s: %llu\n", label, (unsigned long long)value);
 }
 
+// A part of a line that shows only when its text isn't empty.
+static void print_part(const char* before, data_t text, const char* after) {
+    if (!text.used) return;
+    printf("%s", before);
+    print_data(text);
+    printf("%s", after);
+}
+
 static void print_relations(reader_t* reader, u32 owner_id, u32 kind, const char* label) {
     pool_iterator_t walk = pool_iterator_start(&reader->relations, sizeof(relation_t), relation_is_alive);
     while (relation_t* relation = (relation_t*)pool_iterator_next(&walk)) {
@@ -38,31 +46,16 @@ static void print_relations(reader_t* reader, u32 owner_id, u32 kind, const char
             if (!category) continue;
             printf("    %s: ", label);
             print_data(category->term);
-            if (category->scheme.used) {
-                printf(" (scheme ");
-                print_data(category->scheme);
-                printf(")");
-            }
-            if (category->label.used) {
-                printf(" (label ");
-                print_data(category->label);
-                printf(")");
-            }
+            print_part(" (scheme ", category->scheme, ")");
+            print_part(" (label ", category->label, ")");
             printf("\n");
         } else {
             person_t* person = reader_find_person(reader, relation->target_id);
             if (!person) continue;
             printf("    %s: ", label);
             print_data(person->name);
-            if (person->uri.used) {
-                printf(" <");
-                print_data(person->uri);
-                printf(">");
-            }
-            if (person->email.used) {
-                printf(" ");
-                print_data(person->email);
-            }
+            print_part(" <", person->uri, ">");
+            print_part(" ", person->email, "");
             printf("\n");
         }
     }
@@ -74,10 +67,7 @@ static void print_links(reader_t* reader, u32 owner_id, u32 owner_kind) {
     while (atom_link_t* link = (atom_link_t*)pool_iterator_next(&walk)) {
         if (link->owner_kind != owner_kind || link->owner_id != owner_id) continue;
         printf("    link (%s", link->rel < 5 ? rels[link->rel] : "?");
-        if (link->type.used) {
-            printf(", ");
-            print_data(link->type);
-        }
+        print_part(", ", link->type, "");
         printf("): ");
         print_data(link->href);
         printf("\n");

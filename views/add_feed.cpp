@@ -48,16 +48,7 @@ void add_feed_export(app_t* app, reader_t* reader, data_t path) {
     }
     file_error_t error = 0;
     file_write_all(path, list.bytes, list.used, true, &error);
-    if (error) {
-        char reason[256];
-        u64 length = file_error_text(error, reason, sizeof(reason));
-        log_paragraph_start(log_user);
-        log_write_c_string(log_user, "Could not write the list of feeds to ");
-        log_write(log_user, path);
-        log_write_c_string(log_user, ": ");
-        log_write_bytes(log_user, reason, length);
-        log_write_c_string(log_user, "\n");
-    }
+    if (error) log_file_failure("Could not write the list of feeds to ", path, error);
     data_free(&list);
 }
 
