@@ -120,7 +120,8 @@ static void draw_feed(app_t* app, reader_t* reader, rect_t rect, bool rss) {
         }
         requested = 1;
     }
-    panel->frame_requested = requested;
+    // The loop clears the request at each frame's start: this only adds to it.
+    if (requested) panel->frame_requested = 1;
 }
 
 void draw_feed_rss(app_t* app, reader_t* reader, rect_t rect) {
