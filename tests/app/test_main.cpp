@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <fstream>
 #include <string>
 
 #include "tools/tool_support.h"
@@ -55,4 +56,17 @@ TEST_F(ProgramTest, AProfileThatCantBeWrittenIsToldAndTheStoreIsStillSaved) {
               "Newsloom: could not write profile.bin in the working folder: Is a directory.\n")
         << errors;
     EXPECT_EQ(folder_names(folder + "/store").size(), 1u);
+}
+
+// Started from a menu, the log panel is gone by the time the exit saves: a store
+// that can't be saved is told on standard error, naming the folder.
+TEST_F(ProgramTest, AStoreThatCantBeSavedAtExitIsToldOnStandardError) {
+    { std::ofstream(folder + "/store") << "in the way"; }
+    run("2> '" + folder + "/errors.txt'");
+    std::string errors = file_bytes(folder + "/errors.txt");
+    EXPECT_NE(errors.find("Error while saving the store in " + folder +
+                          "/store: can't make the folder: a file of that name is in the way."),
+              std::string::npos)
+        << errors;
+    EXPECT_EQ(file_bytes(folder + "/store"), "in the way");
 }
