@@ -1,5 +1,5 @@
-// The feed view, drawn straight onto its rows: a handful of widgets need no layout
-// pass.
+// The feed view: the address override and its "Save", the options, the link
+// target and the delete or restore button, laid out in passes with a scroll.
 #include "views/view_feed.h"
 
 #include <cmath>
@@ -7,13 +7,16 @@
 #include "app/app.h"
 #include "base/log.h"
 #include "base/text.h"
+#include "layout/layout.h"
 #include "profiler/profiler.h"
 #include "store/reader.h"
 #include "ui/ui_button.h"
 #include "ui/ui_core.h"
+#include "ui/ui_layout_bars.h"
 #include "ui/ui_list.h"
 #include "ui/ui_text_box.h"
 #include "views/panel.h"
+#include "views/panel_draw.h"
 #include "views/window_content.h"
 
 void feed_save_address(reader_t* reader, feed_t* feed, data_t text) {
@@ -33,15 +36,68 @@ u32 feed_target_row(const reader_t* reader, const feed_meta_t* meta) {
     return row < reader_link_target_count ? (u32)row : 0;
 }
 
-static void feed_text(ui_t* ui, f32 x, rect_t row, data_t text) {
-    ui_layer_t layer = ui_layer(ui, UI_ID());
-    const font_t* face = ui_font(ui, 1);
-    f32 y = (row.y0 + row.y1) / 2 - face->size / 2 + font_baseline(face);
-    ui_draw_text(layer, text, x, floorf(y), 1, 1, colour_white);
-}
-
 static f32 text_width(const ui_t* ui, data_t text) {
     return ceilf(layout_get_single_line_size(ui_font(ui, 1), text.bytes, text.used, codepoint_invalid).width);
+}
+
+// A text at the pen, dropped to stand level with the widget beside it, then the
+// pen `gap` to its right and back up.
+static void feed_label(layout_t* layout, data_t text, f32 gap, f32 drop) {
+    layout_advance(layout, 0, drop, 0);
+    layout_string(layout, text);
+    layout_advance(layout, gap, -drop, layout_advance_ceil_x);
+}
+
+static layout_item_t* feed_slot(layout_t* layout, f32 width, f32 height) {
+    return layout_box(layout, width, height, 0, layout_box_pen_right | layout_box_ceil);
+}
+
+static const data_t feed_options[3] = {data_literal("Sort oldest to newest entries."), data_literal("Hide enclosure."),
+                                       data_literal("Draw enclosure image.")};
+static const u32 feed_option_bits[3] = {feed_meta_oldest_first, 2, 4};
+
+// The widgets on their slots; gives 1 when the sort or the delete button acted.
+static u32 feed_widgets(app_t* app, reader_t* reader, feed_t* feed, layout_item_t* const* slots, u32 options) {
+    ui_t* ui = app->ui;
+    panel_t* panel = app->panel;
+    feed_meta_t* meta = reader_find_meta(reader, feed->id);
+    u32 requested = 0;
+    ui_text_box(ui, pair_push(UI_ID(), (i64)(uintptr_t)feed), slots[0]->box.rect, &panel->uri_buffer, 1);
+    if (ui_button(ui, UI_ID(), slots[1]->box.rect, data_literal("Save"), 1)) {
+        feed_save_address(reader, feed, panel->uri_buffer);
+    }
+    for (u32 i = 0; meta && i < options; i++) {
+        u32 value = (meta->flags & feed_option_bits[i]) ? 1 : 0;
+        if (!ui_check_box_label(ui, pair_push(UI_ID(), (i64)i + 1), slots[2 + i]->box.rect, &value, feed_options[i],
+                                1)) {
+            continue;
+        }
+        meta->flags = value ? meta->flags | feed_option_bits[i] : meta->flags & ~feed_option_bits[i];
+        if (feed_option_bits[i] == feed_meta_oldest_first) {
+            reader_sort_feed(reader, feed);
+            requested = 1;
+        }
+    }
+    if (meta) {
+        data_t names[reader_link_target_count];
+        for (u32 i = 0; i < reader_link_target_count; i++) names[i] = reader->link_targets[i].name;
+        u64 target = feed_target_row(reader, meta);
+        u64 chosen = target;
+        ui_drop_down(ui, UI_ID(), slots[5]->box.rect, names, reader_link_target_count, &chosen, 1);
+        if (chosen != target && chosen < reader_link_target_count) meta->link_target = &reader->link_targets[chosen];
+    }
+    // Restoring brings back the entries deleted one by one too.
+    bool deleted = feed_is_deleted(feed);
+    data_t label = deleted ? data_literal("Restore feed") : data_literal("Delete feed");
+    if (ui_button(ui, UI_ID(), slots[6]->box.rect, label, 1)) {
+        if (deleted) {
+            feed_restore(reader, feed, true);
+        } else {
+            feed_mark_deleted(reader, feed);
+        }
+        requested = 1;
+    }
+    return requested;
 }
 
 static void draw_feed(app_t* app, reader_t* reader, rect_t rect, bool rss) {
@@ -49,77 +105,51 @@ static void draw_feed(app_t* app, reader_t* reader, rect_t rect, bool rss) {
     panel_t* panel = app->panel;
     feed_t* feed = panel->selected_feed;
     if (!feed) return;
-    feed_meta_t* meta = reader_find_meta(reader, feed->id);
+    const data_t uri = data_literal("URI: "), executable = data_literal("Executable: ");
+    const f32 height = ceilf(button_height(ui, 1));
+    const f32 drop = floorf((height - ui_font(ui, 1)->size) / 2);
+    const f32 save_width = button_width(ui, data_literal("Save"), 1);
+    // "Restore feed" is the wider label: the button keeps its size either way.
+    const f32 button = button_width(ui, data_literal("Restore feed"), 1);
+    const f32 check_height = ceilf(ui_font(ui, 1)->size);
+    const u32 options = rss ? 3 : 1;
+    static const f32 padding[4] = {4, 4, 4, 4};
+
+    layout_t layout;
+    layout_create(&layout, &app->scratch, ui->fonts, rect, panel->entry_scroll.x, panel->entry_scroll.y, padding);
     u32 requested = 0;
-    f32 height = ceilf(button_height(ui, 1));
-    f32 x0 = rect.x0 + 4, x1 = rect.x1 - 4;
-    f32 top = floorf(rect.y1 - 4);
-
-    // The address and its "Save".
-    const data_t uri = data_literal("URI: "), save = data_literal("Save");
-    rect_t row = {x0, top - height, x1, top};
-    feed_text(ui, x0, row, uri);
-    f32 save_width = button_width(ui, save, 1);
-    f32 box_x = x0 + text_width(ui, uri) + 2;
-    rect_t box = {box_x, row.y0, fmaxf(box_x + 40, x1 - 2 - save_width), row.y1};
-    if (ui_dispatch_begin(ui, box)) ui_text_box(ui, pair_push(UI_ID(), (i64)(uintptr_t)feed), box, &panel->uri_buffer, 1);
-    rect_t save_box = {box.x1 + 2, row.y0, box.x1 + 2 + save_width, row.y1};
-    if (ui_dispatch_begin(ui, save_box) && ui_button(ui, UI_ID(), save_box, save, 1)) {
-        feed_save_address(reader, feed, panel->uri_buffer);
-    }
-    top = row.y0 - 10;
-
-    // The options, each a bit of the feed's record.
-    static const data_t options[3] = {data_literal("Sort oldest to newest entries."), data_literal("Hide enclosure."),
-                                      data_literal("Draw enclosure image.")};
-    static const u32 bits[3] = {1, 2, 4};
-    f32 box_size = ui_font(ui, 1)->size;
-    for (u32 i = 0; i < (rss ? 3u : 1u); i++) {
-        rect_t check = {x0, top - box_size, x0 + box_size + 4 + text_width(ui, options[i]), top};
-        u32 value = meta && (meta->flags & bits[i]) ? 1 : 0;
-        u32 before = value;
-        if (meta && ui_dispatch_begin(ui, check)) {
-            ui_check_box_label(ui, pair_push(UI_ID(), (i64)i + 1), check, &value, options[i], 1);
+    while (layout_pass_start(&layout)) {
+        ui_set_mode(ui, ui_mode_from_layout(&layout));
+        view_scroll_bars(&panel->entry_scroll, ui, &layout, rect);
+        if (layout_pass_ready(&layout, 0)) continue;
+        layout_set_flags(&layout, layout_flag_partly_visible);
+        layout_set_font(&layout, 1);
+        layout_set_wrap(&layout, 0, layout_remaining(&layout), layout_wrap_eat_space);
+        // Slots: the address box, "Save", three options, the drop-down, the button.
+        layout_item_t* slots[7] = {};
+        feed_label(&layout, uri, 2, drop);
+        slots[0] = feed_slot(&layout, fmaxf(layout_remaining_floor(&layout) - 2 - save_width, 40), height);
+        layout_advance(&layout, 2, 0, 0);
+        slots[1] = feed_slot(&layout, save_width, height);
+        layout_new_line(&layout);
+        layout_advance(&layout, 0, 10, 0);
+        for (u32 i = 0; i < options; i++) {
+            if (i) layout_advance(&layout, 0, 2, 0);
+            slots[2 + i] = feed_slot(&layout, check_height + 4 + text_width(ui, feed_options[i]), check_height);
+            layout_new_line(&layout);
         }
-        if (meta && value != before) {
-            meta->flags = value ? meta->flags | bits[i] : meta->flags & ~bits[i];
-            if (i == 0) {
-                reader_sort_feed(reader, feed);
-                requested = 1;
-            }
-        }
-        top = check.y0 - 2;
+        layout_advance(&layout, 0, 10, 0);
+        feed_label(&layout, executable, 0, drop);
+        slots[5] = feed_slot(&layout, fmaxf(layout_remaining_floor(&layout), 60), height);
+        layout_new_line(&layout);
+        layout_advance(&layout, 0, 10, 0);
+        slots[6] = feed_slot(&layout, button, height);
+        layout_new_line(&layout);
+        layout_finish(&layout);
+        if (ui_mode_is_live(ui) && !layout.restart) requested |= feed_widgets(app, reader, feed, slots, options);
     }
-    top -= 8;
-
-    // The link target.
-    const data_t executable = data_literal("Executable: ");
-    row = rect_t{x0, top - height, x1, top};
-    feed_text(ui, x0, row, executable);
-    data_t names[reader_link_target_count];
-    for (u32 i = 0; i < reader_link_target_count; i++) names[i] = reader->link_targets[i].name;
-    u64 target = feed_target_row(reader, meta);
-    u64 chosen = target;
-    f32 drop_x = x0 + text_width(ui, executable);
-    rect_t drop = {drop_x, row.y0, fmaxf(drop_x + 60, x1), row.y1};
-    if (meta && ui_dispatch_begin(ui, drop)) {
-        ui_drop_down(ui, UI_ID(), drop, names, reader_link_target_count, &chosen, 1);
-    }
-    if (meta && chosen != target && chosen < reader_link_target_count) meta->link_target = &reader->link_targets[chosen];
-    top = row.y0 - 10;
-
-    // Delete or restore: restoring brings back the entries deleted one by one too.
-    const data_t restore = data_literal("Restore feed");
-    data_t label = feed_is_deleted(feed) ? restore : data_literal("Delete feed");
-    rect_t button = {x0, top - height, x0 + button_width(ui, restore, 1), top};
-    if (ui_dispatch_begin(ui, button) && ui_button(ui, UI_ID(), button, label, 1)) {
-        if (feed_is_deleted(feed)) {
-            feed_restore(reader, feed, true);
-        } else {
-            feed_mark_deleted(reader, feed);
-        }
-        requested = 1;
-    }
+    ui_set_mode(ui, ui_mode_both);
+    panel_draw_items(app, panel, &layout);
     // The loop clears the request at each frame's start: this only adds to it.
     if (requested) panel->frame_requested = 1;
 }

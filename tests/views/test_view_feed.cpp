@@ -135,4 +135,24 @@ TEST_F(FeedViewFrames, OptionsActOnTheFeedAndOnlyTheSortAsksForAFrame) {
     EXPECT_EQ(dates(feeds[0]).front(), oldest_first.front());
 }
 
+// In a window too low for the whole view the wheel scrolls it, and the button
+// that was out of reach can be clicked.
+TEST_F(FeedViewFrames, AViewLowerThanItsContentScrollsTheButtonIntoReach) {
+    program.window.height = 120;
+    program.window.resized = 1;
+    show(feeds[0]);
+    show(feeds[0]);
+    const batch_command_t* uri = drawn_starting("URI: ");
+    ASSERT_NE(uri, nullptr);
+    i32 x = (i32)uri->x + 200, y = (i32)uri->y + 2;
+    for (u32 notch = 0; notch < 10; notch++) {
+        program.window.mouse_x = x, program.window.mouse_y = y;
+        program.window.wheel = -1;
+        frame();
+    }
+    EXPECT_GT(program.panel.entry_scroll.y, 0.0f);
+    click("Delete feed");
+    EXPECT_TRUE(feed_is_deleted(feeds[0]));
+}
+
 }  // namespace
