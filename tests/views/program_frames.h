@@ -9,6 +9,7 @@
 #include <string>
 
 #include "app/startup.h"
+#include "store/feed_merge.h"
 
 class ProgramFrames : public testing::Test {
 protected:
@@ -32,6 +33,29 @@ protected:
     void frame() {
         frame_run(&program.loop);
         input_frame_begin(&program.window);
+    }
+    // A document merged as its feed's first update merges it, or null.
+    feed_t* merge(const std::string& document, const std::string& address) {
+        u32 error = 0;
+        feed_t* feed = reader_merge_document(&program.app.scratch, &program.reader,
+                                             data_from_size(document.size(), document.data()),
+                                             data_from_size(address.size(), address.data()), nullptr, &error);
+        if (feed) {
+            reader_ensure_meta(&program.reader, feed);
+            reader_sort_feed(&program.reader, feed);
+        }
+        data_clear(&program.app.scratch);
+        return feed;
+    }
+    // The mouse moves to the point in one frame, goes down in the next and up in
+    // the third.
+    void click_at(i32 x, i32 y) {
+        program.window.mouse_x = x, program.window.mouse_y = y;
+        frame();
+        input_button(&program.window, key_mouse_left, true, x, y, 0, 1);
+        frame();
+        input_button(&program.window, key_mouse_left, false, x, y, 0, 2);
+        frame();
     }
     // The last frame's first text command that starts with `text`, or null.
     const batch_command_t* drawn_starting(const std::string& text) {

@@ -83,13 +83,7 @@ protected:
     void click(const std::string& text) {
         shown_t s;
         ASSERT_TRUE(find(text, &s)) << text << " in " << shown_text();
-        i32 x = (i32)s.x + 3, y = (i32)s.y + 3;
-        program.window.mouse_x = x, program.window.mouse_y = y;
-        frame();
-        input_button(&program.window, key_mouse_left, true, x, y, 0, 1);
-        frame();
-        input_button(&program.window, key_mouse_left, false, x, y, 0, 2);
-        frame();
+        click_at((i32)s.x + 3, (i32)s.y + 3);
     }
 };
 

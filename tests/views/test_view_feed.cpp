@@ -66,15 +66,8 @@ protected:
         start(1280, 720);
         const char* names[2] = {"feeds/EMarley.rss", "feeds/qemu.atom"};
         for (u32 i = 0; i < 2; i++) {
-            std::string document = read_test_file(names[i]);
-            std::string address = std::string("http://example.test/") + names[i];
-            feeds[i] = reader_merge_document(&program.app.scratch, &program.reader,
-                                             data_from_size(document.size(), document.data()),
-                                             data_from_size(address.size(), address.data()), nullptr, nullptr);
+            feeds[i] = merge(read_test_file(names[i]), std::string("http://example.test/") + names[i]);
             ASSERT_NE(feeds[i], nullptr);
-            reader_ensure_meta(&program.reader, feeds[i]);
-            reader_sort_feed(&program.reader, feeds[i]);
-            data_clear(&program.app.scratch);
         }
         program.panel.generation_min = program.panel.generation_max = program.reader.generation;
         program.panel.right_panel = panel_right_selection;
@@ -88,13 +81,7 @@ protected:
     void click(const std::string& text) {
         const batch_command_t* drawn = drawn_starting(text);
         ASSERT_NE(drawn, nullptr) << text;
-        i32 x = (i32)drawn->x + 4, y = (i32)drawn->y + 2;
-        program.window.mouse_x = x, program.window.mouse_y = y;
-        frame();
-        input_button(&program.window, key_mouse_left, true, x, y, 0, 1);
-        frame();
-        input_button(&program.window, key_mouse_left, false, x, y, 0, 2);
-        frame();
+        click_at((i32)drawn->x + 4, (i32)drawn->y + 2);
     }
     std::vector<u64> dates(feed_t* feed) {
         std::vector<u64> found;

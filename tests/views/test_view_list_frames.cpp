@@ -24,16 +24,8 @@ protected:
         start(1280, 720);
         const char* names[2] = {"feeds/EMarley.rss", "feeds/zones.rss"};
         for (u32 i = 0; i < 2; i++) {
-            std::string document = read_test_file(names[i]);
-            std::string address = std::string("http://example.test/") + names[i];
-            u32 error = 0;
-            feeds[i] = reader_merge_document(&program.app.scratch, &program.reader,
-                                             data_from_size(document.size(), document.data()),
-                                             data_from_size(address.size(), address.data()), nullptr, &error);
+            feeds[i] = merge(read_test_file(names[i]), std::string("http://example.test/") + names[i]);
             ASSERT_NE(feeds[i], nullptr);
-            reader_ensure_meta(&program.reader, feeds[i]);
-            reader_sort_feed(&program.reader, feeds[i]);
-            data_clear(&program.app.scratch);
         }
         program.panel.generation_min = program.panel.generation_max = program.reader.generation;
         program.panel.right_panel = panel_right_selection;
