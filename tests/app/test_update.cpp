@@ -287,6 +287,31 @@ TEST_F(Update, UpdateAllTwiceAndARemovedFeed) {
     EXPECT_EQ(feed_at(addresses[1]), nullptr);
 }
 
+// An address typed over a feed's own is a manual override, kept as typed: one
+// that is empty or no URL at all fails at the next update with its paragraph, and
+// the feed keeps its entries.
+TEST_F(Update, AnAddressTypedOverAFeedsOwnFailsVisiblyAndTheFeedStays) {
+    std::string address = update_server.address("/feed/atp.rss");
+    add(address);
+    drain_until_idle();
+    feed_t* feed = feed_at(address);
+    ASSERT_TRUE(feed);
+    u32 entries = feed->entry_count;
+    for (std::string typed : {"not a url", ""}) {
+        feed->address = reader_store_string(reader, data_from_size(typed.size(), typed.data()));
+        u64 log_start = log_channel(log_user)->text.used;
+        feed_update(&app, reader, feed);
+        drain_until_idle();
+        EXPECT_NE(user_log_since(log_start).find("Error while retrieving feed: " + typed +
+                                                 "\n    Returned (5) http_error_internet_open_url"),
+                  std::string::npos)
+            << "'" << typed << "': " << user_log_since(log_start);
+        EXPECT_EQ(feed_count(), 1u);
+        EXPECT_EQ(feed->entry_count, entries);
+        EXPECT_EQ(std::string((char*)feed->address.bytes, feed->address.used), typed);
+    }
+}
+
 TEST_F(Update, TheSelectedEntryStaysSelectedAcrossItsFeedsUpdate) {
     std::string address = update_server.address("/feed/neverworkintheory.atom");
     add(address);
