@@ -65,12 +65,20 @@ f32 button_width(const ui_t* ui, data_t text, u32 font) {
 
 void show_log(app_t* app) { panel_show_log(app->panel); }
 
-void draw_menu_right(app_t* app, reader_t* reader, rect_t rect) {
-    PROFILE_ZONE(draw_menu_right);
-    ui_t* ui = app->ui;
-    panel_t* panel = app->panel;
-    u8 count_buffer[64];
-    data_t queued = data_make(sizeof(count_buffer), 0, count_buffer);
+// The right strip's buttons in reading order, each on the row where it still fits.
+// The eight labels need about a thousand pixels in the default faces, more than the
+// right side has at the window's first size: rather than cut the last buttons off,
+// the strip grows a row for what doesn't fit.
+struct menu_right_t {
+    data_t labels[8];
+    f32 x[8];      // from the strip's left edge
+    u32 row[8];    // 0 on top
+    u32 rows;
+    u8 queued_bytes[64];
+};
+
+static void menu_right_measure(const ui_t* ui, const reader_t* reader, f32 width, menu_right_t* menu) {
+    data_t queued = data_make(sizeof(menu->queued_bytes), 0, menu->queued_bytes);
     data_push_c_string(&queued, "Open queued links (F4) (");
     queued.used += format_u64(queued.bytes + queued.used, queued.reserved - queued.used,
                               link_queue_count_all(reader), 0, ' ', 0);
@@ -79,14 +87,41 @@ void draw_menu_right(app_t* app, reader_t* reader, rect_t rect) {
                               data_literal("Links (F3)"),      queued,
                               data_literal("Update all (F5)"), data_literal("Update selected (F6)"),
                               data_literal("Log (F7)"),        data_literal("Save (F8)")};
-    f32 height = ceilf(button_height(ui, 1));
-    f32 x = rect.x0;
-    f32 y0 = floorf(rect.y0) + 2;
+    f32 x = 0;
+    u32 row = 0;
     for (u32 i = 0; i < 8; i++) {
-        f32 width = button_width(ui, labels[i], 1);
-        rect_t box = {x, y0, x + width, y0 + height};
-        bool clicked = ui_dispatch_begin(ui, box) && ui_button(ui, pair_push(UI_ID(), (i64)i + 1), box, labels[i], 1);
-        x += width + 2;
+        f32 button = button_width(ui, labels[i], 1);
+        // A button wider than the whole strip keeps a row to itself and is cut there.
+        if (x > 0 && x + button > width) x = 0, row++;
+        menu->labels[i] = labels[i];
+        menu->x[i] = x;
+        menu->row[i] = row;
+        x += button + 2;
+    }
+    menu->rows = row + 1;
+}
+
+f32 menu_right_height(const ui_t* ui, const reader_t* reader, f32 width) {
+    menu_right_t menu;
+    menu_right_measure(ui, reader, width, &menu);
+    return (f32)menu.rows * (ceilf(button_height(ui, 1)) + 2);
+}
+
+void draw_menu_right(app_t* app, reader_t* reader, rect_t rect) {
+    PROFILE_ZONE(draw_menu_right);
+    ui_t* ui = app->ui;
+    panel_t* panel = app->panel;
+    menu_right_t menu;
+    menu_right_measure(ui, reader, rect_width(rect), &menu);
+    f32 height = ceilf(button_height(ui, 1));
+    // Rows 2 apart, the lowest 2 above the strip's lower edge.
+    f32 top = floorf(rect.y0) + (f32)menu.rows * (height + 2);
+    for (u32 i = 0; i < 8; i++) {
+        f32 x = rect.x0 + menu.x[i];
+        f32 y1 = top - (f32)menu.row[i] * (height + 2);
+        rect_t box = {x, y1 - height, x + button_width(ui, menu.labels[i], 1), y1};
+        bool clicked =
+            ui_dispatch_begin(ui, box) && ui_button(ui, pair_push(UI_ID(), (i64)i + 1), box, menu.labels[i], 1);
         if (!clicked && !input_struck(&ui->input, key_f1 + i)) continue;
         switch (i) {
             case 0: panel->help_scroll = {}, panel->right_panel = panel_right_help; break;
@@ -219,7 +254,7 @@ void window_content(app_t* app, reader_t* reader, const input_frame_t* input) {
     f32 strip = ceilf(button_height(ui, 1)) + 2;
     rect_t left = window_splitter.first, right = window_splitter.second;
     rect_t left_strip = {left.x0, left.y1 - strip, left.x1, left.y1};
-    rect_t right_strip = {right.x0, right.y1 - strip, right.x1, right.y1};
+    rect_t right_strip = {right.x0, right.y1 - menu_right_height(ui, reader, rect_width(right)), right.x1, right.y1};
     ui_set_clip(ui, left_strip);
     draw_menu_left(app, reader, left_strip);
     ui_set_clip(ui, rect_t{left.x0, left.y0, left.x1, left_strip.y0});

@@ -14,6 +14,9 @@ struct ui_t;
 // A button's size for its label in the strips' style, in whole pixels for the width.
 f32 button_height(const ui_t* ui, u32 font);
 f32 button_width(const ui_t* ui, data_t text, u32 font);
+// The right strip's height: a row of buttons, or more where the side is too narrow
+// for all eight in one.
+f32 menu_right_height(const ui_t* ui, const reader_t* reader, f32 width);
 void draw_menu_right(app_t* app, reader_t* reader, rect_t rect);
 void draw_right_panel(app_t* app, reader_t* reader, rect_t rect);
 void draw_help(app_t* app, reader_t* reader, rect_t rect);

@@ -21,11 +21,12 @@
 // Where the panels put things in the 1280 by 720 window, top-down.
 namespace place {
 const int list_left = 4, list_right = 430, list_top = 26, list_bottom = 720;
-const int right_left = 460, right_top = 26;
-const int add_address_x = 840, add_address_y = 87;  // the add-feed panel's boxes
-const int add_list_x = 800, add_list_y = 135;
-const int links_executable_x = 840, links_executable_y = 392;  // the first link target
-const int links_queue_x = 471, links_queue_y = 416;
+// At 1280 pixels the right strip holds its eight buttons in two rows.
+const int right_left = 460, right_top = 50;
+const int add_address_x = 840, add_address_y = 111;  // the add-feed panel's boxes
+const int add_list_x = 800, add_list_y = 159;
+const int links_executable_x = 840, links_executable_y = 416;  // the first link target
+const int links_queue_x = 471, links_queue_y = 440;
 const int idle_x = 1100, idle_y = 45;  // an empty spot beside the panels' titles
 }  // namespace place
 

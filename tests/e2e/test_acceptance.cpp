@@ -14,7 +14,7 @@ namespace {
 class AcceptanceTest : public e2e_test_t {};
 
 bool add_feed_shown(const image_t& i) {
-    return near_colour(i, 470, 80, 1100, 95, 64, 64, 64) > 5000 && near_colour(i, 470, 128, 1100, 143, 64, 64, 64) > 5000;
+    return near_colour(i, 470, 104, 1100, 119, 64, 64, 64) > 5000 && near_colour(i, 470, 152, 1100, 167, 64, 64, 64) > 5000;
 }
 
 int count_of(const std::string& text, const std::string& part) {

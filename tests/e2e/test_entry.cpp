@@ -11,7 +11,7 @@ class EntryTest : public e2e_test_t {};
 
 // The entry's body, under its head, and the pixels there of a hue: text is smoothed,
 // so its colour is told by its channels' order, not by exact values.
-const int body_top = 90, body_bottom = 715;
+const int body_top = 114, body_bottom = 715;
 template <typename hue_t> std::vector<std::pair<int, int>> hue_pixels(const image_t& image, hue_t hue) {
     std::vector<std::pair<int, int>> found;
     for (int y = body_top; y < body_bottom && !image.rgba.empty(); y++) {

@@ -9,13 +9,13 @@ class PanelsTest : public e2e_test_t {};
 
 // The add-feed panel's three text boxes, each a long dark field.
 bool add_feed_shown(const image_t& i) {
-    return near_colour(i, 470, 80, 1100, 95, 64, 64, 64) > 5000 && near_colour(i, 470, 128, 1100, 143, 64, 64, 64) > 5000 &&
-           near_colour(i, 470, 176, 1100, 191, 64, 64, 64) > 5000;
+    return near_colour(i, 470, 104, 1100, 119, 64, 64, 64) > 5000 && near_colour(i, 470, 152, 1100, 167, 64, 64, 64) > 5000 &&
+           near_colour(i, 470, 200, 1100, 215, 64, 64, 64) > 5000;
 }
 
 // The log panel: its "Auto scroll." box on top, then the text of the channel.
-bool log_shown(const image_t& i) { return near_colour(i, 464, 32, 484, 50, 128, 128, 128) > 200; }
-int log_text(const image_t& i) { return bright(i, 464, 58, 1270, 715); }
+bool log_shown(const image_t& i) { return near_colour(i, 464, 56, 484, 74, 128, 128, 128) > 200; }
+int log_text(const image_t& i) { return bright(i, 464, 82, 1270, 715); }
 
 int items_in(const std::string& path, const char* tag) {
     std::string text = file_text(path);
@@ -71,10 +71,10 @@ TEST_F(PanelsTest, TypedAddressIsMergedAndARefusedOneShowsInTheLog) {
     image_t help = shot("panels_help", [](const image_t& i) { return bright(i, 464, 60, 1270, 600) > 5000; });
     key("F3");
     image_t links = shot("panels_links", [&](const image_t& i) {
-        return near_colour(i, 548, 384, 1130, 400, 64, 64, 64) > 5000;  // the first target's executable box
+        return near_colour(i, 548, 408, 1130, 424, 64, 64, 64) > 5000;  // the first target's executable box
     });
     EXPECT_GT(bright(help, 464, 60, 1270, 600), 5000);
-    EXPECT_GT(near_colour(links, 548, 384, 1130, 400, 64, 64, 64), 5000);
+    EXPECT_GT(near_colour(links, 548, 408, 1130, 424, 64, 64, 64), 5000);
     EXPECT_GT(changed(help, links, 460, 30, 1280, 700), 50000);
 
     close();

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -13,6 +14,9 @@
 #include "app/startup.h"
 #include "views/program_frames.h"
 #include "base/log.h"
+#include "base/text.h"
+#include "layout/layout.h"
+#include "ui/ui_core.h"
 #include "log_support.h"
 #include "views/links.h"
 
@@ -21,8 +25,7 @@ namespace {
 class WindowFrames : public ProgramFrames {
 protected:
     void SetUp() override {
-        // Wide enough for the whole strip of buttons.
-        start(1700, 720);
+        start(1280, 720);
         frame();
     }
     void click_at(f32 x, f32 y) {
@@ -97,9 +100,19 @@ TEST_F(WindowFrames, AFirstRunStartsAtAddFeedWithTheStripDrawn) {
     EXPECT_EQ(first[1].kind, (u32)render_command_clear);
     EXPECT_EQ(first[1].colour, color_pack(colour_black));
     EXPECT_EQ(program.render.records_dropped, 0u);
+    // At the window's first size every label stands whole in the right side, and
+    // the panel begins below the lowest of them.
+    const render_record_t* title = drawn("Add feed");
+    ASSERT_NE(title, nullptr) << drawn_text();
+    const font_t* font = ui_font(program.app.ui, 1);
     for (const char* label : {"Help (F1)", "Add feed (F2)", "Links (F3)", "Open queued links (F4) (0)",
-                              "Update all (F5)", "Update selected (F6)"}) {
-        EXPECT_NE(drawn(label), nullptr) << label << " in " << drawn_text();
+                              "Update all (F5)", "Update selected (F6)", "Log (F7)", "Save (F8)"}) {
+        const render_record_t* r = drawn(label);
+        ASSERT_NE(r, nullptr) << label << " in " << drawn_text();
+        f32 width = layout_get_single_line_size(font, (const u8*)label, strlen(label), codepoint_invalid).width;
+        EXPECT_GE(r->x, 456) << label;
+        EXPECT_LE(r->x + width, 1278) << label;
+        EXPECT_GE(r->y, title->y + font->size) << label;
     }
     program.panel.right_panel = panel_right_selection;
     frame();
