@@ -23,6 +23,37 @@ u32 gl_format_index_bytes(u8 format) {
     return code == 3 ? 4 : code;
 }
 
+// The vertex layouts the draw layer uses: two position components and a packed
+// colour, with or without texture coordinates. Other formats take the general writer.
+struct vertex_colour_t {
+    f32 x, y;
+    u32 colour;
+};
+struct vertex_colour_uv_t {
+    f32 x, y;
+    u32 colour;
+    f32 u, v;
+};
+static_assert(sizeof(vertex_colour_t) == 12 && sizeof(vertex_colour_uv_t) == 20);
+
+enum quad_layout_t : u32 {
+    quad_layout_general = 0,
+    quad_layout_colour_16 = 1,
+    quad_layout_colour_32 = 2,
+    quad_layout_colour_uv_16 = 3,
+    quad_layout_colour_uv_32 = 4,
+};
+
+static quad_layout_t quad_layout(u8 format) {
+    switch (format) {
+        case 0x24: return quad_layout_colour_16;
+        case 0x34: return quad_layout_colour_32;
+        case 0x2C: return quad_layout_colour_uv_16;
+        case 0x3C: return quad_layout_colour_uv_32;
+        default: return quad_layout_general;
+    }
+}
+
 static f32 unit_clamp(f32 value) { return value < 0 ? 0 : (value > 1 ? 1 : value); }
 
 u32 color_pack(colour_t colour) {
@@ -65,6 +96,7 @@ u32 gl_batch_create(renderer_t* renderer, u32 type, u8 format, u32 quad_capacity
     *batch = batch_t{};
     batch->type = type;
     batch->format = format;
+    batch->quad_layout = quad_layout(format);
     batch->vertex_size = gl_format_vertex_words(format) * 4;
     batch->index_size = gl_format_index_bytes(format);
     batch->vertex_capacity = quad_capacity * 4;
@@ -169,6 +201,45 @@ void gl_scissor(batch_t* batch, bool enabled, i32 x, i32 y, i32 width, i32 heigh
     command->scissor[4] = max_of(height, 0);
 }
 
+static bool quad_room(batch_t* batch) {
+    if (batch->vertex_count + 4 > batch->vertex_capacity || batch->index_count + 5 > batch->index_capacity) {
+        batch->dropped += 1;
+        return false;
+    }
+    return true;
+}
+
+template <typename index_t>
+static void quad_indices(batch_t* batch, u32 first) {
+    index_t* target = (index_t*)batch->indices + batch->index_count;
+    target[0] = (index_t)first;
+    target[1] = (index_t)(first + 1);
+    target[2] = (index_t)(first + 2);
+    target[3] = (index_t)(first + 3);
+    target[4] = (index_t)~(index_t)0;  // the restart value of its size
+    batch->index_count += 5;
+}
+
+// Four vertices in strip order x0y1, x0y0, x1y1, x1y0 and their five indices, the
+// batch's room already known.
+template <typename vertex_t, typename index_t>
+static void quad_store(batch_t* batch, rect_t r, rect_t uv, const u32* colours) {
+    u32 first = batch->vertex_count;
+    vertex_t* v = (vertex_t*)batch->vertices + first;
+    v[0].x = r.x0, v[0].y = r.y1, v[0].colour = colours[0];
+    v[1].x = r.x0, v[1].y = r.y0, v[1].colour = colours[1];
+    v[2].x = r.x1, v[2].y = r.y1, v[2].colour = colours[2];
+    v[3].x = r.x1, v[3].y = r.y0, v[3].colour = colours[3];
+    if constexpr (sizeof(vertex_t) == sizeof(vertex_colour_uv_t)) {
+        v[0].u = uv.x0, v[0].v = uv.y1;
+        v[1].u = uv.x0, v[1].v = uv.y0;
+        v[2].u = uv.x1, v[2].v = uv.y1;
+        v[3].u = uv.x1, v[3].v = uv.y0;
+    }
+    batch->vertex_count += 4;
+    quad_indices<index_t>(batch, first);
+}
+
 static void index_write(batch_t* batch, u32 value) {
     u8* target = batch->indices + (u64)batch->index_count * batch->index_size;
     if (batch->index_size == 2) {
@@ -181,12 +252,7 @@ static void index_write(batch_t* batch, u32 value) {
     batch->index_count += 1;
 }
 
-// Four vertices in strip order x0y1, x0y0, x1y1, x1y0 and their five indices.
-static bool quad_write(batch_t* batch, rect_t r, rect_t uv, const u32* colours) {
-    if (batch->vertex_count + 4 > batch->vertex_capacity || batch->index_count + 5 > batch->index_capacity) {
-        batch->dropped += 1;
-        return false;
-    }
+static void quad_store_general(batch_t* batch, rect_t r, rect_t uv, const u32* colours) {
     const f32 xs[4] = {r.x0, r.x0, r.x1, r.x1};
     const f32 ys[4] = {r.y1, r.y0, r.y1, r.y0};
     const f32 us[4] = {uv.x0, uv.x0, uv.x1, uv.x1};
@@ -210,12 +276,32 @@ static bool quad_write(batch_t* batch, rect_t r, rect_t uv, const u32* colours) 
     batch->vertex_count += 4;
     for (u32 i = 0; i < 4; i++) index_write(batch, first + i);
     index_write(batch, batch_restart_value(batch));
+}
+
+static void quad_store_any(batch_t* batch, quad_layout_t layout, rect_t r, rect_t uv, const u32* colours) {
+    switch (layout) {
+        case quad_layout_colour_16: quad_store<vertex_colour_t, u16>(batch, r, uv, colours); break;
+        case quad_layout_colour_32: quad_store<vertex_colour_t, u32>(batch, r, uv, colours); break;
+        case quad_layout_colour_uv_16: quad_store<vertex_colour_uv_t, u16>(batch, r, uv, colours); break;
+        case quad_layout_colour_uv_32: quad_store<vertex_colour_uv_t, u32>(batch, r, uv, colours); break;
+        default: quad_store_general(batch, r, uv, colours); break;
+    }
+}
+
+static bool quad_write(batch_t* batch, rect_t r, rect_t uv, const u32* colours) {
+    if (!quad_room(batch)) return false;
+    quad_store_any(batch, (quad_layout_t)batch->quad_layout, r, uv, colours);
     return true;
 }
 
 static void corner_colours_pack(const colour_t* corner_colours, colour_t colour, u32* out) {
+    if (!corner_colours) {
+        // White corners leave the colour as it is.
+        out[0] = out[1] = out[2] = out[3] = color_pack(colour);
+        return;
+    }
     for (u32 i = 0; i < 4; i++) {
-        colour_t corner = corner_colours ? corner_colours[i] : colour_white;
+        colour_t corner = corner_colours[i];
         out[i] = color_pack(colour_t{corner.r * colour.r, corner.g * colour.g, corner.b * colour.b, corner.a * colour.a});
     }
 }
@@ -294,8 +380,54 @@ void gl_batch_command_colour(batch_t* batch, u32 command_index, colour_t colour)
     }
 }
 
+// The glyphs that ASCII text of one font drew this frame, looked up once: a glyph
+// drawn in a frame keeps its place in the atlas until the next begins.
+struct ascii_glyphs_t {
+    const glyph_t* drawn[font_limit][128];
+    const font_set_t* set;
+    u32 ready;  // a bit per font whose table was emptied for this frame
+};
+
+static const glyph_t* glyph_drawn(ascii_glyphs_t* known, const font_t* font, u32 font_index, u32 codepoint) {
+    if (codepoint >= 128) return font_glyph_drawn(font, codepoint);
+    if (!(known->ready & (1u << font_index))) {
+        bytes_zero(known->drawn[font_index], sizeof(known->drawn[font_index]));
+        known->ready |= 1u << font_index;
+    }
+    const glyph_t* glyph = known->drawn[font_index][codepoint];
+    if (glyph) return glyph;
+    glyph = font_glyph_drawn(font, codepoint);
+    // A glyph that found no room in the atlas tries again where it next appears.
+    if (glyph == font_glyph_ascii(font, codepoint)) known->drawn[font_index][codepoint] = glyph;
+    return glyph;
+}
+
+// One code point at `p` (before `end`): its value and length, 0 length for a byte
+// that starts no valid sequence.
+static inline void codepoint_next(const u8* p, const u8* end, u32* codepoint, u32* size) {
+    if (*p < 0x80) {
+        *codepoint = *p;
+        *size = 1;
+        return;
+    }
+    utf_error_t error = 0;
+    utf8_decode(p, end, codepoint, size, &error);
+    if (error) *size = 0;
+}
+
+// Kerning in pixels between a drawn glyph and the code point after it.
+static inline f32 kerning_after(const font_t* font, const glyph_t* glyph, u32 next) {
+    if (font->empty || !font->set->faces[glyph->face].kerns) return 0;
+    if (glyph->codepoint < 128 && next < 128) {
+        i16 known = font->kerning_ascii[glyph->codepoint * 128 + next];
+        if (known != font_kerning_unknown) return (f32)known * font->scale;
+    }
+    return (f32)font_kerning_search(font, glyph, next) * font->scale;
+}
+
 // Glyph quads of one text command, at the end of the batch's vertices.
-static void text_expand(batch_t* batch, batch_command_t* command) {
+template <typename write_t>
+static void text_expand(batch_t* batch, batch_command_t* command, ascii_glyphs_t* known, write_t write) {
     const font_set_t* set = batch->fonts;
     const font_t* font = &set->fonts[command->font];
     const u8* p = batch->text.bytes + command->text_offset;
@@ -304,42 +436,72 @@ static void text_expand(batch_t* batch, batch_command_t* command) {
     f32 pen_y = command->y;
     u32 colours[4] = {command->colour, command->colour, command->colour, command->colour};
     command->first_index = batch->index_count;
+    // Baking may grow the atlas; its texture coordinates follow.
+    u32 atlas_width = 0, atlas_height = 0;
+    f32 inverse_width = 0, inverse_height = 0;
+    u32 codepoint = 0, size = 0;
+    codepoint_next(p, end, &codepoint, &size);
     bool first = true;
-    while (p < end) {
-        u32 codepoint = 0, size = 0;
-        utf_error_t error = 0;
-        utf8_decode(p, end, &codepoint, &size, &error);
-        if (error) {
+    for (;;) {
+        if (!size) {
             codepoint = codepoint_replacement;
             size = 1;
         }
         p += size;
-        const glyph_t* glyph = font_glyph_drawn(font, codepoint);
+        const glyph_t* glyph = glyph_drawn(known, font, command->font, codepoint);
         if (first && command->trim_first) pen_x -= glyph->offset_x0;
         first = false;
         if (glyph->x1 > glyph->x0) {
-            // Baking may have grown the atlas.
             const font_atlas_t* atlas = font->atlas;
-            f32 inverse_width = atlas && atlas->width ? 1.0f / (f32)atlas->width : 0;
-            f32 inverse_height = atlas && atlas->height ? 1.0f / (f32)atlas->height : 0;
+            u32 width = atlas ? atlas->width : 0, height = atlas ? atlas->height : 0;
+            if (width != atlas_width || height != atlas_height) {
+                atlas_width = width;
+                atlas_height = height;
+                inverse_width = width ? 1.0f / (f32)width : 0;
+                inverse_height = height ? 1.0f / (f32)height : 0;
+            }
             rect_t uv = {glyph->x0 * inverse_width, glyph->y0 * inverse_height, glyph->x1 * inverse_width,
                          glyph->y1 * inverse_height};
             rect_t box = {pen_x + glyph->offset_x0, pen_y + glyph->offset_y0, pen_x + glyph->offset_x1,
                           pen_y + glyph->offset_y1};
-            if (!quad_write(batch, box, uv, colours)) {
-                break;
-            }
+            if (!quad_room(batch)) break;
+            write(batch, box, uv, colours);
         }
-        f32 kern = 0;
-        if (p < end) {
-            u32 next = 0, next_size = 0;
-            utf_error_t next_error = 0;
-            utf8_decode(p, end, &next, &next_size, &next_error);
-            if (!next_error) kern = (f32)font_kerning(font, glyph, next) * font->scale;
-        }
+        if (p >= end) break;
+        codepoint_next(p, end, &codepoint, &size);
+        f32 kern = size ? kerning_after(font, glyph, codepoint) : 0;
         pen_x += glyph->advance + kern;
     }
     command->index_count = batch->index_count - command->first_index;
+}
+
+// The quad writers as types, so that the glyph loop has its writer inlined.
+template <typename vertex_t, typename index_t>
+struct quad_writer_t {
+    void operator()(batch_t* batch, rect_t r, rect_t uv, const u32* colours) const {
+        quad_store<vertex_t, index_t>(batch, r, uv, colours);
+    }
+};
+struct quad_writer_general_t {
+    void operator()(batch_t* batch, rect_t r, rect_t uv, const u32* colours) const {
+        quad_store_general(batch, r, uv, colours);
+    }
+};
+
+template <typename write_t>
+static void batch_text_expand(batch_t* batch, ascii_glyphs_t* known, write_t write) {
+    for (u32 c = 0; c < batch->command_count; c++) {
+        batch_command_t* command = &batch->commands[c];
+        if (command->kind == batch_type_text) text_expand(batch, command, known, write);
+    }
+}
+
+static void batch_text_expand_any(batch_t* batch, ascii_glyphs_t* known) {
+    switch (batch->quad_layout) {
+        case quad_layout_colour_uv_16: batch_text_expand(batch, known, quad_writer_t<vertex_colour_uv_t, u16>{}); break;
+        case quad_layout_colour_uv_32: batch_text_expand(batch, known, quad_writer_t<vertex_colour_uv_t, u32>{}); break;
+        default: batch_text_expand(batch, known, quad_writer_general_t{}); break;
+    }
 }
 
 void gl_frame_end(renderer_t* renderer) {
@@ -354,6 +516,9 @@ void gl_render(renderer_t* renderer) {
     // Text becomes glyph quads only now: the glyphs of the whole frame are baked
     // into the atlas before it is uploaded, and none of them leaves it until the next.
     font_set_t* frame_set = nullptr;
+    ascii_glyphs_t known;
+    known.set = nullptr;
+    known.ready = 0;
     for (u32 i = 0; i < renderer->batch_count; i++) {
         batch_t* batch = &renderer->batches[i];
         if (batch->type != batch_type_text) continue;
@@ -361,9 +526,11 @@ void gl_render(renderer_t* renderer) {
             frame_set = batch->fonts;
             font_frame_begin(batch->fonts);
         }
-        for (u32 c = 0; c < batch->command_count; c++) {
-            if (batch->commands[c].kind == batch_type_text) text_expand(batch, &batch->commands[c]);
+        if (known.set != batch->fonts) {
+            known.set = batch->fonts;
+            known.ready = 0;
         }
+        batch_text_expand_any(batch, &known);
     }
     if (renderer->backend == render_backend_gl) {
         render_gl_execute(renderer);

@@ -77,6 +77,7 @@ struct batch_command_t {
 struct batch_t {
     u32 type;
     u8 format;
+    u32 quad_layout;  // how quads are written for the format
     u32 vertex_size;  // bytes
     u32 index_size;   // bytes
     u32 command_count, command_capacity;

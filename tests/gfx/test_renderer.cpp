@@ -2,6 +2,8 @@
 // restart index, text expansion into glyph quads, and full batches that drop.
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "gfx/renderer.h"
 #include "layout/test_fonts.h"
 
@@ -132,6 +134,39 @@ TEST(Renderer, TextExpandsToOneQuadPerInkedGlyph) {
     f32 kern = (f32)font_kerning(font, t, 'o') * font->scale;
     EXPECT_LT(kern, 0);
     EXPECT_NEAR(v[4 * 5], 10 - t->offset_x0 + t->advance + kern + o->offset_x0, 0.001f);
+}
+
+// Large screens take four-byte indices: the same text gives the same vertices and
+// the same indices, restarts included. A byte that starts no character draws the
+// replacement glyph and the text goes on after it.
+TEST(Renderer, TextExpandsAlikeWithEitherIndexSize) {
+    renderer_t render;
+    gl_renderer_create(&render, 400, 100, renderer_alpha_blending, render_backend_stub);
+    font_set_t* set = &test_fonts()->set;
+    u32 handles[2] = {gl_batch_create(&render, batch_type_text, gl_format(2, 1, 1, 2), 100, 10, set, 0),
+                      gl_batch_create(&render, batch_type_text, gl_format(2, 1, 1, 4), 100, 10, set, 0)};
+    const char text[] = "AV\xFF\xC3\xA9";  // A, V, a stray byte, e acute
+    gl_frame_begin(&render);
+    for (u32 handle : handles) gl_batch_text(gl_batch(&render, handle), (const u8*)text, 5, 0, 10, 50, 0, 1, colour_white);
+    gl_frame_end(&render);
+    const batch_t* narrow = gl_batch(&render, handles[0]);
+    const batch_t* wide = gl_batch(&render, handles[1]);
+    ASSERT_EQ(narrow->vertex_count, 16u);
+    ASSERT_EQ(wide->vertex_count, 16u);
+    EXPECT_EQ(memcmp(narrow->vertices, wide->vertices, 16 * narrow->vertex_size), 0);
+    ASSERT_EQ(wide->index_count, 20u);
+    for (u32 i = 0; i < 20; i++) {
+        u32 expected = i % 5 == 4 ? 0xFFFFFFFFu : i / 5 * 4 + i % 5;
+        EXPECT_EQ(((const u32*)wide->indices)[i], expected) << i;
+        EXPECT_EQ(((const u16*)narrow->indices)[i], (u16)expected) << i;
+    }
+    const f32* v = (const f32*)wide->vertices;
+    for (u32 quad = 1; quad < 4; quad++) EXPECT_GT(v[quad * 4 * 5], v[(quad - 1) * 4 * 5]) << quad;
+    const font_t* font = &set->fonts[1];
+    const glyph_t* a = font_glyph(font, 'A');
+    f32 kern = (f32)font_kerning(font, a, 'V') * font->scale;
+    EXPECT_LT(kern, 0);
+    EXPECT_NEAR(v[4 * 5], 10 + a->advance + kern + font_glyph(font, 'V')->offset_x0, 0.001f);
 }
 
 }  // namespace

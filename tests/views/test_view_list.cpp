@@ -277,6 +277,9 @@ TEST_F(list_test_t, counts_follow_the_pools_in_any_slot_order) {
     EXPECT_EQ(counts->entry_rows, rows_before + late->entry_count);
     EXPECT_EQ(counts->selected_entry_row, rows_before + late->entry_count - 1);
     EXPECT_EQ(counts->selected_feed_row, 3u);
+    panel.generation_min = 2;  // a range upside down holds nothing
+    EXPECT_EQ(count()->entry_rows, 0u);
+    panel.generation_min = 1;
 
     // A feed whose count disagrees with its entries is a broken store.
     GTEST_FLAG_SET(death_test_style, "threadsafe");
