@@ -12,6 +12,7 @@
 #include "net/work_queue.h"
 #include "platform/os.h"
 #include "platform/signals.h"
+#include "platform/thread.h"
 #include "profiler/profiler.h"
 #include "store/reader_file.h"
 
@@ -24,6 +25,28 @@ static void program_copy_user_log(u8* mark, FILE* stream) {
         fputc('\n', stream);
     }
     data_free(&copy);
+}
+
+// What the loading thread of start-up is given, and what it hands back.
+struct start_loading_t {
+    reader_t* reader;
+    data_t* scratch;
+    data_t storage_path;
+    font_set_t* fonts;
+    data_t font_memory;
+    thread_event_t done;  // set once, when all of it is done
+    bool store_whole;
+    u8* user_log_mark;
+};
+
+// Start-up's steps that need no window: the store file and the faces.
+static u32 start_load(void* argument) {
+    start_loading_t* loading = (start_loading_t*)argument;
+    loading->user_log_mark = data_end(log_channel(log_user)->text);
+    loading->store_whole = reader_load_or_recover(loading->scratch, loading->storage_path, loading->reader);
+    frame_fonts_create(loading->fonts, loading->font_memory);
+    thread_event_set(loading->done);
+    return 0;
 }
 
 bool program_start(program_t* program, i32 argc, char** argv, const program_options_t* options) {
@@ -54,19 +77,6 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     *reader = reader_t{};
     reader_init(reader);
 
-    // 7, 8. The window "Newsloom - 0.3" and swap interval 1. A failure leaves
-    // `running` 0: no frame runs and shutdown follows as usual.
-    program->window = window_t{};
-    if (options && options->headless) {
-        window_create_stub(&program->window, options->width, options->height);
-    } else {
-        // SIGTERM and SIGINT close the window as its close button does; armed before
-        // the window shows, so that no signal finds the program unprepared.
-        signal_close_install(window_close_request);
-        frame_window_create(&program->window);
-    }
-    if (argument_find_text("-gfx_log", 0)) log_save(log_graphics, data_literal("win32_opengl.log"));
-
     // 9. app_memory.
     data_t app_memory = data_allocate(0x2000000);
 
@@ -82,22 +92,52 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     *app = app_t{};
     app->scratch = data_allocate(0xa00000);
 
-    // 13. Where the store files live, and the newest store file that loads. A
-    // damaged one is kept aside under its own name, and the log panel says so
-    // (step 22): a person who started the program from a menu sees no terminal.
+    // 13. Where the store files live. A path too long for the system is refused
+    // before any window shows.
     if (!storage_path_resolve(app)) {
         fputs(storage_path_too_long_message, stderr);
         return false;
     }
-    u8* user_log_mark = data_end(log_channel(log_user)->text);
-    bool store_whole = reader_load_or_recover(&app->scratch, app->storage_path, reader);
-    if (!store_whole) program_copy_user_log(user_log_mark, stderr);
+
+    // The newest store file that loads (13) and the four faces (15, 16) need no
+    // window, and the window (7, 8) waits mostly on the X server and the GL driver:
+    // they are made side by side, and start-up takes the longer of the two, not
+    // the sum. Until the wait below, the loading thread alone touches the reader,
+    // the fonts and the frame scratch.
+    start_loading_t loading = {};
+    loading.reader = reader;
+    loading.scratch = &app->scratch;
+    loading.storage_path = app->storage_path;
+    loading.fonts = &program->fonts;
+    loading.font_memory = font_memory;
+    loading.done = thread_event_create();
+    if (!thread_start(start_load, &loading)) {
+        // No thread to be had: the same work in order, on this one.
+        start_load(&loading);
+    }
+
+    // 7, 8. The window "Newsloom - 0.3" and swap interval 1. A failure leaves
+    // `running` 0: no frame runs and shutdown follows as usual.
+    program->window = window_t{};
+    if (options && options->headless) {
+        window_create_stub(&program->window, options->width, options->height);
+    } else {
+        // SIGTERM and SIGINT close the window as its close button does; armed before
+        // the window shows, so that no signal finds the program unprepared.
+        signal_close_install(window_close_request);
+        frame_window_create(&program->window);
+    }
+    if (argument_find_text("-gfx_log", 0)) log_save(log_graphics, data_literal("win32_opengl.log"));
+
+    thread_event_wait(loading.done);
+    thread_event_close(loading.done);
+    // A damaged store was kept aside under its own name, and the log panel says so
+    // (step 22): a person who started the program from a menu sees no terminal.
+    bool store_whole = loading.store_whole;
+    if (!store_whole) program_copy_user_log(loading.user_log_mark, stderr);
 
     // 14. The generation the run started with.
     app->start_generation = reader->generation;
-
-    // 15, 16. The four faces, baked.
-    frame_fonts_create(&program->fonts, font_memory);
 
     // 17, 18. Sizes from the screen; the UI's record with its block.
     ui_create(&program->ui, data_allocate(0x100000), &program->window);
