@@ -394,8 +394,13 @@ static void text_lay_out(layout_t* layout, layout_item_t* item, u32 record, bool
             if (!previous_glyph) previous_glyph = font_glyph(font, previous);
             kern = (f32)font_kerning(font, previous_glyph, codepoint) * font->scale;
             if (p == first) {
+                // The pair spans two items: this one, its line and its word begin
+                // where the kerning puts its first glyph.
                 layout->pen_x += kern;
                 s.bounds.x0 += kern;
+                s.line.rect.x0 += kern;
+                s.line.rect.x1 += kern;
+                s.word.rect = s.line.rect;
                 kern = 0;
             }
         }

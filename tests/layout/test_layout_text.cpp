@@ -156,6 +156,36 @@ TEST(LayoutText, KerningJoinsAdjoiningItemsAcrossColourChanges) {
     apart->items[apart->item_count++].kind = layout_item_set_flags;
     layout_text(&apart->layout, text_push(apart, "V"), 0);
     EXPECT_NEAR(apart->layout.pen_x - whole->layout.pen_x, -(f32)kern * font->scale, 0.001f);
+
+    // Kerning that pushes apart ("r" and a closing quote in an entry's "<em>r</em>”")
+    // moves the second item's line and run with its glyph, in the lines kept and
+    // in the runs drawn alike.
+    std::string pair;
+    for (const char* first : {"r", "f", "F", "T", "P", "L"}) {
+        const std::pair<const char*, u32> seconds[] = {
+            {"\xE2\x80\x9D", 0x201D}, {"\xE2\x80\x99", 0x2019}, {"\"", '"'}, {"'", '\''}, {")", ')'}};
+        for (const auto& [second, codepoint] : seconds) {
+            if (pair.empty() && font_kerning(font, font_glyph(font, (u8)first[0]), codepoint) > 0) {
+                pair = std::string(first) + second;
+            }
+        }
+    }
+    ASSERT_FALSE(pair.empty()) << "the test face kerns no pair apart";
+    for (u32 flags : {0u, (u32)layout_flag_keep_lines}) {
+        auto pushed = layout_make(1000, 1000, layout_no_wrap, flags);
+        layout_text(&pushed->layout, text_push(pushed, pair.substr(0, 1)), 1);
+        f32 after_first = pushed->layout.pen_x;
+        layout_item_t* second = text_push(pushed, pair.substr(1));
+        layout_text(&pushed->layout, second, 1);
+        ASSERT_EQ(second->text.run_count, 1u) << pair;
+        const rect_t run = second->text.runs[0].rect;
+        EXPECT_GT(run.x0, after_first) << pair;
+        EXPECT_NEAR(second->text.bounds.x0, run.x0, 0.001f) << pair;
+        EXPECT_NEAR(second->text.bounds.x1, run.x1, 0.001f) << pair;
+        if (flags) {
+            EXPECT_NEAR(second->text.lines[0].rect.x0, run.x0, 0.001f) << pair;
+        }
+    }
 }
 
 TEST(LayoutText, BreakAnywhereAndPartlyVisibleGlyphs) {
