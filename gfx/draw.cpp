@@ -8,7 +8,9 @@ void draw_create(draw_t* draw, renderer_t* renderer, font_set_t* fonts, i32 scre
     *draw = draw_t{renderer, fonts};
     u32 lines_per_screen = (u32)ceil((f64)screen_height / 14.0);
     u32 glyph_capacity = lines_per_screen * (u32)(screen_width / 2);
-    u32 run_capacity = lines_per_screen * 5;
+    // A run is a piece of text in one colour: a line of highlighted code in an
+    // entry is a run a word, or more.
+    u32 run_capacity = lines_per_screen * 40;
     u8 colour_only = gl_format(2, 1, 0, 2);
     u8 textured = gl_format(2, 1, 1, 2);
     // Large screens need more glyph vertices than two-byte indices can name.

@@ -77,6 +77,9 @@ TEST(Renderer, StubRecordsWhatAFrameExecutes) {
         gl_batch_rectangle(gl_batch(&render, quads), rect_t{1, 2, 3, 4}, nullptr, nullptr, red);
         gl_scissor(gl_batch(&render, quads), false, 0, 0, 0, 0);
         gl_batch_rectangle(gl_batch(&render, quads), rect_t{5, 6, 7, 8}, nullptr, nullptr, red);  // full
+        // The fourth command fills the batch; a scissor past it is dropped, not a stop.
+        gl_scissor(gl_batch(&render, quads), false, 0, 0, 0, 0);
+        gl_scissor(gl_batch(&render, quads), true, 1, 1, 1, 1);
         gl_batch_image(gl_batch(&render, images), rect_t{10, 20, 30, 40}, nullptr, nullptr, colour_white, 42, 3);
         gl_frame_end(&render);
     }
@@ -89,6 +92,7 @@ TEST(Renderer, StubRecordsWhatAFrameExecutes) {
         {render_command_clear, none, {}, 0xFFFF0000u, 0, 0},
         {render_command_scissor, none, {0, 10, 50, 70}, 0, 1, 0},
         {batch_type_quads, quads, {1, 2, 3, 4}, 0xFF0000FFu, 0, 0},
+        {render_command_scissor, quads, {}, 0, 0, 0},
         {render_command_scissor, quads, {}, 0, 0, 0},
         {batch_type_text, text, {}, white, 0, 0},
         {batch_type_images, images, {10, 20, 30, 40}, white, 0, 42},
@@ -104,12 +108,12 @@ TEST(Renderer, StubRecordsWhatAFrameExecutes) {
         EXPECT_EQ(r->enabled, c.enabled) << i;
         EXPECT_EQ(r->texture, c.texture) << i;
     }
-    const render_record_t* words = &render_records(&render)[4];
+    const render_record_t* words = &render_records(&render)[5];
     EXPECT_EQ(std::string((const char*)words->text.bytes, words->text.used), "  ");
     EXPECT_EQ(words->font, 1u);
     EXPECT_EQ(words->x, 7);
     EXPECT_EQ(words->y, 8);
-    EXPECT_EQ(render_records(&render)[5].bytes_per_pixel, 3u);
+    EXPECT_EQ(render_records(&render)[6].bytes_per_pixel, 3u);
 }
 
 TEST(Renderer, TextExpandsToOneQuadPerInkedGlyph) {

@@ -157,6 +157,30 @@ TEST_F(EntryFrames, MarkupTakesFontsAndLinkColoursAndHidesStyleAndScript) {
     EXPECT_EQ(all.find("hidden"), std::string::npos) << all;
 }
 
+TEST_F(EntryFrames, HighlightedCodeDrawsEveryPieceInView) {
+    // A piece of text in an element of its own for every word: hundreds of runs
+    // in one view.
+    std::string html = "<pre>";
+    for (int line = 0; line < 60; line++) {
+        for (int word = 0; word < 12; word++) html += "<span>w" + std::to_string(line * 12 + word) + "</span> ";
+        html += "\n";
+    }
+    show("<rss version=\"2.0\"><channel><title>f</title><item><title>Code</title><description><![CDATA[" + html +
+         "</pre>]]></description></item></channel></rss>");
+    std::vector<bool> seen(720);
+    u32 count = 0;
+    for (const shown_t& s : shown()) {
+        if (s.text.size() < 2 || s.text[0] != 'w') continue;
+        u32 n = (u32)std::stoul(s.text.substr(1));
+        ASSERT_LT(n, seen.size()) << s.text;
+        seen[n] = true;
+        count++;
+    }
+    EXPECT_GT(count, 300u);
+    for (u32 n = 0; n < count; n++) EXPECT_TRUE(seen[n]) << "w" << n << " of " << count;
+    EXPECT_EQ(program.render.batches[program.draw.text[draw_layer_normal]].dropped, 0u);
+}
+
 TEST_F(EntryFrames, ALongEntryLaidOutAroundTheViewDrawsAsWhenLaidOutWhole) {
     std::string html;
     for (int i = 0; i < 400; i++) {
@@ -299,3 +323,4 @@ TEST_F(EntryFrames, APictureWithoutAddressShowsItsDescriptionLoadsNothingAndIsTo
 }
 
 }  // namespace
+
