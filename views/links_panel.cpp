@@ -48,12 +48,14 @@ static void target_text_box(ui_t* ui, pair_t id, rect_t box, data_t* text, u64 c
 }
 
 // The desktop's handler of http links, or an empty executable when there is none.
+// Without xdg-mime nothing is known, and the line the user had stays.
 static void executable_from_default(link_target_t* target) {
     char command[1024];
     i32 found = os_default_http_command(command, sizeof(command));
     if (found < 0) {
         log_paragraph_start(log_user);
         log_write_c_string(log_user, "xdg-mime was not found: the default program for links is unknown.\n");
+        return;
     }
     target_text_store(&target->executable, data_from_size(found > 0 ? text_length(command) : 0, command));
 }

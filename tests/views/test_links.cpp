@@ -12,6 +12,8 @@
 #include <thread>
 
 #include "views/link_recorder.h"
+#include "log_support.h"
+#include "base/log.h"
 #include "net/block_storage.h"
 #include "store/reader.h"
 #include "views/links.h"
@@ -173,6 +175,31 @@ TEST_F(LinkOpening, AnExecutableOfSpacesIsNotTheDefaultOpener) {
     std::string link = script + " x";
     link_open(data_from_size(link.size(), link.c_str()), &target);
     EXPECT_EQ(recorded(), "x\n");
+}
+
+// A program that can't be started is one line on the log panel, and a queue
+// given to it is gone all the same.
+TEST_F(LinkOpening, AProgramThatCantStartIsOneLineOnTheLogPanel) {
+    environment_swap_t path("PATH", folder + "/empty");
+    std::string plain = folder + "/not_executable";
+    std::ofstream(plain) << "#!/bin/sh\n";
+    struct {
+        std::string executable, line;
+    } cases[] = {
+        {"", "Could not start xdg-open: No such file or directory\n"},
+        {"nosuchbrowser --new-tab", "Could not start nosuchbrowser: No such file or directory\n"},
+        {plain, "Could not start " + plain + ": Permission denied\n"},
+    };
+    for (auto& c : cases) {
+        executable(c.executable);
+        u8* mark = log_test_mark(log_user);
+        link_open(data_literal("http://x/1"), &target);
+        append("http://x/2");
+        link_queue_open(&target, 1);
+        std::string log = log_test_since(log_user, mark);
+        EXPECT_EQ(log.substr(log.find_first_not_of('\n')), c.line + "\n\n" + c.line);
+        EXPECT_EQ(target.queue.used, 0u);
+    }
 }
 
 }  // namespace

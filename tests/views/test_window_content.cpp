@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -17,7 +18,9 @@
 #include "base/text.h"
 #include "layout/layout.h"
 #include "ui/ui_core.h"
+#include "file_support.h"
 #include "log_support.h"
+#include "views/link_recorder.h"
 #include "views/links.h"
 
 namespace {
@@ -207,6 +210,13 @@ TEST_F(WindowFrames, EnterInTheListPathReadsTheFileOfAddresses) {
 TEST_F(WindowFrames, ExportWithAnEmptyPathWritesListTxtOnTheDesktop) {
     std::string desktop = folder + "/Desktop";
     ASSERT_EQ(mkdir(desktop.c_str(), 0700), 0);
+    // Far more addresses than a page holds, all written, in the order they came.
+    std::string expected;
+    for (int i = 0; i < 60; i++) {
+        std::string address = "http://127.0.0.1:1/" + std::string(300, 'a' + i % 26) + std::to_string(i) + ".xml";
+        ASSERT_NE(merge("<rss><channel><title>t</title></channel></rss>", address), nullptr);
+        expected += address + "\n";
+    }
     data_t saved = program.app.desktop_path;
     program.app.desktop_path = data_from_size(desktop.size(), desktop.c_str());
     focus_box_under("Path to a text file to export a list of URLs from the feed added in the application.");
@@ -214,7 +224,7 @@ TEST_F(WindowFrames, ExportWithAnEmptyPathWritesListTxtOnTheDesktop) {
     EXPECT_NE(access((desktop + "/list.txt").c_str(), F_OK), 0);
     click_text("Export");
     program.app.desktop_path = saved;
-    EXPECT_EQ(access((desktop + "/list.txt").c_str(), F_OK), 0);
+    EXPECT_EQ(file_bytes(desktop + "/list.txt"), expected);
     EXPECT_EQ(program.panel.add_feed_export_path.used, 0u);
     // A path that can't be written is one line in the log panel, and the box keeps it.
     u8* mark = log_test_mark(log_user);
@@ -364,6 +374,90 @@ TEST_F(WindowFrames, TheLogPanelShowsTheUserChannel) {
     program.panel.log_scroll.x = 0;
     frame();
     EXPECT_EQ(drawn_text().find("<end"), std::string::npos);
+}
+
+// The wheel and the bar move the links panel to its last target, whose box takes
+// what is typed.
+TEST_F(WindowFrames, TheLinksPanelScrollsToItsLastTargetWhoseBoxTakesTyping) {
+    tap(key_f3);
+    program.window.mouse_x = 900, program.window.mouse_y = 300;
+    program.window.wheel = -1;
+    frame();
+    f32 wheeled = program.panel.links_scroll.y;
+    EXPECT_GT(wheeled, 20);
+    // Presses on the track below the thumb reach the end, and stop there.
+    f32 before = 0;
+    for (int i = 0; i < 8 && before != program.panel.links_scroll.y; i++) {
+        before = program.panel.links_scroll.y;
+        click_at(1278 - 8, 100);
+    }
+    EXPECT_GT(program.panel.links_scroll.y, 900);
+    EXPECT_EQ(program.panel.links_scroll.y, before);
+    f32 scrolled = program.panel.links_scroll.y;
+    // The lowest "Executable:" box is the last target's.
+    const render_record_t* label = nullptr;
+    for (u32 i = 0; i < program.render.record_count; i++) {
+        const render_record_t* r = &render_records(&program.render)[i];
+        if (r->kind == batch_type_text && text_of(r) == "Executable:" && (!label || r->y < label->y)) label = r;
+    }
+    ASSERT_NE(label, nullptr) << drawn_text();
+    click_at(label->x + 300, label->y + 2);
+    type("firefox");
+    EXPECT_EQ(program.panel.links_scroll.y, scrolled);
+    u32 typed = 0;
+    for (u32 i = 0; i < reader_link_target_count; i++) {
+        link_target_t* t = &program.reader.link_targets[i];
+        if (std::string((char*)t->executable.bytes, t->executable.used) == "firefox") typed = i + 1, t->executable = {};
+    }
+    EXPECT_EQ(typed, reader_link_target_count);
+}
+
+// Browse and "Get OS default" ask the desktop's programs; each one missing is one
+// line on the log panel, and the text the user had stays.
+TEST_F(WindowFrames, BrowseAndGetOsDefaultUseTheDesktopsProgramsOrSayTheyAreMissing) {
+    std::string programs = folder + "/bin";
+    ASSERT_EQ(mkdir(programs.c_str(), 0700), 0);
+    environment_swap_t path("PATH", programs);
+    environment_swap_t data("XDG_DATA_HOME", folder + "/data");
+    data_t* list_path = &program.panel.add_feed_list_path;
+    auto list_text = [&] { return std::string((char*)list_path->bytes, list_path->used); };
+    link_target_t* target = &program.reader.link_targets[0];
+    auto executable = [&] { return std::string((char*)target->executable.bytes, target->executable.used); };
+
+    focus_box_under("Path to a text file containing a list of URLs to RSS feed, Atom feed or youtube channel.");
+    type("typed.txt");
+    u8* mark = log_test_mark(log_user);
+    click_text("Browse");
+    std::string log = log_test_since(log_user, mark);
+    EXPECT_NE(log.find("No file chooser was found"), std::string::npos) << log;
+    EXPECT_TRUE(one_line(log)) << log;
+    EXPECT_EQ(list_text(), "typed.txt");
+    program_write(programs, "kdialog", "echo /chosen/by/kdialog.txt");
+    click_text("Browse");
+    EXPECT_EQ(list_text(), "/chosen/by/kdialog.txt");
+    program_write(programs, "zenity", "exit 1");  // cancelled, and zenity comes first
+    click_text("Browse");
+    EXPECT_EQ(list_text(), "/chosen/by/kdialog.txt");
+
+    tap(key_f3);
+    frame();
+    target->executable = data_literal("mybrowser");
+    mark = log_test_mark(log_user);
+    click_text("Get OS default");
+    log = log_test_since(log_user, mark);
+    EXPECT_NE(log.find("xdg-mime was not found"), std::string::npos) << log;
+    EXPECT_TRUE(one_line(log)) << log;
+    EXPECT_EQ(executable(), "mybrowser");
+    std::filesystem::create_directories(folder + "/data/applications");
+    std::ofstream(folder + "/data/applications/fake-browser.desktop")
+        << "[Desktop Entry]\nName=Fake\nExec=fakebrowser --new-window %u\n";
+    program_write(programs, "xdg-mime", "echo fake-browser.desktop");
+    click_text("Get OS default");
+    EXPECT_EQ(executable(), "fakebrowser --new-window %u");
+    program_write(programs, "xdg-mime", "exit 0");  // no handler for http
+    click_text("Get OS default");
+    EXPECT_EQ(executable(), "");
+    list_path->used = 0;
 }
 
 }  // namespace
