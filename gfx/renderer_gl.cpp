@@ -195,12 +195,12 @@ static u32 text_texture(const batch_t* batch, const batch_command_t* command) {
     return atlas ? atlas->texture : 0;
 }
 
-// The buffer is orphaned at the batch's whole capacity each frame, so that the driver
-// needn't wait for the last frame's draws, and then holds what this frame used.
-static void buffer_upload(GLenum target, GLuint buffer, u32 capacity, u32 count, u32 size, const void* bytes) {
+// Each frame the buffer gets new storage of the size this frame used, filled in the
+// same call: the driver needn't wait for the last frame's draws, and a software
+// driver doesn't clear a whole batch's capacity that the frame left unused.
+static void buffer_upload(GLenum target, GLuint buffer, u32 count, u32 size, const void* bytes) {
     glBindBuffer(target, buffer);
-    glBufferData(target, (GLsizeiptr)((u64)capacity * size), nullptr, GL_STREAM_DRAW);
-    glBufferSubData(target, 0, (GLsizeiptr)((u64)count * size), bytes);
+    glBufferData(target, (GLsizeiptr)((u64)count * size), bytes, GL_STREAM_DRAW);
 }
 
 static void batch_draw(renderer_t* renderer, batch_t* batch) {
@@ -226,9 +226,9 @@ static void batch_draw(renderer_t* renderer, batch_t* batch) {
         glGenBuffers(1, &batch->vertex_buffer);
         glGenBuffers(1, &batch->index_buffer);
     }
-    buffer_upload(GL_ELEMENT_ARRAY_BUFFER, batch->index_buffer, batch->index_capacity, batch->index_count,
+    buffer_upload(GL_ELEMENT_ARRAY_BUFFER, batch->index_buffer, batch->index_count,
                   batch->index_size, batch->indices);
-    buffer_upload(GL_ARRAY_BUFFER, batch->vertex_buffer, batch->vertex_capacity, batch->vertex_count,
+    buffer_upload(GL_ARRAY_BUFFER, batch->vertex_buffer, batch->vertex_count,
                   batch->vertex_size, batch->vertices);
 
     u32 components = (batch->format & 3) + 2;
