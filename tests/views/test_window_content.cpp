@@ -364,7 +364,8 @@ TEST_F(WindowFrames, TheLogPanelShowsTheUserChannel) {
     EXPECT_NE(drawn_text().find("a test line"), std::string::npos) << drawn_text();
     EXPECT_NE(drawn("Auto scroll."), nullptr);
     // A line wider than the panel scrolls sideways, as far as its end and no further.
-    log_write_c_string(log_user, (std::string(400, 'w') + "<end\n").c_str());
+    // Longer than any line the tests before may have left.
+    log_write_c_string(log_user, (std::string(4000, 'w') + "<end\n").c_str());
     program.panel.log_scroll.x = 1e6f;
     frame();
     f32 end = program.panel.log_scroll.x;
