@@ -135,24 +135,38 @@ protected:
                 std::to_string(place::idle_y));
     }
 
-    // Runs xdotool with WINDOW standing for the program's window, then lets a frame
-    // or two go by.
+    // Runs xdotool with WINDOW standing for the program's window, then waits until
+    // the program has taken what was sent and drawn its frame.
     void xdotool(const std::string& arguments) {
         std::string command = "xdotool " + arguments;
         size_t at;
         while ((at = command.find("WINDOW")) != std::string::npos) command.replace(at, 6, std::to_string(window));
         ASSERT_EQ(system(command.c_str()), 0) << command;
-        usleep(300000);
+        program_settle(program);
     }
-    // Keys one after the other, a frame apart: several in one frame would be one
-    // press.
-    void key(const std::string& keys) { xdotool("key --delay 150 " + keys); }
+    // Keys one after the other, each press and each release in a frame of its own:
+    // a press released within the frame that sees it reads as a release alone, and
+    // several presses in one frame as one.
+    void key(const std::string& keys) {
+        for (size_t at = 0, end; at < keys.size(); at = end + 1) {
+            end = std::min(keys.find(' ', at), keys.size());
+            if (end == at) continue;
+            std::string one = keys.substr(at, end - at);
+            xdotool("keydown " + one);
+            xdotool("keyup " + one);
+        }
+    }
     // A press held over a frame, as a person's click is.
     void click(int x, int y) {
-        xdotool("mousemove --window WINDOW " + std::to_string(x) + " " + std::to_string(y) +
-                " mousedown 1 sleep 0.15 mouseup 1");
+        xdotool("mousemove --window WINDOW " + std::to_string(x) + " " + std::to_string(y));
+        xdotool("mousedown 1");
+        xdotool("mouseup 1");
     }
-    void type(const std::string& text) { xdotool("type --delay 40 '" + text + "'"); }
+    // Typed text reaches a frame as a list of at most 32 characters; a few at a
+    // time keep a slow frame from dropping any.
+    void type(const std::string& text) {
+        for (size_t at = 0; at < text.size(); at += 12) xdotool("type --delay 20 '" + text.substr(at, 12) + "'");
+    }
 
     // Grabs the window until `done` holds (or the time runs out) and keeps it as
     // e2e/NAME.png in the build folder.

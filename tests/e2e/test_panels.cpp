@@ -56,7 +56,7 @@ TEST_F(PanelsTest, TypedAddressIsMergedAndARefusedOneShowsInTheLog) {
     std::string refused = "http://127.0.0.1:" + std::to_string(closed_port()) + "/refused.rss";
     key("F2");
     click(place::add_address_x, place::add_address_y);
-    xdotool("key --repeat " + std::to_string(feed.size() + 4) + " --delay 90 BackSpace");
+    key("End shift+Home BackSpace");
     type(refused);
     key("Return");
     click(place::idle_x, place::idle_y);

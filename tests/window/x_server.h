@@ -5,8 +5,9 @@
 #include <X11/Xlib.h>
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <stdlib.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -21,9 +22,18 @@ struct x_server_t {
     std::string display;
 };
 
-// Starts Xvfb and waits until it accepts clients; DISPLAY is set for this process
-// and everything it starts.
-inline bool x_server_start(x_server_t* server) {
+// True when the display takes a client and offers GLX, as the program will ask.
+inline bool x_server_answers(const std::string& display_name) {
+    Display* display = XOpenDisplay(display_name.c_str());
+    if (!display) return false;
+    int opcode = 0, event = 0, error = 0;
+    bool glx = XQueryExtension(display, "GLX", &opcode, &event, &error);
+    XCloseDisplay(display);
+    return glx;
+}
+
+// One Xvfb, with the display number it reports once it listens, or none.
+inline bool x_server_try(x_server_t* server) {
     int fds[2];
     if (pipe(fds) != 0) return false;
     pid_t pid = fork();
@@ -35,8 +45,11 @@ inline bool x_server_start(x_server_t* server) {
         dup2(null, 1);
         dup2(null, 2);
         std::string fd = std::to_string(fds[1]);
-        execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "1920x1080x24", "-nolisten", "tcp",
-               (char*)nullptr);
+        // Without -noreset the server starts over each time its last client
+        // leaves, and a client that connects meanwhile (the program, while the
+        // test's own probes come and go) loses its display or its GL context.
+        execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-noreset", "-screen", "0", "1920x1080x24", "-nolisten",
+               "tcp", (char*)nullptr);
         _exit(127);
     }
     close(fds[1]);
@@ -44,12 +57,27 @@ inline bool x_server_start(x_server_t* server) {
     char c;
     while (read(fds[0], &c, 1) == 1 && c != '\n') number += c;
     close(fds[0]);
-    if (number.empty()) return false;
     server->pid = pid;
     server->display = ":" + number;
-    setenv("DISPLAY", server->display.c_str(), 1);
-    setenv("LIBGL_ALWAYS_SOFTWARE", "1", 1);
-    return true;
+    return !number.empty() && x_server_answers(server->display);
+}
+
+inline void x_server_stop(x_server_t* server);
+
+// Starts Xvfb and waits until it accepts clients; DISPLAY is set for this process
+// and everything it starts. A server that reports a display but doesn't answer
+// on it (another machine-wide server took the number meanwhile) is stopped and
+// another started.
+inline bool x_server_start(x_server_t* server) {
+    for (int attempt = 0; attempt < 3; attempt++) {
+        if (x_server_try(server)) {
+            setenv("DISPLAY", server->display.c_str(), 1);
+            setenv("LIBGL_ALWAYS_SOFTWARE", "1", 1);
+            return true;
+        }
+        x_server_stop(server);
+    }
+    return false;
 }
 
 inline void x_server_stop(x_server_t* server) {
@@ -159,4 +187,40 @@ inline std::string file_text(const std::string& path) {
     while ((n = fread(buffer, 1, sizeof(buffer), f)) > 0) text.append(buffer, n);
     fclose(f);
     return text;
+}
+
+// True while the program's main thread waits for input in the window's own wait:
+// a poll without a time-out on the X connection and its wake-up pipe. Its other
+// waits (a reply of the X server, a worker) poll one descriptor or none. Seen
+// after an input was sent, it tells that the program has taken the input and
+// drawn the frame that it caused.
+inline bool program_waits_for_input(const program_t& program) {
+    std::string folder = "/proc/" + std::to_string(program.pid);
+    std::string stat = file_text(folder + "/stat");
+    size_t name_end = stat.rfind(") ");
+    if (stat.empty() || (name_end != std::string::npos && stat[name_end + 2] == 'Z')) return true;  // gone
+    long number = -1;
+    unsigned long descriptors = 0, count = 0, timeout = 0;
+    std::string call = file_text(folder + "/syscall");
+    if (sscanf(call.c_str(), "%ld %lx %lx %lx", &number, &descriptors, &count, &timeout) != 4 || count < 2) {
+        return false;
+    }
+#ifdef SYS_poll
+    if (number == SYS_poll) return (int)timeout == -1;
+#endif
+    return number == SYS_ppoll && timeout == 0;
+}
+
+// Waits until the program waits for input again, however long a loaded machine
+// makes its frame; false when it still runs frames at the end of the time (a view
+// that asks for frame after frame).
+inline bool program_settle(const program_t& program, double seconds = 20) {
+    // The X server passes an input on a moment after its sender has gone.
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+    while (!program_waits_for_input(program)) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
 }
