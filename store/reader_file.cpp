@@ -610,20 +610,37 @@ static const char* reader_problem_text(u32 problem) {
     }
 }
 
+void reader_load_status_note(reader_load_status_t* status, u32 problem, file_error_t error) {
+    status->problem = problem;
+    status->file_error = error;
+    status->reason[0] = 0;
+    if (problem == reader_file_unreadable && error) file_error_text(error, status->reason, sizeof(status->reason));
+}
+
+// The problem in words, and the system's own where it gave them.
+static void log_problem(u64 channel, const reader_load_status_t* status) {
+    log_write_c_string(channel, reader_problem_text(status->problem));
+    if (!status->reason[0]) return;
+    log_write_c_string(channel, ": ");
+    log_write_c_string(channel, status->reason);
+}
+
 // Reads the listed file `index` into the reader, noting it in `status`.
 static bool reader_load_file(data_t folder, directory_list_t* list, u32 index, reader_t* reader,
                              reader_load_status_t* status) {
     *status = reader_load_status_t{};
     data_t path;
     if (!reader_list_path(folder, list, index, status->path, sizeof(status->path), &path)) {
-        status->problem = reader_file_unreadable;
+        reader_load_status_note(status, reader_file_unreadable, 0);
         status->file_error = utf_error_target_too_small;
+        const char too_long[] = "the path is longer than the system takes";
+        bytes_copy(status->reason, too_long, sizeof(too_long));
         return false;
     }
     status->path_length = path.used;
     file_error_t error = 0;
-    status->problem = reader_file_read(reader, path, &error);
-    status->file_error = error;
+    u32 problem = reader_file_read(reader, path, &error);
+    reader_load_status_note(status, problem, error);
     return status->problem == reader_file_fine;
 }
 
@@ -667,7 +684,7 @@ bool reader_load_or_recover(data_t* scratch, data_t folder, reader_t* reader) {
         log_write_c_string(log_user, "The store file ");
         log_write(log_user, path);
         log_write_c_string(log_user, " is damaged: ");
-        log_write_c_string(log_user, reader_problem_text(status.problem));
+        log_problem(log_user, &status);
         if (rename_error) {
             log_write_c_string(log_user, ". It stays under its name, since it can't be renamed: ");
             log_file_error(log_user, rename_error);
@@ -694,6 +711,10 @@ u64 reader_load_message(const reader_load_status_t* status, char* buffer, u64 si
     put(status->path, status->path_length);
     put_text(" can't be loaded: ");
     put_text(reason);
+    if (status->reason[0]) {
+        put_text(": ");
+        put_text(status->reason);
+    }
     put_text(".\nIt has been left as it is. Move it out of its folder to start from the next older store "
              "file there, or start with -path pointing to another folder.\n");
     return text.used;

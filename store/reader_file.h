@@ -33,7 +33,11 @@ struct reader_load_status_t {
     file_error_t file_error;
     u64 path_length;
     u8 path[reader_file_path_capacity];  // the file that was (or would have been) read
+    char reason[256];                    // the system's words when it refused the file
 };
+// Notes the outcome of a read; a refusal keeps the system's words at once, before
+// another file routine can replace them.
+void reader_load_status_note(reader_load_status_t* status, u32 problem, file_error_t error);
 
 // Gives a sortable number for a store file's name, 0 for any other name.
 u64 reader_file_date(const u8* bytes, u64 length);

@@ -23,8 +23,8 @@ static int tool_store(int argc, char** argv) {
     data_t path = data_from_size(strlen(argv[1]), argv[1]);
     file_error_t error = 0;
     reader_load_status_t status = {};
-    status.problem = reader_file_read(&reader, path, &error);
-    status.file_error = error;
+    u32 problem = reader_file_read(&reader, path, &error);
+    reader_load_status_note(&status, problem, error);
     status.path_length = path.used < sizeof(status.path) ? path.used : sizeof(status.path);
     memcpy(status.path, path.bytes, status.path_length);
     if (status.problem != reader_file_fine) {

@@ -241,6 +241,36 @@ TEST(ReaderFile, DamagedNewestFileIsRefusedAndLeftInPlace) {
     }
 }
 
+// A file the system won't read is told in the system's words, by the program and
+// by the tool alike.
+TEST(ReaderFile, AFileTheSystemRefusesIsToldInItsWords) {
+    temp_folder_t folder;
+    const std::string missing = folder.path + "/feed_data_20300101_000000.bin";
+    struct {
+        std::string path;
+        const char* says;
+    } cases[] = {
+        {missing, " can't be loaded: the system refused to read it: No such file or directory.\n"},
+        {folder.path, " can't be loaded: the system refused to read it: Is a directory.\n"},
+    };
+    for (auto& c : cases) {
+        store_fixture_t store;
+        file_error_t error = 0;
+        u32 problem = reader_file_read(&store.reader, data_from_size(c.path.size(), c.path.data()), &error);
+        reader_load_status_t status = {};
+        reader_load_status_note(&status, problem, error);
+        bytes_copy(status.path, c.path.data(), c.path.size());
+        status.path_length = c.path.size();
+        char message[2048];
+        std::string text(message, reader_load_message(&status, message, sizeof(message)));
+        EXPECT_NE(text.find(c.path + c.says), std::string::npos) << text;
+    }
+    std::string command = std::string(NEWSLOOM_BINARY_DIR) + "/newsloom-tool store '" + missing + "' 2> '" +
+                          folder.path + "/errors.txt'";
+    EXPECT_NE(system(command.c_str()), 0);
+    EXPECT_NE(file_bytes(folder.path + "/errors.txt").find(missing + cases[0].says), std::string::npos);
+}
+
 TEST(ReaderFile, LinkTargetStringsLeaveBlockStorageAtASave) {
     if (!block_storage.memory.bytes) {
         block_storage_create(&block_storage, block_storage_region_size, block_storage_commit_size,
