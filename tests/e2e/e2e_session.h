@@ -135,38 +135,12 @@ protected:
                 std::to_string(place::idle_y));
     }
 
-    // Runs xdotool with WINDOW standing for the program's window, then waits until
-    // the program has taken what was sent and drawn its frame.
-    void xdotool(const std::string& arguments) {
-        std::string command = "xdotool " + arguments;
-        size_t at;
-        while ((at = command.find("WINDOW")) != std::string::npos) command.replace(at, 6, std::to_string(window));
-        ASSERT_EQ(system(command.c_str()), 0) << command;
-        program_settle(program);
-    }
-    // Keys one after the other, each press and each release in a frame of its own:
-    // a press released within the frame that sees it reads as a release alone, and
-    // several presses in one frame as one.
-    void key(const std::string& keys) {
-        for (size_t at = 0, end; at < keys.size(); at = end + 1) {
-            end = std::min(keys.find(' ', at), keys.size());
-            if (end == at) continue;
-            std::string one = keys.substr(at, end - at);
-            xdotool("keydown " + one);
-            xdotool("keyup " + one);
-        }
-    }
-    // A press held over a frame, as a person's click is.
-    void click(int x, int y) {
-        xdotool("mousemove --window WINDOW " + std::to_string(x) + " " + std::to_string(y));
-        xdotool("mousedown 1");
-        xdotool("mouseup 1");
-    }
-    // Typed text reaches a frame as a list of at most 32 characters; a few at a
-    // time keep a slow frame from dropping any.
-    void type(const std::string& text) {
-        for (size_t at = 0; at < text.size(); at += 12) xdotool("type --delay 20 '" + text.substr(at, 12) + "'");
-    }
+    // Input to the program's window, each step taken in a frame of its own
+    // (window/x_server.h says how).
+    void xdotool(const std::string& arguments) { ASSERT_TRUE(program_input(program, window, arguments)) << arguments; }
+    void key(const std::string& keys) { ASSERT_TRUE(program_keys(program, window, keys)) << keys; }
+    void click(int x, int y) { ASSERT_TRUE(program_click(program, window, x, y)); }
+    void type(const std::string& text) { ASSERT_TRUE(program_type(program, window, text)) << text; }
 
     // Grabs the window until `done` holds (or the time runs out) and keeps it as
     // e2e/NAME.png in the build folder.

@@ -1,5 +1,5 @@
 // The demonstration panel (-demo) in the real program under Xvfb: its widgets and icons can
-// be seen, and clicks and keys sent by xdotool change what is drawn. Each state is
+// be seen, and clicks and keys, each sent a frame at a time, change what is drawn. Each state is
 // kept as a PNG in the build folder to be looked at.
 #include <gtest/gtest.h>
 
@@ -12,19 +12,6 @@ namespace {
 
 class DemoPanelTest : public x_server_test_t {};
 
-// A press and its release in one frame count only as a release, as for a user who
-// is very fast; xdotool's own click is that fast, so a click here holds the button
-// over a frame.
-const char* const click = "mousedown 1 sleep 0.15 mouseup 1";
-
-void xdotool(Window window, const std::string& arguments) {
-    std::string command = "xdotool " + arguments;
-    size_t at;
-    while ((at = command.find("WINDOW")) != std::string::npos) command.replace(at, 6, std::to_string(window));
-    ASSERT_EQ(system(command.c_str()), 0) << command;
-    usleep(400000);  // a frame or two
-}
-
 // Where the panel puts things, top-down in a 1280 by 720 window.
 const int row_top = 10, row_bottom = 36;  // the widgets' row
 const int status_top = 42, status_bottom = 64;
@@ -34,7 +21,7 @@ TEST_F(DemoPanelTest, WidgetsCanBeSeenAndClicksAndKeysChangeWhatIsDrawn) {
     program_t program = program_start(folder, {"-path", folder + "/store", "-demo"});
     Window window = window_wait();
     ASSERT_NE(window, 0u) << file_text(folder + "/stderr.txt");
-    xdotool(window, "windowfocus --sync WINDOW mousemove --window WINDOW 640 400");
+    program_input(program, window, "windowfocus --sync WINDOW mousemove --window WINDOW 640 400");
     image_t before = grab_until(window, [](const image_t& i) {
         return near_colour(i, 10, row_top, 60, row_bottom, 128, 128, 128) > 200 &&
                near_colour(i, 1254, view_top, 1270, view_bottom, 33, 33, 36) > 2000;
@@ -56,7 +43,7 @@ TEST_F(DemoPanelTest, WidgetsCanBeSeenAndClicksAndKeysChangeWhatIsDrawn) {
     EXPECT_LT(near_colour(before, 10, view_bottom - 16, 1250, view_bottom, 33, 33, 36), 100);
 
     // The button counts a click in the line under the row.
-    xdotool(window, "mousemove --window WINDOW 40 23 " + std::string(click));
+    program_click(program, window, 40, 23);
     image_t clicked = grab_until(window, [&](const image_t& i) {
         return changed(before, i, 10, status_top, 400, status_bottom) > 10;
     });
@@ -64,7 +51,7 @@ TEST_F(DemoPanelTest, WidgetsCanBeSeenAndClicksAndKeysChangeWhatIsDrawn) {
 
     // The check box loses its tick and the text its wrap: a horizontal bar appears.
     EXPECT_GT(bright(clicked, 125, row_top + 5, 145, row_bottom - 5), 10);
-    xdotool(window, "mousemove --window WINDOW 180 23 " + std::string(click));
+    program_click(program, window, 180, 23);
     image_t unwrapped = grab_until(window, [](const image_t& i) {
         return near_colour(i, 10, view_bottom - 16, 1250, view_bottom, 33, 33, 36) > 2000;
     });
@@ -73,9 +60,9 @@ TEST_F(DemoPanelTest, WidgetsCanBeSeenAndClicksAndKeysChangeWhatIsDrawn) {
     EXPECT_GT(near_colour(unwrapped, 10, view_bottom - 16, 1250, view_bottom, 33, 33, 36), 2000);
 
     // Typed text shows in the box and in the line under the row.
-    xdotool(window, "mousemove --window WINDOW 560 23 " + std::string(click));
-    xdotool(window, "type --delay 20 'Hello feeds'");
-    xdotool(window, "key BackSpace key Return");
+    program_click(program, window, 560, 23);
+    program_type(program, window, "Hello feeds");
+    program_keys(program, window, "BackSpace Return");
     image_t typed = grab_until(window, [&](const image_t& i) {
         return changed(unwrapped, i, 10, status_top, 1270, status_bottom) > 50;
     });
@@ -85,21 +72,21 @@ TEST_F(DemoPanelTest, WidgetsCanBeSeenAndClicksAndKeysChangeWhatIsDrawn) {
 
     // The wheel scrolls the text once the text box lets go of the keyboard (a press
     // elsewhere).
-    xdotool(window, "mousemove --window WINDOW 640 400 " + std::string(click));
-    xdotool(window, "click 5 click 5");
+    program_click(program, window, 640, 400);
+    program_input(program, window, "click 5 click 5");
     image_t scrolled = grab_until(window, [&](const image_t& i) {
         return changed(typed, i, 10, view_top, 1250, view_bottom - 16) > 1000;
     });
     EXPECT_GT(changed(typed, scrolled, 10, view_top, 1250, view_bottom - 16), 1000);
 
     // The drop-down opens over the text, and its list chooses the titles' font.
-    xdotool(window, "mousemove --window WINDOW 340 23 " + std::string(click));
+    program_click(program, window, 340, 23);
     image_t open = grab_until(window, [&](const image_t& i) {
         return changed(scrolled, i, 266, view_top - 30, 426, view_top + 60) > 500;
     });
     image_save(open, NEWSLOOM_BINARY_DIR "/demo_panel_drop_down.png");
     EXPECT_GT(changed(scrolled, open, 266, view_top - 30, 426, view_top + 60), 500);
-    xdotool(window, "mousemove --window WINDOW 340 88 " + std::string(click));
+    program_click(program, window, 340, 88);
     image_t titles = grab_until(window, [&](const image_t& i) {
         return changed(open, i, 10, view_top + 100, 1250, view_bottom - 16) > 1000;
     });

@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <string>
@@ -223,4 +224,46 @@ inline bool program_settle(const program_t& program, double seconds = 20) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     return true;
+}
+
+// Input through xdotool, with WINDOW standing for the program's window; then a
+// wait until the program has taken it and drawn the frame that it caused.
+inline bool program_input(const program_t& program, Window window, const std::string& arguments) {
+    std::string command = "xdotool " + arguments;
+    size_t at;
+    while ((at = command.find("WINDOW")) != std::string::npos) command.replace(at, 6, std::to_string(window));
+    bool sent = system(command.c_str()) == 0;
+    program_settle(program);
+    return sent;
+}
+
+// Keys one after the other, each press and each release in a frame of its own: a
+// press released within the frame that sees it reads as a release alone, and
+// several presses in one frame as one.
+inline bool program_keys(const program_t& program, Window window, const std::string& keys) {
+    bool sent = true;
+    for (size_t at = 0, end; at < keys.size(); at = end + 1) {
+        end = std::min(keys.find(' ', at), keys.size());
+        if (end == at) continue;
+        std::string one = keys.substr(at, end - at);
+        sent = program_input(program, window, "keydown " + one) && program_input(program, window, "keyup " + one) && sent;
+    }
+    return sent;
+}
+
+// A press held over a frame, as a person's click is.
+inline bool program_click(const program_t& program, Window window, int x, int y) {
+    return program_input(program, window,
+                         "mousemove --window WINDOW " + std::to_string(x) + " " + std::to_string(y)) &&
+           program_input(program, window, "mousedown 1") && program_input(program, window, "mouseup 1");
+}
+
+// Typed text reaches a frame as a list of at most 32 characters; a few at a time
+// keep a slow frame from dropping any. No single quotes.
+inline bool program_type(const program_t& program, Window window, const std::string& text) {
+    bool sent = true;
+    for (size_t at = 0; at < text.size(); at += 12) {
+        sent = program_input(program, window, "type --delay 20 '" + text.substr(at, 12) + "'") && sent;
+    }
+    return sent;
 }

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <chrono>
+
 #include "window/x_server.h"
 
 // A test suite with its own X server, a fresh folder per test, and a wait for the
@@ -23,12 +25,15 @@ protected:
     }
     void TearDown() override { ASSERT_EQ(system(("rm -rf '" + folder + "'").c_str()), 0); }
 
-    Window window_wait() {
-        for (int i = 0; i < 500; i++) {
+    // By the clock, not by a count of tries: on a loaded machine both the program's
+    // start and each look for its window take longer.
+    Window window_wait(double seconds = 60) {
+        auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+        do {
             Window window = window_find("Newsloom - 0.3");
             if (window) return window;
             usleep(20000);
-        }
+        } while (std::chrono::steady_clock::now() < end);
         return 0;
     }
 };
