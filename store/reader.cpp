@@ -494,14 +494,9 @@ static bool entry_matches(const entry_t* entry, u32 first_generation, u32 last_g
 
 bool reader_has_entry_in_range(reader_t* reader, u32 first_generation, u32 last_generation, u32 required,
                                u32 allowed) {
-    u32 seen = 0;
-    for (u32 i = 0; i < reader->entries.max_entry_count && seen < reader->entries.entry_count; i++) {
-        entry_t* entry = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), i);
-        if (!entry_is_alive(entry)) continue;
-        seen++;
-        if (entry_matches(entry, first_generation, last_generation, required, allowed)) return true;
-    }
-    return false;
+    return pool_find<entry_t>(&reader->entries, entry_is_alive, [&](const entry_t* entry) {
+        return entry_matches(entry, first_generation, last_generation, required, allowed);
+    }) != nullptr;
 }
 
 u32 reader_previous_generation(reader_t* reader, u32 generation, u32 required, u32 allowed) {
@@ -524,51 +519,49 @@ static bool entry_of_feed_matches(const entry_t* entry, const feed_t* feed, u32 
            entry_matches(entry, first_generation, last_generation, required, allowed);
 }
 
+// The first slot from `start` on, walking by `step` (1 or -1), whose record
+// `matches`; the walk ends at either end of the pool.
+template <typename T, typename match_t> static T* pool_walk(pool_t* pool, i64 start, i64 step, match_t matches) {
+    for (i64 i = start; i >= 0 && i < (i64)pool->max_entry_count; i += step) {
+        T* record = (T*)pool_at(pool, sizeof(T), (u64)i);
+        if (matches(record)) return record;
+    }
+    return nullptr;
+}
+
 entry_t* feed_first_entry(reader_t* reader, feed_t* feed, u32 first_generation, u32 last_generation,
                           u32 required, u32 allowed) {
     if (!feed) return nullptr;
-    u32 seen = 0;
-    for (u32 i = 0; i < reader->entries.max_entry_count && seen < reader->entries.entry_count; i++) {
-        entry_t* entry = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), i);
-        if (!entry_is_alive(entry)) continue;
-        seen++;
-        if (entry_of_feed_matches(entry, feed, first_generation, last_generation, required, allowed)) return entry;
-    }
-    return nullptr;
+    return pool_find<entry_t>(&reader->entries, entry_is_alive, [&](const entry_t* entry) {
+        return entry_of_feed_matches(entry, feed, first_generation, last_generation, required, allowed);
+    });
 }
 
 entry_t* feed_last_entry(reader_t* reader, feed_t* feed, u32 first_generation, u32 last_generation,
                          u32 required, u32 allowed) {
     if (!feed) return nullptr;
-    entry_t* last = nullptr;
-    for (u32 i = 0; i < reader->entries.max_entry_count; i++) {
-        entry_t* entry = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), i);
-        if (entry_of_feed_matches(entry, feed, first_generation, last_generation, required, allowed)) last = entry;
-    }
-    return last;
+    i64 last_slot = (i64)reader->entries.max_entry_count - 1;
+    return pool_walk<entry_t>(&reader->entries, last_slot, -1, [&](const entry_t* entry) {
+        return entry_of_feed_matches(entry, feed, first_generation, last_generation, required, allowed);
+    });
 }
 
 entry_t* feed_previous_entry(reader_t* reader, feed_t* feed, entry_t* entry, u32 first_generation,
                              u32 last_generation, u32 required, u32 allowed) {
     if (!feed || !entry) return nullptr;
-    u64 index = pool_index_of(&reader->entries, sizeof(entry_t), entry);
-    while (index > 0) {
-        index--;
-        entry_t* other = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), index);
-        if (entry_of_feed_matches(other, feed, first_generation, last_generation, required, allowed)) return other;
-    }
-    return nullptr;
+    i64 index = (i64)pool_index_of(&reader->entries, sizeof(entry_t), entry);
+    return pool_walk<entry_t>(&reader->entries, index - 1, -1, [&](const entry_t* other) {
+        return entry_of_feed_matches(other, feed, first_generation, last_generation, required, allowed);
+    });
 }
 
 entry_t* feed_next_entry(reader_t* reader, feed_t* feed, entry_t* entry, u32 first_generation,
                          u32 last_generation, u32 required, u32 allowed) {
     if (!feed || !entry) return nullptr;
-    u64 index = pool_index_of(&reader->entries, sizeof(entry_t), entry);
-    for (u64 i = index + 1; i < reader->entries.max_entry_count; i++) {
-        entry_t* other = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), i);
-        if (entry_of_feed_matches(other, feed, first_generation, last_generation, required, allowed)) return other;
-    }
-    return nullptr;
+    i64 index = (i64)pool_index_of(&reader->entries, sizeof(entry_t), entry);
+    return pool_walk<entry_t>(&reader->entries, index + 1, 1, [&](const entry_t* other) {
+        return entry_of_feed_matches(other, feed, first_generation, last_generation, required, allowed);
+    });
 }
 
 static bool feed_matches(reader_t* reader, feed_t* feed, bool show_empty, u32 first_generation,
@@ -582,59 +575,43 @@ static bool feed_matches(reader_t* reader, feed_t* feed, bool show_empty, u32 fi
            feed_first_entry(reader, feed, first_generation, last_generation, entry_required, entry_allowed);
 }
 
+// The first feed from slot `start` on, walking by `step`, that the list shows.
+static feed_t* feed_walk(reader_t* reader, i64 start, i64 step, bool show_empty, u32 first_generation,
+                         u32 last_generation, u32 required, u32 allowed, u32 entry_required, u32 entry_allowed) {
+    return pool_walk<feed_t>(&reader->feeds, start, step, [&](feed_t* feed) {
+        return feed_matches(reader, feed, show_empty, first_generation, last_generation, required, allowed,
+                            entry_required, entry_allowed);
+    });
+}
+
 feed_t* reader_first_feed(reader_t* reader, bool show_empty, u32 first_generation, u32 last_generation,
                           u32 required, u32 allowed, u32 entry_required, u32 entry_allowed) {
-    for (u32 i = 0; i < reader->feeds.max_entry_count; i++) {
-        feed_t* feed = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i);
-        if (feed_matches(reader, feed, show_empty, first_generation, last_generation, required, allowed,
-                         entry_required, entry_allowed)) {
-            return feed;
-        }
-    }
-    return nullptr;
+    return feed_walk(reader, 0, 1, show_empty, first_generation, last_generation, required, allowed,
+                     entry_required, entry_allowed);
 }
 
 feed_t* reader_last_feed(reader_t* reader, bool show_empty, u32 first_generation, u32 last_generation,
                          u32 required, u32 allowed, u32 entry_required, u32 entry_allowed) {
-    for (u32 i = reader->feeds.max_entry_count; i > 0; i--) {
-        feed_t* feed = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i - 1);
-        if (feed_matches(reader, feed, show_empty, first_generation, last_generation, required, allowed,
-                         entry_required, entry_allowed)) {
-            return feed;
-        }
-    }
-    return nullptr;
+    return feed_walk(reader, (i64)reader->feeds.max_entry_count - 1, -1, show_empty, first_generation,
+                     last_generation, required, allowed, entry_required, entry_allowed);
 }
 
 feed_t* reader_previous_feed(reader_t* reader, feed_t* feed, bool show_empty, u32 first_generation,
                              u32 last_generation, u32 required, u32 allowed, u32 entry_required,
                              u32 entry_allowed) {
     if (!feed) return nullptr;
-    u64 index = pool_index_of(&reader->feeds, sizeof(feed_t), feed);
-    while (index > 0) {
-        index--;
-        feed_t* other = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), index);
-        if (feed_matches(reader, other, show_empty, first_generation, last_generation, required, allowed,
-                         entry_required, entry_allowed)) {
-            return other;
-        }
-    }
-    return nullptr;
+    i64 index = (i64)pool_index_of(&reader->feeds, sizeof(feed_t), feed);
+    return feed_walk(reader, index - 1, -1, show_empty, first_generation, last_generation, required, allowed,
+                     entry_required, entry_allowed);
 }
 
 feed_t* reader_next_feed(reader_t* reader, feed_t* feed, bool show_empty, u32 first_generation,
                          u32 last_generation, u32 required, u32 allowed, u32 entry_required,
                          u32 entry_allowed) {
     if (!feed) return nullptr;
-    u64 index = pool_index_of(&reader->feeds, sizeof(feed_t), feed);
-    for (u64 i = index + 1; i < reader->feeds.max_entry_count; i++) {
-        feed_t* other = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i);
-        if (feed_matches(reader, other, show_empty, first_generation, last_generation, required, allowed,
-                         entry_required, entry_allowed)) {
-            return other;
-        }
-    }
-    return nullptr;
+    i64 index = (i64)pool_index_of(&reader->feeds, sizeof(feed_t), feed);
+    return feed_walk(reader, index + 1, 1, show_empty, first_generation, last_generation, required, allowed,
+                     entry_required, entry_allowed);
 }
 
 // ---------------------------------------------------------------------------
