@@ -143,6 +143,10 @@ void font_set_free(font_set_t* set);
 i32 font_kerning_search(const font_t* font, const glyph_t* glyph, u32 second_codepoint);
 inline i32 font_kerning(const font_t* font, const glyph_t* glyph, u32 second_codepoint) {
     if (font->empty || !font->set->faces[glyph->face].kerns) return 0;
+    if ((glyph->codepoint | second_codepoint) < 128) {
+        i16 known = font->kerning_ascii[glyph->codepoint * 128 + second_codepoint];
+        if (known != font_kerning_unknown) return known;
+    }
     return font_kerning_search(font, glyph, second_codepoint);
 }
 f32 font_line_height(const font_t* font, u32 with_gap);

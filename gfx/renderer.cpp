@@ -213,7 +213,7 @@ static bool quad_room(batch_t* batch) {
 }
 
 template <typename index_t>
-static void quad_indices(batch_t* batch, u32 first) {
+[[gnu::always_inline]] inline static void quad_indices(batch_t* batch, u32 first) {
     index_t* target = (index_t*)batch->indices + batch->index_count;
     target[0] = (index_t)first;
     target[1] = (index_t)(first + 1);
@@ -226,7 +226,7 @@ static void quad_indices(batch_t* batch, u32 first) {
 // Four vertices in strip order x0y1, x0y0, x1y1, x1y0 and their five indices, the
 // batch's room already known.
 template <typename vertex_t, typename index_t>
-static void quad_store(batch_t* batch, rect_t r, rect_t uv, const u32* colours) {
+[[gnu::always_inline]] inline static void quad_store(batch_t* batch, rect_t r, rect_t uv, const u32* colours) {
     u32 first = batch->vertex_count;
     vertex_t* v = (vertex_t*)batch->vertices + first;
     v[0].x = r.x0, v[0].y = r.y1, v[0].colour = colours[0];
@@ -383,26 +383,32 @@ void gl_batch_command_colour(batch_t* batch, u32 command_index, colour_t colour)
     }
 }
 
-// The glyphs that ASCII text of one font drew this frame, looked up once: a glyph
-// drawn in a frame keeps its place in the atlas until the next begins.
-struct ascii_glyphs_t {
-    const glyph_t* drawn[font_limit][128];
-    const font_set_t* set;
-    u32 ready;  // a bit per font whose table was emptied for this frame
+// What ASCII text of one font needs, looked up once a frame: the glyphs it drew
+// (a glyph drawn in a frame keeps its place in the atlas until the next begins)
+// and the row of the font's kerning cache that follows each.
+struct ascii_font_t {
+    const glyph_t* drawn[128];  // null until drawn in this frame
+    const i16* kerning[128];    // amounts after the glyph, font_kerning_unknown until met
 };
 
-static const glyph_t* glyph_drawn(ascii_glyphs_t* known, const font_t* font, u32 font_index, u32 codepoint) {
-    if (codepoint >= 128) return font_glyph_drawn(font, codepoint);
-    if (!(known->ready & (1u << font_index))) {
-        bytes_zero(known->drawn[font_index], sizeof(known->drawn[font_index]));
-        known->ready |= 1u << font_index;
+struct ascii_glyphs_t {
+    ascii_font_t fonts[font_limit];
+    const font_set_t* set;
+    u32 ready;  // a bit per font whose tables were made for this frame
+};
+
+static ascii_font_t* ascii_font(ascii_glyphs_t* known, const font_t* font, u32 font_index) {
+    ascii_font_t* ascii = &known->fonts[font_index];
+    if (known->ready & (1u << font_index)) return ascii;
+    known->ready |= 1u << font_index;
+    static const i16 no_kerning[128] = {};
+    for (u32 c = 0; c < 128; c++) {
+        const glyph_t* glyph = font_glyph_ascii(font, c);
+        bool kerns = !font->empty && font->set->faces[glyph->face].kerns && glyph->codepoint < 128;
+        ascii->drawn[c] = nullptr;
+        ascii->kerning[c] = kerns ? font->kerning_ascii + glyph->codepoint * 128 : no_kerning;
     }
-    const glyph_t* glyph = known->drawn[font_index][codepoint];
-    if (glyph) return glyph;
-    glyph = font_glyph_drawn(font, codepoint);
-    // A glyph that found no room in the atlas tries again where it next appears.
-    if (glyph == font_glyph_ascii(font, codepoint)) known->drawn[font_index][codepoint] = glyph;
-    return glyph;
+    return ascii;
 }
 
 // One code point at `p` (before `end`): its value and length, 0 length for a byte
@@ -418,61 +424,75 @@ static inline void codepoint_next(const u8* p, const u8* end, u32* codepoint, u3
     if (error) *size = 0;
 }
 
-// Kerning in pixels between a drawn glyph and the code point after it.
-static inline f32 kerning_after(const font_t* font, const glyph_t* glyph, u32 next) {
-    if (font->empty || !font->set->faces[glyph->face].kerns) return 0;
-    if (glyph->codepoint < 128 && next < 128) {
-        i16 known = font->kerning_ascii[glyph->codepoint * 128 + next];
-        if (known != font_kerning_unknown) return (f32)known * font->scale;
-    }
-    return (f32)font_kerning_search(font, glyph, next) * font->scale;
+// Pixels per atlas texel, both ways; 0 without an atlas.
+static inline void atlas_inverse(const font_t* font, f32* inverse_width, f32* inverse_height) {
+    const font_atlas_t* atlas = font->atlas;
+    *inverse_width = atlas && atlas->width ? 1.0f / (f32)atlas->width : 0;
+    *inverse_height = atlas && atlas->height ? 1.0f / (f32)atlas->height : 0;
 }
 
-// Glyph quads of one text command, at the end of the batch's vertices.
+// Glyph quads of one text command, at the end of the batch's vertices. ASCII
+// glyphs already drawn in this frame and their kerning come from the tables; the
+// rest goes through the font, which may bake a glyph and grow the atlas.
 template <typename write_t>
 static void text_expand(batch_t* batch, batch_command_t* command, ascii_glyphs_t* known, write_t write) {
-    const font_set_t* set = batch->fonts;
-    const font_t* font = &set->fonts[command->font];
+    const font_t* font = &batch->fonts->fonts[command->font];
+    ascii_font_t* ascii = ascii_font(known, font, command->font);
     const u8* p = batch->text.bytes + command->text_offset;
     const u8* end = p + command->text_length;
     f32 pen_x = command->x;
-    f32 pen_y = command->y;
-    u32 colours[4] = {command->colour, command->colour, command->colour, command->colour};
+    const f32 pen_y = command->y;
+    const f32 scale = font->scale;
+    const u32 colours[4] = {command->colour, command->colour, command->colour, command->colour};
     command->first_index = batch->index_count;
-    // Baking may grow the atlas; its texture coordinates follow.
-    u32 atlas_width = 0, atlas_height = 0;
-    f32 inverse_width = 0, inverse_height = 0;
-    u32 codepoint = 0, size = 0;
-    codepoint_next(p, end, &codepoint, &size);
-    bool first = true;
-    for (;;) {
-        if (!size) {
-            codepoint = codepoint_replacement;
-            size = 1;
+    u32 room = min_of((batch->vertex_capacity - batch->vertex_count) / 4, (batch->index_capacity - batch->index_count) / 5);
+    f32 inverse_width, inverse_height;
+    atlas_inverse(font, &inverse_width, &inverse_height);
+    bool first = command->trim_first != 0;
+    while (p < end) {
+        u32 c = *p;
+        const glyph_t* glyph = c < 128 ? ascii->drawn[c] : nullptr;
+        const i16* kerning = nullptr;  // the glyph's ASCII kerning row, when it has one
+        if (glyph) {
+            p += 1;
+            kerning = ascii->kerning[c];
+        } else {
+            u32 codepoint = 0, size = 0;
+            codepoint_next(p, end, &codepoint, &size);
+            if (!size) codepoint = codepoint_replacement, size = 1;
+            p += size;
+            glyph = font_glyph_drawn(font, codepoint);
+            atlas_inverse(font, &inverse_width, &inverse_height);
+            // A glyph that found no room in the atlas tries again where it next appears.
+            if (codepoint < 128 && glyph == font_glyph_ascii(font, codepoint)) {
+                ascii->drawn[codepoint] = glyph;
+                kerning = ascii->kerning[codepoint];
+            }
         }
-        p += size;
-        const glyph_t* glyph = glyph_drawn(known, font, command->font, codepoint);
-        if (first && command->trim_first) pen_x -= glyph->offset_x0;
+        if (first) pen_x -= glyph->offset_x0;
         first = false;
         if (glyph->x1 > glyph->x0) {
-            const font_atlas_t* atlas = font->atlas;
-            u32 width = atlas ? atlas->width : 0, height = atlas ? atlas->height : 0;
-            if (width != atlas_width || height != atlas_height) {
-                atlas_width = width;
-                atlas_height = height;
-                inverse_width = width ? 1.0f / (f32)width : 0;
-                inverse_height = height ? 1.0f / (f32)height : 0;
+            if (!room) {
+                batch->dropped += 1;
+                break;
             }
+            room--;
             rect_t uv = {glyph->x0 * inverse_width, glyph->y0 * inverse_height, glyph->x1 * inverse_width,
                          glyph->y1 * inverse_height};
             rect_t box = {pen_x + glyph->offset_x0, pen_y + glyph->offset_y0, pen_x + glyph->offset_x1,
                           pen_y + glyph->offset_y1};
-            if (!quad_room(batch)) break;
             write(batch, box, uv, colours);
         }
-        if (p >= end) break;
-        codepoint_next(p, end, &codepoint, &size);
-        f32 kern = size ? kerning_after(font, glyph, codepoint) : 0;
+        f32 kern = 0;
+        if (p < end) {
+            i32 amount = kerning && *p < 128 ? kerning[*p] : font_kerning_unknown;
+            if (amount == font_kerning_unknown) {
+                u32 next = 0, size = 0;
+                codepoint_next(p, end, &next, &size);
+                amount = size ? font_kerning(font, glyph, next) : 0;
+            }
+            kern = (f32)amount * scale;
+        }
         pen_x += glyph->advance + kern;
     }
     command->index_count = batch->index_count - command->first_index;
