@@ -457,6 +457,18 @@ static const char* const relation_labels[9] = {
     "atom entry contributor ",
 };
 
+// One section of the listing: its heading, a line per live record, the count.
+template <typename T, typename line_t>
+static void dump_section(u64 channel, const char* heading, pool_t* pool, pool_filter_t alive, line_t line) {
+    log_write_c_string(channel, heading);
+    pool_iterator_t walk = pool_iterator_start(pool, sizeof(T), alive);
+    while (T* record = (T*)pool_iterator_next(&walk)) {
+        line(record);
+        log_write_c_string(channel, "\n");
+    }
+    log_write_value(channel, walk.found, false, "count: ", false);
+}
+
 void reader_dump_to_log(reader_t* reader) {
     const u64 c = log_reader_dump;
     log_channel_t* channel = log_channel(c);
@@ -464,68 +476,42 @@ void reader_dump_to_log(reader_t* reader) {
     channel->overflowed = 0;
     channel->overflow_end = 0;
 
-    log_write_c_string(c, "feeds:\n");
-    pool_iterator_t walk = pool_iterator_start(&reader->feeds, sizeof(feed_t), feed_is_alive);
-    while (feed_t* feed = (feed_t*)pool_iterator_next(&walk)) {
+    dump_section<feed_t>(c, "feeds:\n", &reader->feeds, feed_is_alive, [c](const feed_t* feed) {
         log_write_u64(c, feed->id, 3, ' ');
         log_write_c_string(c, " ");
         log_write(c, feed->address);
-        log_write_c_string(c, "\n");
-    }
-    log_write_value(c, walk.found, false, "count: ", false);
-
-    log_write_c_string(c, "\nentries:\n");
-    walk = pool_iterator_start(&reader->entries, sizeof(entry_t), entry_is_alive);
-    while (entry_t* entry = (entry_t*)pool_iterator_next(&walk)) {
+    });
+    dump_section<entry_t>(c, "\nentries:\n", &reader->entries, entry_is_alive, [c](const entry_t* entry) {
         log_write_c_string(c, "feed : ");
         log_write_u64(c, entry->feed_id);
         log_write_c_string(c, " entry : ");
         log_write_u64(c, entry->id);
-        log_write_c_string(c, "\n");
-    }
-    log_write_value(c, walk.found, false, "count: ", false);
-
-    log_write_c_string(c, "\ncategories:\n");
-    walk = pool_iterator_start(&reader->categories, sizeof(category_t), category_is_alive);
-    while (category_t* category = (category_t*)pool_iterator_next(&walk)) {
-        log_write_u64(c, category->id);
-        log_write_c_string(c, " ");
-        log_write(c, category->term);
-        log_write_c_string(c, "\n");
-    }
-    log_write_value(c, walk.found, false, "count: ", false);
-
-    log_write_c_string(c, "\npersons:\n");
-    walk = pool_iterator_start(&reader->persons, sizeof(person_t), person_is_alive);
-    while (person_t* person = (person_t*)pool_iterator_next(&walk)) {
+    });
+    dump_section<category_t>(c, "\ncategories:\n", &reader->categories, category_is_alive,
+                             [c](const category_t* category) {
+                                 log_write_u64(c, category->id);
+                                 log_write_c_string(c, " ");
+                                 log_write(c, category->term);
+                             });
+    dump_section<person_t>(c, "\npersons:\n", &reader->persons, person_is_alive, [c](const person_t* person) {
         log_write_u64(c, person->id);
         log_write_c_string(c, " ");
         log_write(c, person->name);
-        log_write_c_string(c, "\n");
-    }
-    log_write_value(c, walk.found, false, "count: ", false);
-
-    log_write_c_string(c, "\natom links:\n");
-    walk = pool_iterator_start(&reader->atom_links, sizeof(atom_link_t), atom_link_is_alive);
-    while (atom_link_t* link = (atom_link_t*)pool_iterator_next(&walk)) {
-        log_write_c_string(c, link->owner_kind == atom_owner_feed ? "type_feed  " : "type_entry ");
-        log_write_u64(c, link->owner_id);
-        log_write_c_string(c, " ");
-        log_write(c, link->href);
-        log_write_c_string(c, "\n");
-    }
-    log_write_value(c, walk.found, false, "count: ", false);
-
-    log_write_c_string(c, "\nlinks:\n");
-    walk = pool_iterator_start(&reader->relations, sizeof(relation_t), relation_is_alive);
-    while (relation_t* relation = (relation_t*)pool_iterator_next(&walk)) {
+    });
+    dump_section<atom_link_t>(c, "\natom links:\n", &reader->atom_links, atom_link_is_alive,
+                              [c](const atom_link_t* link) {
+                                  bool of_feed = link->owner_kind == atom_owner_feed;
+                                  log_write_c_string(c, of_feed ? "type_feed  " : "type_entry ");
+                                  log_write_u64(c, link->owner_id);
+                                  log_write_c_string(c, " ");
+                                  log_write(c, link->href);
+                              });
+    dump_section<relation_t>(c, "\nlinks:\n", &reader->relations, relation_is_alive, [c](const relation_t* relation) {
         log_write_c_string(c, relation_labels[relation->kind]);
         log_write_u64(c, relation->owner_id);
         log_write_c_string(c, " ");
         log_write_u64(c, relation->target_id);
-        log_write_c_string(c, "\n");
-    }
-    log_write_value(c, walk.found, false, "count: ", false);
+    });
 }
 
 void reader_dump(reader_t* reader, data_t path) {
