@@ -277,6 +277,11 @@ TEST_F(list_test_t, counts_follow_the_pools_in_any_slot_order) {
     EXPECT_EQ(counts->entry_rows, rows_before + late->entry_count);
     EXPECT_EQ(counts->selected_entry_row, rows_before + late->entry_count - 1);
     EXPECT_EQ(counts->selected_feed_row, 3u);
+    // A deleted entry before the selection is no row; without the keyboard nothing is recorded.
+    entry_mark_deleted(entry_at(late, 0));
+    EXPECT_EQ(count()->selected_entry_index, late->entry_count - 2);
+    panel.keyboard_moved = 0;
+    EXPECT_EQ(count()->selected_entry_row, list_not_recorded);
     panel.generation_min = 2;  // a range upside down holds nothing
     EXPECT_EQ(count()->entry_rows, 0u);
     panel.generation_min = 1;
