@@ -15,7 +15,7 @@
 
 #include "net/block_storage.h"
 #include "net/http_file.h"
-#include "file_support.h"
+#include "tests/file_support.h"
 
 // What start-up makes for downloads, once per test program: the page size, block
 // storage for the addresses, and the session. Gives the session's error.
