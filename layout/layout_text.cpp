@@ -573,15 +573,21 @@ void layout_text_replay(layout_t* layout, layout_item_t* item) {
 
 // The advance of one glyph in a single line, with the left bearing off the first
 // glyph and kerning after it.
-static f32 single_line_advance(const font_t* font, u32 previous, u32 codepoint) {
-    const glyph_t* glyph = font_glyph(font, codepoint);
+// `previous` is the glyph before, or null at the start.
+static f32 glyph_advance_after(const font_t* font, const glyph_t* previous, const glyph_t* glyph, u32 codepoint) {
     f32 advance = glyph->advance;
-    if (previous == codepoint_invalid) {
+    if (!previous) {
         if (!font->fixed_pitch) advance -= glyph->offset_x0;
     } else {
-        advance += (f32)font_kerning(font, font_glyph(font, previous), codepoint) * font->scale;
+        advance += (f32)font_kerning(font, previous, codepoint) * font->scale;
     }
     return advance;
+}
+
+static f32 single_line_advance(const font_t* font, u32 previous, u32 codepoint) {
+    const glyph_t* glyph = font_glyph(font, codepoint);
+    return glyph_advance_after(font, previous == codepoint_invalid ? nullptr : font_glyph(font, previous), glyph,
+                               codepoint);
 }
 
 layout_size_t layout_get_single_line_size(const font_t* font, const u8* text, u64 length, u32 previous_codepoint) {
@@ -628,7 +634,8 @@ void layout_fit_single_line(const font_t* font, data_t text, u32 previous_codepo
     f32 ellipsis_width = layout_get_single_line_size(font, ellipsis, 3, codepoint_invalid).width;
     const u8* first = text.bytes;
     const u8* end = first + text.used;
-    u32 previous = previous_codepoint;
+    // The glyph before is carried along, not looked up again for its kerning.
+    const glyph_t* previous = previous_codepoint == codepoint_invalid ? nullptr : font_glyph(font, previous_codepoint);
     f32 used = 0;
     const u8* p = first;
     const u8* ellipsis_at = first;
@@ -645,13 +652,14 @@ void layout_fit_single_line(const font_t* font, data_t text, u32 previous_codepo
             reached_end = false;
             break;
         }
-        f32 advance = single_line_advance(font, previous, codepoint);
+        const glyph_t* glyph = font_glyph(font, codepoint);
+        f32 advance = glyph_advance_after(font, previous, glyph, codepoint);
         if (used + advance > width) {
             reached_end = false;
             break;
         }
         used += advance;
-        previous = codepoint;
+        previous = glyph;
         p += size;
     }
     layout_size_t size = {0, font_line_height(font, 0)};
