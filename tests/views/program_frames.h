@@ -57,13 +57,16 @@ protected:
         input_button(&program.window, key_mouse_left, false, x, y, 0, 2);
         frame();
     }
-    // The last frame's first text command that starts with `text`, or null.
+    // The last frame's first text command that starts with `text`, or null: the
+    // normal layer first, then the overlay where open lists draw.
     const batch_command_t* drawn_starting(const std::string& text) {
-        batch_t* b = gl_batch(&program.render, program.draw.text[draw_layer_normal]);
-        for (u32 i = 0; i < b->command_count; i++) {
-            const batch_command_t* c = &b->commands[i];
-            if (c->kind != batch_type_text) continue;
-            if (std::string((char*)b->text.bytes + c->text_offset, c->text_length).rfind(text, 0) == 0) return c;
+        for (u32 layer : {(u32)draw_layer_normal, (u32)draw_layer_overlay}) {
+            batch_t* b = gl_batch(&program.render, program.draw.text[layer]);
+            for (u32 i = 0; i < b->command_count; i++) {
+                const batch_command_t* c = &b->commands[i];
+                if (c->kind != batch_type_text) continue;
+                if (std::string((char*)b->text.bytes + c->text_offset, c->text_length).rfind(text, 0) == 0) return c;
+            }
         }
         return nullptr;
     }

@@ -122,6 +122,25 @@ TEST_F(FeedViewFrames, OptionsActOnTheFeedAndOnlyTheSortAsksForAFrame) {
     EXPECT_EQ(dates(feeds[0]).front(), oldest_first.front());
 }
 
+// The drop-down lists the link targets by name, and a pick stores the chosen
+// target.
+TEST_F(FeedViewFrames, TheDropDownStoresTheChosenLinkTarget) {
+    static char name[] = "Reader at home";
+    program.reader.link_targets[3].name = data_make(sizeof(name) - 1, sizeof(name) - 1, name);
+    show(feeds[0]);
+    feed_meta_t* meta = reader_find_meta(&program.reader, feeds[0]->id);
+    EXPECT_EQ(feed_target_row(&program.reader, meta), 0u);
+    EXPECT_EQ(drawn_starting(name), nullptr);
+    const batch_command_t* label = drawn_starting("Executable: ");
+    ASSERT_NE(label, nullptr);
+    click_at((i32)label->x + 200, (i32)label->y + 2);
+    click(name);
+    EXPECT_EQ(meta->link_target, &program.reader.link_targets[3]);
+    frame();
+    EXPECT_NE(drawn_starting(name), nullptr);  // the field shows the pick
+    program.reader.link_targets[3].name = data_t{};
+}
+
 // In a window too low for the whole view the wheel scrolls it, and the button
 // that was out of reach can be clicked.
 TEST_F(FeedViewFrames, AViewLowerThanItsContentScrollsTheButtonIntoReach) {
