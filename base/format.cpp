@@ -50,6 +50,19 @@ u64 parse_u64(const u8* bytes, u64 size) {
     return negative ? 0 - value : value;
 }
 
+// Flags that each ask for an amount: the first one set wins.
+struct flag_amount_t {
+    u32 flag;
+    u64 amount;
+};
+
+static u64 first_flag_amount(u32 flags, const flag_amount_t* list, u32 count) {
+    for (u32 i = 0; i < count; i++) {
+        if (flags & list[i].flag) return list[i].amount;
+    }
+    return 0;
+}
+
 // The common integer writer. Padding and digits are written only where there is
 // room; the sign and group blanks are meant to use the caller's spare byte, and are
 // dropped rather than written past the buffer when even that is missing.
@@ -81,24 +94,11 @@ static u64 format_integer(u8* buffer, u64 size, u64 magnitude, bool negative, u6
     u64 raised_count = digit_count;
     u64 group = 0;
     if (hex) {
-        u64 least = 0;
-        if (flags & format_digits_2) {
-            least = 2;
-        } else if (flags & format_digits_4) {
-            least = 4;
-        } else if (flags & format_digits_8) {
-            least = 8;
-        } else if (flags & format_digits_16) {
-            least = 16;
-        }
-        raised_count = max_of(raised_count, least);
-        if (flags & format_group_2) {
-            group = 2;
-        } else if (flags & format_group_4) {
-            group = 4;
-        } else if (flags & format_group_8) {
-            group = 8;
-        }
+        static const flag_amount_t digits[4] = {
+            {format_digits_2, 2}, {format_digits_4, 4}, {format_digits_8, 8}, {format_digits_16, 16}};
+        static const flag_amount_t groups[3] = {{format_group_2, 2}, {format_group_4, 4}, {format_group_8, 8}};
+        raised_count = max_of(raised_count, first_flag_amount(flags, digits, 4));
+        group = first_flag_amount(flags, groups, 3);
     } else if (flags & format_group_3) {
         group = 3;
     }
