@@ -496,6 +496,15 @@ static bool reader_list_path(data_t folder, directory_list_t* list, u32 index, u
     return true;
 }
 
+// Deletes the listed file `index`; one that can't be deleted stays, as it was.
+static void reader_list_delete(data_t folder, directory_list_t* list, u32 index) {
+    u8 buffer[reader_file_path_capacity];
+    data_t path;
+    if (!reader_list_path(folder, list, index, buffer, sizeof(buffer), &path)) return;
+    file_error_t error = 0;
+    file_delete(path, &error);
+}
+
 // A save killed before its rename leaves its temporary file; the next save
 // removes such files, known by a store file's name with ".new" behind it.
 static void reader_remove_unfinished(data_t* scratch, data_t folder) {
@@ -504,12 +513,7 @@ static void reader_remove_unfinished(data_t* scratch, data_t folder) {
     directory_walk(&list, folder, data_literal("new"), data_t{}, directory_walk_files);
     for (u32 i = 0; i < list.count; i++) {
         data_t name = file_strip_extension(data_from_size(list.path_lengths[i], list.paths[i]));
-        if (!reader_file_date(name.bytes, name.used)) continue;
-        u8 buffer[reader_file_path_capacity];
-        data_t path;
-        if (!reader_list_path(folder, &list, i, buffer, sizeof(buffer), &path)) continue;
-        file_error_t error = 0;
-        file_delete(path, &error);
+        if (reader_file_date(name.bytes, name.used)) reader_list_delete(folder, &list, i);
     }
 }
 
@@ -538,13 +542,7 @@ static void reader_rotate(data_t* scratch, data_t folder) {
     directory_list_t list;
     u32 dated = reader_list_by_date(scratch, folder, &list);
     if (list.count <= reader_file_keep || dated <= reader_file_keep) return;
-    for (u32 i = 0; i < dated - reader_file_keep; i++) {
-        u8 buffer[reader_file_path_capacity];
-        data_t path;
-        if (!reader_list_path(folder, &list, i, buffer, sizeof(buffer), &path)) continue;
-        file_error_t error = 0;
-        file_delete(path, &error);
-    }
+    for (u32 i = 0; i < dated - reader_file_keep; i++) reader_list_delete(folder, &list, i);
 }
 
 // Says why on log channels 0 and 2, naming the folder: a save that fails loses
