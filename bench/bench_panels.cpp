@@ -23,8 +23,9 @@
 namespace {
 
 const i32 screen_width = 1280, screen_height = 720;
-// The right panel's rectangle at the window's first layout: the split at 450.
-const f32 right_x = 460, right_width = 818, right_top = 26;
+// The right panel's rectangle at the window's first layout: the split at 450, under the
+// right strip's two rows of buttons.
+const f32 right_x = 460, right_width = 818, right_top = 50;
 
 program_t program;
 std::string log_text;

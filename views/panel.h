@@ -23,6 +23,17 @@ enum : u32 {
 
 typedef scroll_offsets_t panel_scroll_t;
 
+// The log panel's lines, found as the channel grows: where each begins, and the
+// widest of those ended so far. The layout then takes only the lines in view.
+struct log_lines_t {
+    const u8* text;  // the channel's block and its wraps when the lines were found
+    u64 wraps;
+    u64 scanned;     // the start of the last line, which is still open
+    data_t starts;   // u32 offsets, one a line
+    u32 count;
+    f32 widest;
+};
+
 struct panel_t {
     // The selection: pointers into the reader, valid until the next merge, sort or
     // save; the drain finds them again by id after each merge.
@@ -37,6 +48,8 @@ struct panel_t {
     u32 log_auto_scroll;  // the log panel's "Auto scroll." box
     // Scroll offsets of the right panels, in pixels from the content's top left.
     panel_scroll_t help_scroll, add_feed_scroll, links_scroll, log_scroll;
+    log_lines_t log_lines;
+    u32 help_valid;  // the help's kept layout may be drawn as it is
     // The add feed panel's three paths, kept while the panel is closed.
     data_t add_feed_address, add_feed_list_path, add_feed_export_path;
     u8 add_feed_address_bytes[1024];

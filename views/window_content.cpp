@@ -7,6 +7,7 @@
 
 #include <cfloat>
 #include <cmath>
+#include <cstring>
 
 #include "app/app.h"
 #include "app/update.h"
@@ -140,25 +141,96 @@ void draw_menu_right(app_t* app, reader_t* reader, rect_t rect) {
 
 static const f32 panel_padding[4] = {4, 4, 4, 4};
 
+// The help's layout, kept while the panel's rectangle and the faces stay: its
+// text never changes, so a frame that shows it again only draws. The block
+// outlives a restart of the program in the same process; `help_valid` in the
+// panel doesn't.
+struct help_layout_t {
+    data_t memory;
+    layout_t layout;
+    rect_t rect;
+    const font_set_t* fonts;
+    f32 scale[3];
+};
+static help_layout_t help_layout;
+
+static bool help_layout_holds(const help_layout_t* kept, const ui_t* ui, rect_t rect) {
+    if (kept->fonts != ui->fonts || memcmp(&kept->rect, &rect, sizeof(rect)) != 0) return false;
+    for (u32 i = 0; i < 3; i++) {
+        if (kept->scale[i] != ui_font(ui, i)->scale) return false;
+    }
+    return true;
+}
+
 // Measured once and drawn: no bars, so text past the panel's end is out of reach.
 void draw_help(app_t* app, reader_t* reader, rect_t rect) {
     (void)reader;
     ui_t* ui = app->ui;
-    layout_t layout;
-    layout_create(&layout, &app->scratch, ui->fonts, rect, 0, 0, panel_padding);
-    layout_pass_start(&layout);
-    layout_set_flags(&layout, layout_flag_partly_visible);
-    layout_set_font(&layout, 2);
-    layout_set_wrap(&layout, 0, layout.width - panel_padding[2] - panel_padding[3], layout_wrap_eat_space);
-    layout_string(&layout, data_literal("Help\n"));
-    layout_new_line(&layout);
-    layout_set_font(&layout, 1);
-    layout_string(&layout, data_literal(help_text));
-    layout_new_line(&layout);
-    layout_finish(&layout);
-    layout_end(&layout, 0);
-    layout.state = layout_state_done;
-    panel_draw_items(app, app->panel, &layout);
+    panel_t* panel = app->panel;
+    help_layout_t* kept = &help_layout;
+    if (!panel->help_valid || !help_layout_holds(kept, ui, rect)) {
+        if (!kept->memory.bytes) kept->memory = data_allocate(64 * 1024);
+        data_clear(&kept->memory);
+        // Without a block of its own the help is laid out in the frame's memory.
+        data_t* memory = kept->memory.bytes ? &kept->memory : &app->scratch;
+        layout_t* layout = &kept->layout;
+        layout_create(layout, memory, ui->fonts, rect, 0, 0, panel_padding);
+        layout_pass_start(layout);
+        layout_set_flags(layout, layout_flag_partly_visible);
+        layout_set_font(layout, 2);
+        layout_set_wrap(layout, 0, layout->width - panel_padding[2] - panel_padding[3], layout_wrap_eat_space);
+        layout_string(layout, data_literal("Help\n"));
+        layout_new_line(layout);
+        layout_set_font(layout, 1);
+        layout_string(layout, data_literal(help_text));
+        layout_new_line(layout);
+        layout_finish(layout);
+        layout_end(layout, 0);
+        layout->state = layout_state_done;
+        kept->rect = rect;
+        kept->fonts = ui->fonts;
+        for (u32 i = 0; i < 3; i++) kept->scale[i] = ui_font(ui, i)->scale;
+        panel->help_valid = memory == &kept->memory && !layout->items_dropped;
+    }
+    panel_draw_items(app, panel, &kept->layout);
+}
+
+// The lines' block, kept over a restart of the program in the same process.
+static data_t log_lines_kept;
+
+// Lines ended since the last frame are measured once; the open last one each time.
+static f32 log_lines_update(log_lines_t* lines, const font_t* font, data_t text, u64 wraps) {
+    if (lines->text != text.bytes || lines->wraps != wraps || text.used < lines->scanned || !lines->count) {
+        lines->text = text.bytes;
+        lines->wraps = wraps;
+        lines->scanned = 0;
+        lines->count = 1;  // an empty text is one empty line to the layout too
+        lines->widest = 0;
+        if (!lines->starts.bytes) lines->starts = log_lines_kept;
+        if (!lines->starts.bytes) lines->starts = log_lines_kept = data_allocate(64 * 1024 * sizeof(u32));
+        if (!lines->starts.bytes) return 0;
+        ((u32*)lines->starts.bytes)[0] = 0;
+    }
+    u64 at = lines->scanned;
+    while (at < text.used) {
+        const u8* end = (const u8*)memchr(text.bytes + at, '\n', text.used - at);
+        if (!end) break;
+        if ((u64)(lines->count + 1) * sizeof(u32) > lines->starts.reserved) {
+            data_t grown = data_allocate(lines->starts.reserved * 2);
+            if (!grown.bytes) break;  // the lines found so far still show
+            memcpy(grown.bytes, lines->starts.bytes, (u64)lines->count * sizeof(u32));
+            data_free(&lines->starts);
+            lines->starts = log_lines_kept = grown;
+        }
+        u64 length = (u64)(end - (text.bytes + at));
+        f32 width = layout_get_single_line_size(font, text.bytes + at, length, codepoint_invalid).width;
+        lines->widest = fmaxf(lines->widest, width);
+        at += length + 1;
+        ((u32*)lines->starts.bytes)[lines->count++] = (u32)at;
+    }
+    lines->scanned = at;
+    u64 open = text.used - at;
+    return fmaxf(lines->widest, layout_get_single_line_size(font, text.bytes + at, open, codepoint_invalid).width);
 }
 
 void draw_log(app_t* app, reader_t* reader, rect_t rect) {
@@ -174,12 +246,24 @@ void draw_log(app_t* app, reader_t* reader, rect_t rect) {
     if (area.y1 <= area.y0 || area.x1 <= area.x0) return;
 
     // The channel is read in place: its ring holds the text up to the write
-    // position. The largest offset is clamped to the very end by the passes.
+    // position. A full channel is megabytes: the layout gets the lines in view
+    // only, between two empty boxes as tall as the lines above and below them and
+    // as wide as the widest, so that the bars span the whole text.
     log_channel_t* channel = log_channel(log_user);
     data_t text = data_from_size(channel->text.used, channel->text.bytes);
+    const font_t* font = ui_font(ui, 3);
+    log_lines_t* lines = &panel->log_lines;
+    f32 widest = log_lines_update(lines, font, text, channel->wraps);
+    const u32* starts = (const u32*)lines->starts.bytes;
+    u32 count = starts ? lines->count : 0;
+    f32 height = (f32)(font->ascent - font->descent) * font->scale;
+    f32 pitch = height + (f32)font->line_gap * font->scale;
+    if (pitch <= 0) pitch = fmaxf(font->size, 1);
+
     if (panel->log_auto_scroll) panel->log_scroll.y = FLT_MAX;
     layout_t layout;
     layout_create(&layout, &app->scratch, ui->fonts, area, panel->log_scroll.x, panel->log_scroll.y, panel_padding);
+    u32 first = 0, last = count;
     while (layout_pass_start(&layout)) {
         ui_set_mode(ui, ui_mode_from_layout(&layout));
         if (panel->log_auto_scroll && layout_is_building(&layout)) layout.scroll_y = FLT_MAX;
@@ -187,9 +271,25 @@ void draw_log(app_t* app, reader_t* reader, rect_t rect) {
         // A bar moved under auto scroll goes back to the end at once: no measure more.
         if (panel->log_auto_scroll && layout.state == layout_state_logic) layout.scroll_y = FLT_MAX;
         if (layout_pass_ready(&layout, 0)) continue;
+        if (layout_is_building(&layout)) {
+            // The lines in view, with one to spare at each end; the passes after the
+            // measure replay the same ones.
+            f32 bottom = panel_padding[0] + (f32)count * pitch + panel_padding[1];
+            f32 top = fminf(layout.scroll_y, bottom - layout.height);
+            f32 above = floorf((top - panel_padding[0]) / pitch) - 1;
+            first = above > 0 ? (u32)fminf(above, (f32)count) : 0;
+            f32 shown = ceilf(layout.height / pitch) + 3;
+            last = (u32)fminf((f32)first + shown, (f32)count);
+        }
         layout_set_flags(&layout, layout_flag_partly_visible);
         layout_set_font(&layout, 3);
-        layout_string(&layout, text);
+        layout_box(&layout, widest, (f32)first * pitch, 0, 0);
+        layout_new_line(&layout);
+        u64 from = first < count ? starts[first] : text.used;
+        u64 to = last < count ? starts[last] - 1 : text.used;
+        layout_string_p(&layout, text.bytes + from, to > from ? to - from : 0);
+        layout_new_line(&layout);
+        layout_box(&layout, 0, (f32)(count - last) * pitch, 0, 0);
         layout_new_line(&layout);
         layout_finish(&layout);
     }

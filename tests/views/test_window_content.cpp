@@ -6,11 +6,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "app/startup.h"
 #include "views/program_frames.h"
@@ -375,6 +377,74 @@ TEST_F(WindowFrames, TheLogPanelShowsTheUserChannel) {
     program.panel.log_scroll.x = 0;
     frame();
     EXPECT_EQ(drawn_text().find("<end"), std::string::npos);
+}
+
+// The help is laid out again when its side changes width, and only then.
+TEST_F(WindowFrames, TheHelpFollowsTheSplit) {
+    program.panel.right_panel = panel_right_help;
+    frame();
+    const render_record_t* title = drawn("Help");
+    ASSERT_NE(title, nullptr) << drawn_text();
+    f32 x = title->x;
+    auto drag = [&](i32 from, i32 to) {
+        program.window.mouse_x = from, program.window.mouse_y = 400;
+        frame();
+        input_button(&program.window, key_mouse_left, true, from, 400, 0, 1);
+        frame();
+        program.window.mouse_x = to;
+        frame();
+        input_button(&program.window, key_mouse_left, false, to, 400, 0, 2);
+        frame();
+    };
+    drag(454, 554);
+    ASSERT_NE(drawn("Help"), nullptr);
+    EXPECT_EQ(drawn("Help")->x, x + 100);
+    drag(554, 454);
+    EXPECT_EQ(drawn("Help")->x, x);
+}
+
+// A long log is laid out a view at a time: its lines keep their places whatever
+// part of it shows, and its end can be reached.
+TEST_F(WindowFrames, ALongLogKeepsItsLinesInPlaceAtAnyScroll) {
+    char line[64];
+    for (int i = 0; i < 50000; i++) {
+        snprintf(line, sizeof(line), "Log line %06d of a long run\n", i);
+        log_write_c_string(log_user, line);
+    }
+    tap(key_f7);
+    program.panel.log_scroll.y = 1e9f;
+    frame();
+    f32 end = program.panel.log_scroll.y;
+    EXPECT_LT(end, 1e9f);
+    EXPECT_NE(drawn("Log line 049999 of a long run"), nullptr);
+    const font_t* font = ui_font(program.app.ui, 3);
+    f32 pitch = (f32)(font->ascent - font->descent) * font->scale + (f32)font->line_gap * font->scale;
+    // The lines in fixed pitch as drawn, with their pens.
+    auto log_lines = [&] {
+        std::vector<std::pair<std::string, f32>> lines;
+        for (u32 i = 0; i < program.render.record_count; i++) {
+            const render_record_t* r = &render_records(&program.render)[i];
+            if (r->kind == batch_type_text && r->font == 3) lines.push_back({text_of(r), r->y});
+        }
+        return lines;
+    };
+    // From the top, where the view holds the text as it starts, and from the middle.
+    for (f32 from : {0.0f, floorf(end / 2)}) {
+        program.panel.log_scroll.y = from;
+        frame();
+        auto before = log_lines();
+        program.panel.log_scroll.y = from + 5 * pitch;
+        frame();
+        auto after = log_lines();
+        ASSERT_GT(before.size(), 20u);
+        u32 found = 0;
+        for (auto& b : before) {
+            for (auto& a : after) found += a.first == b.first && fabsf(a.second - (b.second + 5 * pitch)) < 0.01f;
+        }
+        // All but the five that left the view, and one cut at its edge.
+        EXPECT_GE(found, before.size() - 6) << from;
+    }
+    program.panel.log_scroll = {};
 }
 
 // The wheel and the bar move the links panel to its last target, whose box takes
