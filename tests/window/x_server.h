@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <string>
 #include <thread>
@@ -233,7 +234,8 @@ inline bool program_input(const program_t& program, Window window, const std::st
     size_t at;
     while ((at = command.find("WINDOW")) != std::string::npos) command.replace(at, 6, std::to_string(window));
     bool sent = system(command.c_str()) == 0;
-    program_settle(program);
+    // Carrying on is all there is to do, but a test that fails next should say why.
+    if (!program_settle(program)) fprintf(stderr, "The program still ran frames after: %s\n", command.c_str());
     return sent;
 }
 
