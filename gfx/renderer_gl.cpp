@@ -203,6 +203,15 @@ static void buffer_upload(GLenum target, GLuint buffer, u32 count, u32 size, con
     glBufferData(target, (GLsizeiptr)((u64)count * size), bytes, GL_STREAM_DRAW);
 }
 
+// Whether every vertex of a batch whose colour sits at byte `offset` is opaque.
+static bool batch_is_opaque(const batch_t* batch, u64 offset) {
+    const u8* alpha = (const u8*)batch->vertices + offset + 3;
+    for (u32 i = 0; i < batch->vertex_count; i++, alpha += batch->vertex_size) {
+        if (*alpha != 255) return false;
+    }
+    return true;
+}
+
 static void batch_draw(renderer_t* renderer, batch_t* batch) {
     bool text = batch->type == batch_type_text && batch->fonts;
     for (u32 f = 0; text && f < batch->fonts->font_count; f++) {
@@ -256,6 +265,12 @@ static void batch_draw(renderer_t* renderer, batch_t* batch) {
         }
     }
 
+    // Opaque rectangles draw the same without blending, and a software driver then
+    // neither reads what lies below them nor draws what they cover.
+    bool unblended = (renderer->flags & renderer_alpha_blending) && batch->type == batch_type_quads &&
+                     (batch->format & 4) && !(batch->format & 8) && batch_is_opaque(batch, components * 4);
+    if (unblended) glDisable(GL_BLEND);
+
     glActiveTexture(GL_TEXTURE0);
     u32 bound = batch->texture;
     if (bound) glBindTexture(GL_TEXTURE_2D, bound);
@@ -299,6 +314,7 @@ static void batch_draw(renderer_t* renderer, batch_t* batch) {
     }
     if (run_open) draw_range(batch, run_first, run_end);
     glDisable(GL_SCISSOR_TEST);
+    if (unblended) glEnable(GL_BLEND);
 }
 
 void render_gl_execute(renderer_t* renderer) {
