@@ -395,6 +395,7 @@ struct ascii_glyphs_t {
     ascii_font_t fonts[font_limit];
     const font_set_t* set;
     u32 ready;  // a bit per font whose tables were made for this frame
+    renderer_t* renderer;  // whose batches hold the glyph quads of the frame so far
 };
 
 static ascii_font_t* ascii_font(ascii_glyphs_t* known, const font_t* font, u32 font_index) {
@@ -431,6 +432,32 @@ static inline void atlas_inverse(const font_t* font, f32* inverse_width, f32* in
     *inverse_height = atlas && atlas->height ? 1.0f / (f32)atlas->height : 0;
 }
 
+// A font's atlas grew while the frame's text was expanded: the glyph quads that
+// text already has from it hold coordinates for the old size. Growing keeps every
+// glyph's pixels where they were, so scaling those coordinates is all they need.
+// It happens a few times in a run, when the text on show outgrows the atlas, and
+// never costs a steady frame anything.
+static void atlas_grown(const renderer_t* renderer, const font_set_t* set, u32 font_index, f32 scale_u,
+                        f32 scale_v) {
+    for (u32 b = 0; b < renderer->batch_count; b++) {
+        const batch_t* batch = &renderer->batches[b];
+        if (batch->type != batch_type_text || batch->fonts != set || !(batch->format & 8)) continue;
+        u32 uv_word = (batch->format & 3) + 2 + ((batch->format & 4) ? 1 : 0);
+        for (u32 c = 0; c < batch->command_count; c++) {
+            const batch_command_t* command = &batch->commands[c];
+            if (command->kind != batch_type_text || command->font != font_index || !command->index_count) continue;
+            // A text's quads take consecutive vertices, five indices each.
+            u32 first = index_read(batch, command->first_index);
+            u32 end = first + command->index_count / 5 * 4;
+            for (u32 v = first; v < end; v++) {
+                f32* uv = (f32*)(batch->vertices + (u64)v * batch->vertex_size) + uv_word;
+                uv[0] *= scale_u;
+                uv[1] *= scale_v;
+            }
+        }
+    }
+}
+
 // Glyph quads of one text command, at the end of the batch's vertices. ASCII
 // glyphs already drawn in this frame and their kerning come from the tables; the
 // rest goes through the font, which may bake a glyph and grow the atlas.
@@ -448,6 +475,8 @@ static void text_expand(batch_t* batch, batch_command_t* command, ascii_glyphs_t
     u32 room = min_of((batch->vertex_capacity - batch->vertex_count) / 4, (batch->index_capacity - batch->index_count) / 5);
     f32 inverse_width, inverse_height;
     atlas_inverse(font, &inverse_width, &inverse_height);
+    const font_atlas_t* atlas = font->atlas;
+    u32 atlas_width = atlas ? atlas->width : 0, atlas_height = atlas ? atlas->height : 0;
     bool first = command->trim_first != 0;
     while (p < end) {
         u32 c = *p;
@@ -462,7 +491,17 @@ static void text_expand(batch_t* batch, batch_command_t* command, ascii_glyphs_t
             if (!size) codepoint = codepoint_replacement, size = 1;
             p += size;
             glyph = font_glyph_drawn(font, codepoint);
-            atlas_inverse(font, &inverse_width, &inverse_height);
+            if (atlas && (atlas->width != atlas_width || atlas->height != atlas_height)) {
+                // The atlas was made or grew for this glyph.
+                if (atlas_width && atlas_height) {
+                    command->index_count = batch->index_count - command->first_index;
+                    atlas_grown(known->renderer, batch->fonts, command->font, (f32)atlas_width / atlas->width,
+                                (f32)atlas_height / atlas->height);
+                }
+                atlas_width = atlas->width;
+                atlas_height = atlas->height;
+                atlas_inverse(font, &inverse_width, &inverse_height);
+            }
             // A glyph that found no room in the atlas tries again where it next appears.
             if (codepoint < 128 && glyph == font_glyph_ascii(font, codepoint)) {
                 ascii->drawn[codepoint] = glyph;
@@ -542,6 +581,7 @@ void gl_render(renderer_t* renderer) {
     ascii_glyphs_t known;
     known.set = nullptr;
     known.ready = 0;
+    known.renderer = renderer;
     for (u32 i = 0; i < renderer->batch_count; i++) {
         batch_t* batch = &renderer->batches[i];
         if (batch->type != batch_type_text) continue;
