@@ -145,6 +145,9 @@ struct renderer_t {
     // The stub's textures over the whole run: handles given out and taken back.
     u32 textures_created, textures_deleted;
     u32 texture_last_deleted;
+    // The stub refuses this many texture requests from now on, as a driver out of
+    // memory would.
+    u32 textures_to_refuse;
 };
 
 // Vertex format byte: bits 0-1 position components - 2, 4 colour, 8 uv, bits 4-5
@@ -197,10 +200,11 @@ void render_gl_create(renderer_t* renderer);
 void render_gl_execute(renderer_t* renderer);
 void render_stub_execute(renderer_t* renderer);
 
+// 0 when the context can't make it (out of memory, a size it doesn't take).
 u32 gl_texture_create(const void* pixels, i32 width, i32 height, u32 bytes_per_pixel, u32 flags);
 void gl_texture_delete(u32* texture);
 // The same through the renderer's backend: the stub makes no texture, only counts
-// and hands out handles that are never 0.
+// and hands out handles that are never 0 unless it was told to refuse.
 u32 render_texture_create(renderer_t* renderer, const void* pixels, i32 width, i32 height, u32 bytes_per_pixel,
                           u32 flags);
 void render_texture_delete(renderer_t* renderer, u32* texture);

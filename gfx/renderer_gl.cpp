@@ -350,7 +350,11 @@ u32 gl_texture_create(const void* pixels, i32 width, i32 height, u32 bytes_per_p
     GLenum internal = internal_linear[bytes_per_pixel];
     if ((flags & texture_srgb) && bytes_per_pixel == 3) internal = GL_SRGB8;
     if ((flags & texture_srgb) && bytes_per_pixel == 4) internal = GL_SRGB8_ALPHA8;
+    // Errors left by earlier calls aren't this texture's.
+    for (u32 i = 0; i < 8 && glGetError() != GL_NO_ERROR; i++) {
+    }
     GLuint texture = 0;
+    gl_errors_expected = 1;
     glGenTextures(1, &texture);
     glBindTexture(GL_TEXTURE_2D, texture);
     GLint filter = (flags & texture_linear) ? GL_LINEAR : GL_NEAREST;
@@ -369,7 +373,13 @@ u32 gl_texture_create(const void* pixels, i32 width, i32 height, u32 bytes_per_p
     glTexImage2D(GL_TEXTURE_2D, 0, (GLint)internal, width, height, 0, format, GL_UNSIGNED_BYTE, pixels);
     if (unaligned) glPixelStorei(GL_UNPACK_ALIGNMENT, alignment);
     if (flags & texture_mipmaps) glGenerateMipmap(GL_TEXTURE_2D);
-    ASSERT(glGetError() == GL_NO_ERROR);
+    gl_errors_expected = 0;
+    // Out of memory, most often, with many large pictures on show: the caller
+    // shows what it has instead.
+    if (glGetError() != GL_NO_ERROR) {
+        glDeleteTextures(1, &texture);
+        return 0;
+    }
     return texture;
 }
 

@@ -73,6 +73,10 @@ void render_stub_execute(renderer_t* renderer) {
 
 // Handles from 0x10000 on, apart from anything a test makes up by hand.
 u32 render_stub_texture_create(renderer_t* renderer) {
+    if (renderer->textures_to_refuse) {
+        renderer->textures_to_refuse -= 1;
+        return 0;
+    }
     renderer->textures_created += 1;
     return 0x10000 + renderer->textures_created;
 }

@@ -91,3 +91,6 @@ const char* gl_load_functions(gl_loader_t loader);
 void gl_log_info();
 void APIENTRY gl_debug_message(GLenum source, GLenum type, GLuint id, GLenum severity, GLsizei length,
                                  const GLchar* message, const void* user);
+// Set while a call that can fail for want of memory runs and its caller reads
+// glGetError itself: the driver's high-severity messages are then logged only.
+extern u32 gl_errors_expected;

@@ -39,6 +39,15 @@ static bool picture_fits_texture(const renderer_t* renderer, const image_query_t
            query->channels <= 4 && query->pixels.used >= (u64)width * height * query->channels;
 }
 
+// Ready pixels that won't be shown: one line says why, and the slot's error
+// takes the picture's place from the next frame on.
+static void picture_refuse(image_query_t* query, const char* reason, u32 state) {
+    log_paragraph_start(log_user);
+    log_write_c_string(log_user, reason);
+    log_write(log_user, query->url);
+    atomic_store_release_u32(&query->state, state);
+}
+
 // A box whose user value names a picture: the picture, once it's ready. The
 // address is the view's, valid for this frame.
 static void picture_draw(app_t* ctx, u32 entry_id, const layout_t* layout, const layout_item_t* item) {
@@ -49,14 +58,17 @@ static void picture_draw(app_t* ctx, u32 entry_id, const layout_t* layout, const
     renderer_t* renderer = ctx->draw->renderer;
     if (!query->texture) {
         if (!picture_fits_texture(renderer, query)) {
-            log_paragraph_start(log_user);
-            log_write_c_string(log_user, "A picture is larger than a texture can hold and is not shown: ");
-            log_write(log_user, query->url);
-            atomic_store_release_u32(&query->state, image_state_resize_error);
+            picture_refuse(query, "A picture is larger than a texture can hold and is not shown: ",
+                           image_state_resize_error);
             return;
         }
         query->texture = render_texture_create(renderer, query->pixels.bytes, (i32)query->requested_width,
                                                (i32)query->requested_height, query->channels, texture_linear);
+        if (!query->texture) {
+            picture_refuse(query, "A picture could not be made into a texture and is not shown: ",
+                           image_state_load_error);
+            return;
+        }
     }
     draw_image(ctx->draw, item->box.rect, colour_white, query->texture, query->channels);
 }

@@ -286,25 +286,34 @@ TEST_F(PanelDrawPictures, AReadyPictureGetsOneTextureAndDrawsOnItsBox) {
     thread_terminate(&thread_queue);
 }
 
-TEST_F(PanelDrawPictures, PixelsLargerThanATextureAreAResizeErrorSaidOnce) {
+// Pixels larger than a texture, and a texture the driver refuses (out of memory
+// with many large pictures), leave their slot in error, said once; the picture
+// beside them is drawn all the same.
+TEST_F(PanelDrawPictures, PicturesNoTextureTakesAreAnErrorSaidOnce) {
     panel_draw_test_t t;
     t.render.max_texture_size = 4;
+    t.render.textures_to_refuse = 1;
+    image_query_t* refused = ready_slot_fill(&image_queries[2], 5, "http://host/refused.png", 2, 2);
     image_query_t* fits = ready_slot_fill(&image_queries[0], 5, "http://host/fits.png", 4, 4);
     image_query_t* wide = ready_slot_fill(&image_queries[1], 5, "http://host/wide.png", 5, 1);
     log_channel_t* user = log_channel(log_user);
     u64 log_start = user->text.used;
     for (u32 round = 0; round < 2; round++) {
-        frame(t, {"http://host/fits.png", "http://host/wide.png"});
+        frame(t, {"http://host/refused.png", "http://host/fits.png", "http://host/wide.png"});
         std::vector<render_record_t> drawn = images(t);
         ASSERT_EQ(drawn.size(), 1u);
         EXPECT_EQ(drawn[0].texture, fits->texture);
     }
+    EXPECT_EQ(refused->state, image_state_load_error);
     EXPECT_EQ(wide->state, image_state_resize_error);
+    EXPECT_EQ(refused->texture, 0u);
     EXPECT_EQ(wide->texture, 0u);
     EXPECT_EQ(t.render.textures_created, 1u);
     std::string log((const char*)user->text.bytes + log_start, user->text.used - log_start);
-    EXPECT_EQ(log.find("wide.png"), log.rfind("wide.png")) << log;
-    EXPECT_NE(log.find("wide.png"), std::string::npos) << log;
+    for (const char* name : {"refused.png", "wide.png"}) {
+        EXPECT_NE(log.find(name), std::string::npos) << log;
+        EXPECT_EQ(log.find(name), log.rfind(name)) << log;
+    }
 }
 
 // The whole program, headless, with an entry whose pictures a local server sends.

@@ -57,6 +57,8 @@ TEST_F(GlTest, BatchesDrawWhatTheyQueued) {
     static const u8 odd_row[9] = {10, 20, 30, 40, 50, 60, 70, 80, 90};  // 9 bytes a row
     u32 odd = gl_texture_create(odd_row, 3, 1, 3, 0);
     EXPECT_NE(odd, 0u);
+    // A size the context won't take gives no texture, and the drawing goes on.
+    EXPECT_EQ(gl_texture_create(nullptr, (i32)gl_texture_size_limit() + 1, 1, 4, 0), 0u);
 
     const colour_t white = colour_white;
     gl_frame_begin(&render);
