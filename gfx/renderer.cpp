@@ -458,6 +458,26 @@ static void atlas_grown(const renderer_t* renderer, const font_set_t* set, u32 f
     }
 }
 
+static inline u32 atlas_size_of(const font_t* font) {
+    return font->atlas ? (u32)font->atlas->width << 16 | font->atlas->height : 0;
+}
+
+// The font's atlas was made or grew for a glyph of `command`, from `old_size`
+// (width << 16 | height, 0 for none): the quads written so far follow it. Gives the
+// new size; the inverses are for it.
+[[gnu::cold, gnu::noinline]] static u32 atlas_changed(ascii_glyphs_t* known, batch_t* batch, batch_command_t* command,
+                                                     u32 old_size, f32* inverse_width, f32* inverse_height) {
+    const font_t* font = &batch->fonts->fonts[command->font];
+    const font_atlas_t* atlas = font->atlas;
+    if (old_size >> 16 && (old_size & 0xFFFF)) {
+        command->index_count = batch->index_count - command->first_index;
+        atlas_grown(known->renderer, batch->fonts, command->font, (f32)(old_size >> 16) / atlas->width,
+                    (f32)(old_size & 0xFFFF) / atlas->height);
+    }
+    atlas_inverse(font, inverse_width, inverse_height);
+    return atlas_size_of(font);
+}
+
 // Glyph quads of one text command, at the end of the batch's vertices. ASCII
 // glyphs already drawn in this frame and their kerning come from the tables; the
 // rest goes through the font, which may bake a glyph and grow the atlas.
@@ -475,8 +495,7 @@ static void text_expand(batch_t* batch, batch_command_t* command, ascii_glyphs_t
     u32 room = min_of((batch->vertex_capacity - batch->vertex_count) / 4, (batch->index_capacity - batch->index_count) / 5);
     f32 inverse_width, inverse_height;
     atlas_inverse(font, &inverse_width, &inverse_height);
-    const font_atlas_t* atlas = font->atlas;
-    u32 atlas_width = atlas ? atlas->width : 0, atlas_height = atlas ? atlas->height : 0;
+    u32 atlas_size = atlas_size_of(font);
     bool first = command->trim_first != 0;
     while (p < end) {
         u32 c = *p;
@@ -491,16 +510,8 @@ static void text_expand(batch_t* batch, batch_command_t* command, ascii_glyphs_t
             if (!size) codepoint = codepoint_replacement, size = 1;
             p += size;
             glyph = font_glyph_drawn(font, codepoint);
-            if (atlas && (atlas->width != atlas_width || atlas->height != atlas_height)) {
-                // The atlas was made or grew for this glyph.
-                if (atlas_width && atlas_height) {
-                    command->index_count = batch->index_count - command->first_index;
-                    atlas_grown(known->renderer, batch->fonts, command->font, (f32)atlas_width / atlas->width,
-                                (f32)atlas_height / atlas->height);
-                }
-                atlas_width = atlas->width;
-                atlas_height = atlas->height;
-                atlas_inverse(font, &inverse_width, &inverse_height);
+            if (atlas_size_of(font) != atlas_size) {
+                atlas_size = atlas_changed(known, batch, command, atlas_size, &inverse_width, &inverse_height);
             }
             // A glyph that found no room in the atlas tries again where it next appears.
             if (codepoint < 128 && glyph == font_glyph_ascii(font, codepoint)) {
