@@ -102,8 +102,11 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     // The newest store file that loads (13) and the four faces (15, 16) need no
     // window, and the window (7, 8) waits mostly on the X server and the GL driver:
     // they are made side by side, and start-up takes the longer of the two, not
-    // the sum. Until the wait below, the loading thread alone touches the reader,
+    // the sum. The connection to the display comes first, alone: sharing the
+    // processor with the loading thread slows it by more than the loading costs. Until the wait below, the loading thread alone touches the reader,
     // the fonts and the frame scratch.
+    bool headless = options && options->headless;
+    if (!headless) window_system_start();
     start_loading_t loading = {};
     loading.reader = reader;
     loading.scratch = &app->scratch;
@@ -119,7 +122,7 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     // 7, 8. The window "Newsloom - 0.3" and swap interval 1. A failure leaves
     // `running` 0: no frame runs and shutdown follows as usual.
     program->window = window_t{};
-    if (options && options->headless) {
+    if (headless) {
         window_create_stub(&program->window, options->width, options->height);
     } else {
         // SIGTERM and SIGINT close the window as its close button does; armed before

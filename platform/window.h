@@ -126,6 +126,10 @@ enum : u32 {
     window_messages_wait_ignores_mouse_move = 2,
 };
 
+// Connects to the display ahead of window_create, which otherwise does it itself:
+// the start-up thread's work then doesn't compete with the connection for the
+// processor. A failure is told by the window_create that follows.
+void window_system_start();
 // Opens the window with an OpenGL 3.3 core debug context and loads the GL table.
 // On failure the messages go to log channel 1 and to standard error, and `running`
 // stays 0.

@@ -23,6 +23,9 @@
 static window_t* glfw_record;
 static GLFWwindow* glfw_handle;
 static bool glfw_started;
+// What window_system_start's glfwInit said, for the window_create after it.
+static bool glfw_init_tried;
+static bool glfw_init_done;
 // Messages other than mouse moves since the wait began; flag 2 waits for one.
 static u32 glfw_non_move_events;
 static u32 glfw_woken;  // set by window_wake from any thread
@@ -181,13 +184,21 @@ static void glfw_teardown() {
     glfw_started = false;
 }
 
+void window_system_start() {
+    glfwSetErrorCallback(glfw_error);
+    glfw_init_done = glfwInit() != 0;
+    glfw_init_tried = true;
+}
+
 void window_create(window_t* window, data_t title, i32 width, i32 height, i32 x, i32 y, u32 flags) {
     PROFILE_ZONE(window_create);
     window->running = 0;
     glfwSetErrorCallback(glfw_error);
     {
         PROFILE_ZONE(register_class_w);
-        if (!glfwInit()) {
+        bool initialised = glfw_init_tried ? glfw_init_done : glfwInit() != 0;
+        glfw_init_tried = false;
+        if (!initialised) {
             // GLFW's own words say which step failed (most often the display).
             const char* description = nullptr;
             glfwGetError(&description);
