@@ -29,6 +29,7 @@ void reader_init(reader_t* reader) {
         total += pool_size(shape.entry_size, shape.alignment, shape.capacity);
         total += align_padding(total, 4);
     }
+    total += align_padding(total, 8) + sizeof(entry_heads_t);
     reader->memory = data_allocate(total);
     ASSERT(reader->memory.bytes);
     pool_t* pools[7] = {&reader->feeds,      &reader->entries,   &reader->categories, &reader->persons,
@@ -37,6 +38,9 @@ void reader_init(reader_t* reader) {
         const reader_pool_shape_t& shape = reader_pool_shapes[i];
         pool_create(&reader->memory, pools[i], shape.entry_size, shape.alignment, shape.capacity);
     }
+    reader->entry_heads = (entry_heads_t*)data_push(&reader->memory, sizeof(entry_heads_t), 8);
+    ASSERT(reader->entry_heads);
+    reader_rebuild_entry_heads(reader);
     reader->string_region = data_reserve(reader_string_region_size);
     reader->string_region_spare = data_reserve(reader_string_region_size);
     // Each save commits the spare region and copies the whole text there; with
@@ -56,6 +60,7 @@ void reader_init(reader_t* reader) {
 
 void reader_release(reader_t* reader) {
     data_free(&reader->memory);
+    reader->entry_heads = nullptr;
     reader->string_region.used = 0;
     data_free(&reader->string_region);
     reader->string_region_spare.used = 0;
@@ -226,6 +231,7 @@ entry_t* reader_new_entry(reader_t* reader) {
     bytes_zero(entry, sizeof(entry_t));
     entry->id = reader->last_entry_id + 1;
     entry->generation = reader->generation;
+    reader_note_entry(reader, entry);
     return entry;
 }
 
@@ -233,6 +239,7 @@ void reader_attach_entry(reader_t* reader, feed_t* feed, entry_t* entry) {
     feed->entry_count += 1;
     entry->feed_id = feed->id;
     entry->kind = feed->kind;
+    reader_note_entry(reader, entry);
     reader->last_entry_id += 1;
     ASSERT(reader->last_entry_id == entry->id);
 }
@@ -259,12 +266,31 @@ void reader_restore_snapshot(reader_t* reader, reader_snapshot_t snapshot) {
     reader->last_person_id = snapshot.last_person_id;
 }
 
+void reader_rebuild_entry_heads(reader_t* reader) {
+    for (u32 i = 0; i < reader->entries.max_entry_count; i++) {
+        reader_note_entry(reader, (const entry_t*)pool_at(&reader->entries, sizeof(entry_t), i));
+    }
+}
+
+bool reader_entry_heads_match(reader_t* reader) {
+    const entry_heads_t* heads = reader->entry_heads;
+    for (u32 i = 0; i < reader->entries.max_entry_count; i++) {
+        const entry_t* entry = (const entry_t*)pool_at(&reader->entries, sizeof(entry_t), i);
+        if (heads->kind[i] != entry->kind || heads->feed_id[i] != entry->feed_id ||
+            heads->generation[i] != entry->generation) {
+            return false;
+        }
+    }
+    return true;
+}
+
 // ---------------------------------------------------------------------------
 // Soft delete
 
-void entry_mark_deleted(entry_t* entry) {
+void entry_mark_deleted(reader_t* reader, entry_t* entry) {
     ASSERT(entry_kind(entry) < 3);
     entry->kind |= record_deleted_flag;
+    reader_note_entry(reader, entry);
 }
 
 // Sets or clears the flag on every entry of the feed; the count must come out whole.
@@ -279,6 +305,7 @@ static void feed_entries_set_deleted(reader_t* reader, feed_t* feed, bool delete
         } else {
             entry->kind &= ~record_deleted_flag;
         }
+        reader_note_entry(reader, entry);
     }
     ASSERT(seen == feed->entry_count);
 }
@@ -358,6 +385,7 @@ void reader_remove_entry(reader_t* reader, entry_t* entry, feed_t* feed) {
     }
     if (reader_entry_removed_hook) reader_entry_removed_hook(entry->id);
     entry->kind = record_kind_free;
+    reader_note_entry(reader, entry);
     pool_release(&reader->entries, entry, sizeof(entry_t));
     if (feed) feed->entry_count -= 1;
 }
@@ -659,6 +687,8 @@ void reader_sort_feed(reader_t* reader, feed_t* feed) {
             entry_t* later = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), slots[b]);
             if (descending ? entry_earlier_than(later, first) : entry_earlier_than(first, later)) {
                 entry_swap(first, later);
+                reader_note_entry(reader, first);
+                reader_note_entry(reader, later);
             }
         }
     }

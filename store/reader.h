@@ -167,6 +167,17 @@ constexpr u32 reader_link_target_count = 10;
 constexpr u64 reader_string_region_size = 0x6400000;
 constexpr u64 reader_string_commit_step = 0x100000;
 
+// What the list's counting walk reads of the entry slots, kept beside the entry
+// pool as three arrays in slot order, so that the walk reads 12 bytes per entry,
+// four at a time, instead of a record of 280. Derived from the pool, never saved:
+// every change of an entry's kind word, feed id or generation, and every move of
+// a record, notes it here.
+struct entry_heads_t {
+    u32 kind[reader_entry_capacity];
+    u32 feed_id[reader_entry_capacity];
+    u32 generation[reader_entry_capacity];
+};
+
 struct reader_t {
     data_t memory;
     pool_t feeds;
@@ -190,6 +201,8 @@ struct reader_t {
     // become unused, and the clean-ups have anything to do. Never saved.
     u32 categories_maybe_unused;
     u32 persons_maybe_unused;
+    // In reader->memory after the pools.
+    entry_heads_t* entry_heads;
 };
 
 struct reader_snapshot_t {
@@ -256,11 +269,25 @@ feed_meta_t* reader_add_meta(reader_t* reader, u32 feed_id);
 reader_snapshot_t reader_snapshot(reader_t* reader);
 void reader_restore_snapshot(reader_t* reader, reader_snapshot_t snapshot);
 
+// The entry heads: one slot's copy brought up to date, all of them rebuilt from the
+// pool (after a load or a compaction), and the comparison the checks use.
+inline void reader_note_entry(reader_t* reader, const entry_t* entry) {
+    u64 slot = (u64)((const u8*)entry - reader->entries.entries) / sizeof(entry_t);
+    reader->entry_heads->kind[slot] = entry->kind;
+    reader->entry_heads->feed_id[slot] = entry->feed_id;
+    reader->entry_heads->generation[slot] = entry->generation;
+}
+void reader_rebuild_entry_heads(reader_t* reader);
+bool reader_entry_heads_match(reader_t* reader);
+
 // Soft delete.
-void entry_mark_deleted(entry_t* entry);
+void entry_mark_deleted(reader_t* reader, entry_t* entry);
 inline bool entry_is_deleted(const entry_t* entry) { return (entry->kind & record_deleted_flag) != 0; }
 inline bool feed_is_deleted(const feed_t* feed) { return (feed->kind & record_deleted_flag) != 0; }
-inline void entry_clear_deleted(entry_t* entry) { entry->kind &= ~record_deleted_flag; }
+inline void entry_clear_deleted(reader_t* reader, entry_t* entry) {
+    entry->kind &= ~record_deleted_flag;
+    reader_note_entry(reader, entry);
+}
 void feed_mark_deleted(reader_t* reader, feed_t* feed);
 void feed_restore(reader_t* reader, feed_t* feed, bool with_entries);
 

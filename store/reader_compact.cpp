@@ -440,7 +440,10 @@ bool reader_is_consistent(reader_t* reader) {
     return true;
 }
 
-void reader_check(reader_t* reader) { ASSERT(reader_is_consistent(reader)); }
+void reader_check(reader_t* reader) {
+    ASSERT(reader_is_consistent(reader));
+    ASSERT(reader_entry_heads_match(reader));
+}
 
 // ---------------------------------------------------------------------------
 // Dump

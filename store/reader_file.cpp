@@ -256,6 +256,7 @@ void reader_file_write(reader_t* reader, data_t* scratch, data_t path, file_erro
     reader_renumber_generations(reader, scratch);
     reader_renumber_ids(reader, scratch);
     reader_rebuild_codepoints(reader);
+    reader_rebuild_entry_heads(reader);
     reader_check(reader);
 
     // The temporary name has no "bin" extension, so that neither the load nor the
@@ -471,6 +472,7 @@ u32 reader_file_read(reader_t* reader, data_t path, file_error_t* error) {
     file_close(file, error);
     if (problem == reader_file_fine && *error) problem = reader_file_unreadable;
     if (problem != reader_file_fine) reader_empty(reader);
+    reader_rebuild_entry_heads(reader);
     return problem;
 }
 

@@ -35,6 +35,8 @@ bool feed_is_shown(const feed_t* feed, const panel_t* panel, u32 entry_rows, u32
 // Alive: of kind RSS (1) or Atom (2), deleted or not.
 static inline bool entry_kind_alive(u32 kind) { return (kind & ~record_deleted_flag) - 1 <= 1; }
 
+typedef u32 list_lanes_t __attribute__((vector_size(16)));
+
 struct entry_filter_t {
     u32 generation_min, generation_span;
     u32 deleted_mask, deleted_value;
@@ -47,8 +49,25 @@ struct entry_filter_t {
         if (panel->generation_min > panel->generation_max) deleted_mask = 0, deleted_value = 1;
     }
     // Without branches: the walk meets every entry and the outcome is a coin toss.
-    bool passes(const entry_t* entry) const {
-        return (entry->generation - generation_min <= generation_span) & ((entry->kind & deleted_mask) == deleted_value);
+    bool passes(u32 kind, u32 generation) const {
+        return (generation - generation_min <= generation_span) & ((kind & deleted_mask) == deleted_value);
+    }
+    bool passes(const entry_t* entry) const { return passes(entry->kind, entry->generation); }
+    // Four slots at once, when all four are live entries of `feed_id`: each lane of
+    // `passed` goes down by one for a slot that passes. False, with nothing
+    // counted, when one of them isn't.
+    bool count_four(const entry_heads_t* heads, u32 at, u32 feed_id, list_lanes_t* passed) const {
+        list_lanes_t kind, feed, generation;
+        __builtin_memcpy(&kind, &heads->kind[at], sizeof(kind));
+        __builtin_memcpy(&feed, &heads->feed_id[at], sizeof(feed));
+        __builtin_memcpy(&generation, &heads->generation[at], sizeof(generation));
+        list_lanes_t live = (list_lanes_t)(((kind & ~record_deleted_flag) - 1u <= 1u) & (feed == feed_id));
+        u64 halves[2];
+        __builtin_memcpy(halves, &live, sizeof(halves));
+        if ((halves[0] & halves[1]) != ~0ull) return false;
+        *passed += (list_lanes_t)((generation - generation_min <= generation_span) &
+                                  ((kind & deleted_mask) == deleted_value));
+        return true;
     }
 };
 
@@ -186,7 +205,7 @@ static void list_key_delete(panel_t* panel, const list_walk_t& walk, bool shift)
         if (entry_is_deleted(entry)) {
             reader_remove_entry(reader, entry, feed);
         } else {
-            entry_mark_deleted(entry);
+            entry_mark_deleted(reader, entry);
         }
         panel->selected_feed = next_feed;
         panel->selected_entry = next_feed ? next : nullptr;
@@ -221,7 +240,7 @@ static void list_key_backspace(panel_t* panel, reader_t* reader, bool shift) {
     if (panel->selected_entry) {
         ASSERT(feed);
         if (feed_is_deleted(feed)) feed_restore(reader, feed, false);
-        entry_clear_deleted(panel->selected_entry);
+        entry_clear_deleted(reader, panel->selected_entry);
     } else if (feed) {
         feed_restore(reader, feed, shift);
     }
@@ -335,32 +354,44 @@ list_counts_t* list_count(app_t* app, reader_t* reader) {
     }
     ASSERT(feeds_seen == reader->feeds.entry_count);
 
-    // One walk of the entry pool counts every feed's rows. It is most of the list's
-    // time in a full store, so it reads the four words at the head of each record
-    // and nothing else: entries of one feed mostly stand together, and a run of
-    // them is counted in registers, its feed looked up once at its end.
+    // One walk counts every feed's rows. It is most of the list's time in a full
+    // store, so it reads the store's arrays of entry heads (kind word, feed id,
+    // generation) rather than the records: entries of one feed mostly stand
+    // together, so a run of them is counted four slots at a time while all four are
+    // live and of the run's feed, one at a time otherwise, and its feed is looked up
+    // once at its end.
     const entry_filter_t filter(panel);
     const entry_t* pool = (const entry_t*)reader->entries.entries;
-    u32 entries_left = reader->entries.entry_count;
     const entry_t* pool_end = pool + reader->entries.max_entry_count;
-    const entry_t* entry = pool;
+    const entry_heads_t* heads = reader->entry_heads;
+    const u32 slot_count = reader->entries.max_entry_count;
+    u32 entries_left = reader->entries.entry_count;
+    u32 at = 0;
     while (entries_left) {
-        while (entry < pool_end && !entry_kind_alive(entry->kind)) entry++;
-        if (entry == pool_end) break;
-        const u32 feed_id = entry->feed_id, first = (u32)(entry - pool);
+        while (at < slot_count && !entry_kind_alive(heads->kind[at])) at++;
+        if (at == slot_count) break;
+        const u32 feed_id = heads->feed_id[at], first = at;
         u32 own_run = 0, rows_run = 0;
-        for (; entry < pool_end; entry++) {
-            // The records lie far apart: asking early for the lines ahead saves a
-            // tenth of a full store's frame.
-            __builtin_prefetch(entry + 16);
-            if (!entry_kind_alive(entry->kind)) continue;
-            if (entry->feed_id != feed_id) break;
-            rows_run += filter.passes(entry);
-            if (++own_run == entries_left) {
-                entry++;
-                break;
+        list_lanes_t passed = {};
+        for (;;) {
+            while (at + 4 <= slot_count && entries_left - own_run >= 4 &&
+                   filter.count_four(heads, at, feed_id, &passed)) {
+                own_run += 4;
+                at += 4;
             }
+            if (at == slot_count) break;
+            const u32 kind = heads->kind[at];
+            if (entry_kind_alive(kind)) {
+                if (heads->feed_id[at] != feed_id) break;
+                rows_run += filter.passes(kind, heads->generation[at]);
+                if (++own_run == entries_left) {
+                    at++;
+                    break;
+                }
+            }
+            at++;
         }
+        rows_run -= passed[0] + passed[1] + passed[2] + passed[3];
         entries_left -= own_run;
         u32 slot = map.find(feed_id);
         if (slot == list_not_recorded) continue;

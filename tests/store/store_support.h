@@ -44,6 +44,8 @@ struct store_fixture_t {
             reader_ensure_meta(&reader, merged);
             reader_sort_feed(&reader, merged);
         }
+        // Every path of a merge keeps the list's copy of the entry heads whole.
+        ASSERT(reader_entry_heads_match(&reader));
         data_clear(&scratch);
         return merged;
     }
@@ -53,7 +55,11 @@ struct store_fixture_t {
     }
     bool save(reader_t* saved) { return reader_save(&scratch, folder, saved); }
     bool save() { return save(&reader); }
-    bool load(reader_load_status_t* status) { return reader_load(&scratch, folder, &reader, status); }
+    bool load(reader_load_status_t* status) {
+        bool loaded = reader_load(&scratch, folder, &reader, status);
+        ASSERT(reader_entry_heads_match(&reader));
+        return loaded;
+    }
 };
 
 inline std::string to_string(data_t text) { return std::string((const char*)text.bytes, text.used); }

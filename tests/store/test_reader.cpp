@@ -69,7 +69,7 @@ TEST(Reader, SoftDeleteAndRestore) {
     EXPECT_EQ(a->kind, (u32)record_kind_atom);
     EXPECT_EQ(b->kind, (u32)record_kind_atom);
 
-    entry_mark_deleted(a);
+    entry_mark_deleted(reader, a);
     reader_purge_deleted(reader);
     EXPECT_EQ(feed->entry_count, 1u);
     EXPECT_EQ(reader->entries.entry_count, 1u);
@@ -136,7 +136,7 @@ TEST(Reader, SortKeepsEqualDatesAndFollowsTheFlag) {
     // A deleted entry beside live ones takes its place by date like any other.
     entry_t* deleted = add_entry(reader, pair, 0, day(7));
     u32 deleted_id = deleted->id;
-    entry_mark_deleted(deleted);
+    entry_mark_deleted(reader, deleted);
     reader_sort_feed(reader, pair);
     EXPECT_EQ(feed_entry_ids(reader, pair)[0], deleted_id);
     EXPECT_TRUE(entry_is_deleted(reader_find_entry_by_id(reader, pair->id, deleted_id)));
@@ -149,7 +149,7 @@ TEST(Reader, GenerationWalks) {
     reader->generation = 5;
     add_entry(reader, feed, 1, day(1));
     entry_t* deleted = add_entry(reader, feed, 3, day(2));
-    entry_mark_deleted(deleted);
+    entry_mark_deleted(reader, deleted);
     add_entry(reader, feed, 4, day(3));
     EXPECT_EQ(reader_previous_generation(reader, 1, 0, 0), 1u);
     EXPECT_EQ(reader_previous_generation(reader, 4, 0, 0), 1u);
@@ -186,7 +186,7 @@ TEST(ReaderDeathTest, BrokenInvariantsStop) {
     EXPECT_DEATH(
         {
             entry->kind = 3;
-            entry_mark_deleted(entry);
+            entry_mark_deleted(reader, entry);
         },
         "");
     EXPECT_DEATH(

@@ -139,7 +139,7 @@ TEST_F(list_test_t, one_key_a_frame_in_order) {
     EXPECT_FALSE(entry_is_deleted(entry_at(feeds[1], 3)));
 
     // Return and Backspace don't act on repeat alone.
-    entry_mark_deleted(entry_at(feeds[1], 2));
+    entry_mark_deleted(reader, entry_at(feeds[1], 2));
     input = {};
     input.keys[key_backspace] = key_set(1, 1, 0);
     list_handle_keys(&app, reader, &input);
@@ -278,7 +278,7 @@ TEST_F(list_test_t, counts_follow_the_pools_in_any_slot_order) {
     EXPECT_EQ(counts->selected_entry_row, rows_before + late->entry_count - 1);
     EXPECT_EQ(counts->selected_feed_row, 3u);
     // A deleted entry before the selection is no row; without the keyboard nothing is recorded.
-    entry_mark_deleted(entry_at(late, 0));
+    entry_mark_deleted(reader, entry_at(late, 0));
     EXPECT_EQ(count()->selected_entry_index, late->entry_count - 2);
     panel.keyboard_moved = 0;
     EXPECT_EQ(count()->selected_entry_row, list_not_recorded);

@@ -137,7 +137,7 @@ TEST_F(ListFrames, TheFeedViewsButtonRestoresEveryEntry) {
     ASSERT_EQ(program.panel.selected_feed, feeds[0]);
     ASSERT_EQ(program.panel.selected_entry, nullptr);
     // One entry deleted by itself comes back with the feed too.
-    entry_mark_deleted(entry_of(feeds[0], 0));
+    entry_mark_deleted(&program.reader, entry_of(feeds[0], 0));
     const batch_command_t* button = drawn_starting("Delete feed");
     ASSERT_NE(button, nullptr);
     f32 x = button->x + 4, y = button->y + 2;
