@@ -642,8 +642,16 @@ void layout_fit_single_line(const font_t* font, data_t text, u32 previous_codepo
     f32 ellipsis_used = 0;
     bool reached_end = true;
     while (p < end) {
-        u32 size = 0;
-        u32 codepoint = decode(p, end, &size);
+        // Titles are mostly ASCII: a byte below 0x80 is its own code point, and its
+        // glyph stands in the font's first page from the start.
+        u32 size = 1;
+        u32 codepoint = *p;
+        const glyph_t* glyph = nullptr;
+        if (codepoint < 0x80) {
+            glyph = font_glyph_ascii(font, codepoint);
+        } else {
+            codepoint = decode(p, end, &size);
+        }
         if (used + ellipsis_width < width) {
             ellipsis_at = p;
             ellipsis_used = used;
@@ -652,7 +660,7 @@ void layout_fit_single_line(const font_t* font, data_t text, u32 previous_codepo
             reached_end = false;
             break;
         }
-        const glyph_t* glyph = font_glyph(font, codepoint);
+        if (!glyph) glyph = font_glyph(font, codepoint);
         f32 advance = glyph_advance_after(font, previous, glyph, codepoint);
         if (used + advance > width) {
             reached_end = false;
