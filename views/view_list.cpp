@@ -53,20 +53,27 @@ struct entry_filter_t {
         return (generation - generation_min <= generation_span) & ((kind & deleted_mask) == deleted_value);
     }
     bool passes(const entry_t* entry) const { return passes(entry->kind, entry->generation); }
-    // Four slots at once, when all four are live entries of `feed_id`: each lane of
-    // `passed` goes down by one for a slot that passes. False, with nothing
-    // counted, when one of them isn't.
-    bool count_four(const entry_heads_t* heads, u32 at, u32 feed_id, list_lanes_t* passed) const {
-        list_lanes_t kind, feed, generation;
-        __builtin_memcpy(&kind, &heads->kind[at], sizeof(kind));
-        __builtin_memcpy(&feed, &heads->feed_id[at], sizeof(feed));
-        __builtin_memcpy(&generation, &heads->generation[at], sizeof(generation));
-        list_lanes_t live = (list_lanes_t)(((kind & ~record_deleted_flag) - 1u <= 1u) & (feed == feed_id));
+    // `lanes` slots at once (a multiple of four), when all of them are live entries
+    // of `feed_id`: each lane of `passed` goes down by one for a slot that passes.
+    // False, with nothing counted, when one of them isn't.
+    template <u32 lanes>
+    bool count_slots(const entry_heads_t* heads, u32 at, u32 feed_id, list_lanes_t* passed) const {
+        list_lanes_t kind[lanes / 4], generation[lanes / 4];
+        list_lanes_t all_live = ~list_lanes_t{};
+        for (u32 i = 0; i < lanes / 4; i++) {
+            list_lanes_t feed;
+            __builtin_memcpy(&kind[i], &heads->kind[at + 4 * i], sizeof(feed));
+            __builtin_memcpy(&feed, &heads->feed_id[at + 4 * i], sizeof(feed));
+            __builtin_memcpy(&generation[i], &heads->generation[at + 4 * i], sizeof(feed));
+            all_live &= (list_lanes_t)(((kind[i] & ~record_deleted_flag) - 1u <= 1u) & (feed == feed_id));
+        }
         u64 halves[2];
-        __builtin_memcpy(halves, &live, sizeof(halves));
+        __builtin_memcpy(halves, &all_live, sizeof(halves));
         if ((halves[0] & halves[1]) != ~0ull) return false;
-        *passed += (list_lanes_t)((generation - generation_min <= generation_span) &
-                                  ((kind & deleted_mask) == deleted_value));
+        for (u32 i = 0; i < lanes / 4; i++) {
+            *passed += (list_lanes_t)((generation[i] - generation_min <= generation_span) &
+                                      ((kind[i] & deleted_mask) == deleted_value));
+        }
         return true;
     }
 };
@@ -357,9 +364,9 @@ list_counts_t* list_count(app_t* app, reader_t* reader) {
     // One walk counts every feed's rows. It is most of the list's time in a full
     // store, so it reads the store's arrays of entry heads (kind word, feed id,
     // generation) rather than the records: entries of one feed mostly stand
-    // together, so a run of them is counted four slots at a time while all four are
-    // live and of the run's feed, one at a time otherwise, and its feed is looked up
-    // once at its end.
+    // together, so a run of them is counted eight or four slots at a time while all
+    // are live and of the run's feed, one at a time otherwise, and its feed is
+    // looked up once at its end.
     const entry_filter_t filter(panel);
     const entry_t* pool = (const entry_t*)reader->entries.entries;
     const entry_t* pool_end = pool + reader->entries.max_entry_count;
@@ -374,8 +381,13 @@ list_counts_t* list_count(app_t* app, reader_t* reader) {
         u32 own_run = 0, rows_run = 0;
         list_lanes_t passed = {};
         for (;;) {
-            while (at + 4 <= slot_count && entries_left - own_run >= 4 &&
-                   filter.count_four(heads, at, feed_id, &passed)) {
+            while (at + 8 <= slot_count && entries_left - own_run >= 8 &&
+                   filter.count_slots<8>(heads, at, feed_id, &passed)) {
+                own_run += 8;
+                at += 8;
+            }
+            if (at + 4 <= slot_count && entries_left - own_run >= 4 &&
+                filter.count_slots<4>(heads, at, feed_id, &passed)) {
                 own_run += 4;
                 at += 4;
             }
