@@ -49,6 +49,7 @@ constexpr u32 font_face_limit = 32;
 constexpr u32 font_page_count = 0x110000 / 256;
 constexpr u32 font_kerning_slots = 4096;  // a power of two
 constexpr i16 font_kerning_unknown = -32768;
+constexpr f32 font_advance_unknown = -1e30f;
 constexpr u32 font_shelf_limit = 1024;
 
 // A row of an atlas that glyphs of about its height fill from the left.
@@ -77,6 +78,9 @@ struct font_t {
     font_set_t* set;
     glyph_t** pages;  // 256 glyphs a page, made when the first of them is met
     i16* kerning_ascii;  // 128 x 128, font_kerning_unknown until looked up
+    // 128 x 128 by (the code point before, the code point): the second's advance with
+    // the kerning between them folded in, in pixels; font_advance_unknown until met.
+    f32* advance_ascii;
     font_kerning_slot_t* kerning_pairs;
     u32 kerning_pair_count;
     font_atlas_t* atlas;
@@ -148,6 +152,14 @@ inline i32 font_kerning(const font_t* font, const glyph_t* glyph, u32 second_cod
         if (known != font_kerning_unknown) return known;
     }
     return font_kerning_search(font, glyph, second_codepoint);
+}
+// The advance of ASCII `codepoint` after ASCII `before`: its glyph's advance plus the
+// pair's kerning, as a line measures it. Filled pair by pair as lines meet them, so
+// that a font costs no kerning lookups before its text needs them.
+f32 font_advance_pair_fill(const font_t* font, u32 before, u32 codepoint);
+inline f32 font_advance_pair(const font_t* font, u32 before, u32 codepoint) {
+    f32 known = font->advance_ascii[before * 128 + codepoint];
+    return known != font_advance_unknown ? known : font_advance_pair_fill(font, before, codepoint);
 }
 f32 font_line_height(const font_t* font, u32 with_gap);
 f32 font_baseline(const font_t* font);

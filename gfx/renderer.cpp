@@ -352,7 +352,7 @@ void gl_batch_text(batch_t* batch, const u8* text, u64 length, u64 codepoints, f
     command->text_offset = batch->text.used;
     command->text_length = length;
     data_push_bytes(&batch->text, text, length, 1);
-    command->codepoints = (u32)(codepoints ? codepoints : utf8_count(text, text + length));
+    command->codepoints = (u32)codepoints;  // drawing never needs the count: no counting here
     command->x = x;
     command->y = y;
     command->trim_first = trim_first;
@@ -389,6 +389,7 @@ void gl_batch_command_colour(batch_t* batch, u32 command_index, colour_t colour)
 struct ascii_font_t {
     const glyph_t* drawn[128];  // null until drawn in this frame
     const i16* kerning[128];    // amounts after the glyph, font_kerning_unknown until met
+    rect_t uv[128];             // a drawn glyph's atlas box, for the atlas's size then
 };
 
 struct ascii_glyphs_t {
@@ -501,9 +502,11 @@ static void text_expand(batch_t* batch, batch_command_t* command, ascii_glyphs_t
         u32 c = *p;
         const glyph_t* glyph = c < 128 ? ascii->drawn[c] : nullptr;
         const i16* kerning = nullptr;  // the glyph's ASCII kerning row, when it has one
+        rect_t uv;
         if (glyph) {
             p += 1;
             kerning = ascii->kerning[c];
+            uv = ascii->uv[c];
         } else {
             u32 codepoint = 0, size = 0;
             codepoint_next(p, end, &codepoint, &size);
@@ -512,10 +515,15 @@ static void text_expand(batch_t* batch, batch_command_t* command, ascii_glyphs_t
             glyph = font_glyph_drawn(font, codepoint);
             if (atlas_size_of(font) != atlas_size) {
                 atlas_size = atlas_changed(known, batch, command, atlas_size, &inverse_width, &inverse_height);
+                // The boxes kept for the old size are met again through the font.
+                for (u32 a = 0; a < 128; a++) ascii->drawn[a] = nullptr;
             }
+            uv = {glyph->x0 * inverse_width, glyph->y0 * inverse_height, glyph->x1 * inverse_width,
+                  glyph->y1 * inverse_height};
             // A glyph that found no room in the atlas tries again where it next appears.
             if (codepoint < 128 && glyph == font_glyph_ascii(font, codepoint)) {
                 ascii->drawn[codepoint] = glyph;
+                ascii->uv[codepoint] = uv;
                 kerning = ascii->kerning[codepoint];
             }
         }
@@ -527,8 +535,6 @@ static void text_expand(batch_t* batch, batch_command_t* command, ascii_glyphs_t
                 break;
             }
             room--;
-            rect_t uv = {glyph->x0 * inverse_width, glyph->y0 * inverse_height, glyph->x1 * inverse_width,
-                         glyph->y1 * inverse_height};
             rect_t box = {pen_x + glyph->offset_x0, pen_y + glyph->offset_y0, pen_x + glyph->offset_x1,
                           pen_y + glyph->offset_y1};
             write(batch, box, uv, colours);

@@ -631,11 +631,14 @@ void layout_fit_single_line(const font_t* font, data_t text, u32 previous_codepo
                             layout_size_t* out_size, u32 flags) {
     PROFILE_ZONE(layout_fit_single_line);
     static const u8 ellipsis[3] = {0xE2, 0x80, 0xA6};
-    f32 ellipsis_width = layout_get_single_line_size(font, ellipsis, 3, codepoint_invalid).width;
+    // The ellipsis is one glyph that starts a line of its own.
+    f32 ellipsis_width = glyph_advance_after(font, nullptr, font_glyph(font, 0x2026), 0x2026);
     const u8* first = text.bytes;
     const u8* end = first + text.used;
-    // The glyph before is carried along, not looked up again for its kerning.
+    // The glyph before is carried along, not looked up again for its kerning; two
+    // ASCII code points in a row take their advance from the font's pair table.
     const glyph_t* previous = previous_codepoint == codepoint_invalid ? nullptr : font_glyph(font, previous_codepoint);
+    u32 before = previous_codepoint;
     f32 used = 0;
     const u8* p = first;
     const u8* ellipsis_at = first;
@@ -660,14 +663,20 @@ void layout_fit_single_line(const font_t* font, data_t text, u32 previous_codepo
             reached_end = false;
             break;
         }
-        if (!glyph) glyph = font_glyph(font, codepoint);
-        f32 advance = glyph_advance_after(font, previous, glyph, codepoint);
+        f32 advance;
+        if ((before | codepoint) < 0x80) {
+            advance = font_advance_pair(font, before, codepoint);
+        } else {
+            if (!glyph) glyph = font_glyph(font, codepoint);
+            advance = glyph_advance_after(font, previous, glyph, codepoint);
+        }
         if (used + advance > width) {
             reached_end = false;
             break;
         }
         used += advance;
         previous = glyph;
+        before = codepoint;
         p += size;
     }
     layout_size_t size = {0, font_line_height(font, 0)};
