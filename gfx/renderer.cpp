@@ -383,12 +383,12 @@ void gl_batch_command_colour(batch_t* batch, u32 command_index, colour_t colour)
     }
 }
 
-// What ASCII text of one font needs, looked up once a frame: the glyphs it drew
-// (a glyph drawn in a frame keeps its place in the atlas until the next begins)
-// and the row of the font's kerning cache that follows each.
+// What ASCII text of one font needs, looked up as the frame first draws each glyph:
+// the glyph (a glyph drawn in a frame keeps its place in the atlas until the next
+// begins), its atlas box and the row of the font's kerning cache that follows it.
 struct ascii_font_t {
     const glyph_t* drawn[128];  // null until drawn in this frame
-    const i16* kerning[128];    // amounts after the glyph, font_kerning_unknown until met
+    const i16* kerning[128];    // amounts after a drawn glyph, font_kerning_unknown until met
     rect_t uv[128];             // a drawn glyph's atlas box, for the atlas's size then
 };
 
@@ -403,14 +403,15 @@ static ascii_font_t* ascii_font(ascii_glyphs_t* known, const font_t* font, u32 f
     ascii_font_t* ascii = &known->fonts[font_index];
     if (known->ready & (1u << font_index)) return ascii;
     known->ready |= 1u << font_index;
-    static const i16 no_kerning[128] = {};
-    for (u32 c = 0; c < 128; c++) {
-        const glyph_t* glyph = font_glyph_ascii(font, c);
-        bool kerns = !font->empty && font->set->faces[glyph->face].kerns && glyph->codepoint < 128;
-        ascii->drawn[c] = nullptr;
-        ascii->kerning[c] = kerns ? font->kerning_ascii + glyph->codepoint * 128 : no_kerning;
-    }
+    for (u32 c = 0; c < 128; c++) ascii->drawn[c] = nullptr;
     return ascii;
+}
+
+// The row of the font's kerning cache that follows an ASCII glyph.
+static const i16* ascii_kerning_row(const font_t* font, const glyph_t* glyph) {
+    static const i16 no_kerning[128] = {};
+    bool kerns = !font->empty && font->set->faces[glyph->face].kerns && glyph->codepoint < 128;
+    return kerns ? font->kerning_ascii + glyph->codepoint * 128 : no_kerning;
 }
 
 // One code point at `p` (before `end`): its value and length, 0 length for a byte
@@ -524,7 +525,7 @@ static void text_expand(batch_t* batch, batch_command_t* command, ascii_glyphs_t
             if (codepoint < 128 && glyph == font_glyph_ascii(font, codepoint)) {
                 ascii->drawn[codepoint] = glyph;
                 ascii->uv[codepoint] = uv;
-                kerning = ascii->kerning[codepoint];
+                kerning = ascii->kerning[codepoint] = ascii_kerning_row(font, glyph);
             }
         }
         if (first) pen_x -= glyph->offset_x0;
