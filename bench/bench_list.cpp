@@ -7,12 +7,12 @@
 #include <imgui.h>
 
 #include <cstdio>
-#include <map>
 #include <string>
 #include <vector>
 
 #include "app/app.h"
 #include "base/file.h"
+#include "bench/frame_pair.h"
 #include "bench/full_store.h"
 #include "gfx/draw.h"
 #include "gfx/renderer.h"
@@ -164,16 +164,6 @@ void bench_imgui(benchmark::State& state) {
     state.counters["vertices"] = ImGui::GetDrawData()->TotalVtxCount;
 }
 
-struct median_reporter_t : benchmark::ConsoleReporter {
-    std::map<std::string, double> cpu;
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs) {
-            if (run.aggregate_name == "median") cpu[run.run_name.function_name] = run.GetAdjustedCPUTime();
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -182,21 +172,7 @@ int main(int argc, char** argv) {
         return 1;
     }
     static std::vector<std::string> documents = full_store_documents();
-    benchmark::RegisterBenchmark("newsloom/list_frame", bench_newsloom, &documents)
-        ->Unit(benchmark::kMicrosecond)
-        ->Repetitions(9)
-        ->ReportAggregatesOnly(true);
-    benchmark::RegisterBenchmark("imgui/list_frame", bench_imgui)
-        ->Unit(benchmark::kMicrosecond)
-        ->Repetitions(9)
-        ->ReportAggregatesOnly(true);
-    benchmark::Initialize(&argc, argv);
-    median_reporter_t reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    double ours = reporter.cpu["newsloom/list_frame"], peer = reporter.cpu["imgui/list_frame"];
-    if (ours > 0 && peer > 0) {
-        printf("\nmedian cpu time of one list frame: newsloom %.1f us  imgui %.1f us  ratio newsloom/imgui %.2f\n",
-               ours, peer, ours / peer);
-    }
-    return 0;
+    frame_repeat(benchmark::RegisterBenchmark("newsloom/list_frame", bench_newsloom, &documents));
+    frame_repeat(benchmark::RegisterBenchmark("imgui/list_frame", bench_imgui));
+    return frame_pair_run(argc, argv, "list_frame", "list frame");
 }

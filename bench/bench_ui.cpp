@@ -9,10 +9,10 @@
 #include <cstdio>
 #include <cmath>
 #include <cstring>
-#include <map>
 #include <string>
 
 #include "base/file.h"
+#include "bench/frame_pair.h"
 #include "gfx/draw.h"
 #include "gfx/renderer.h"
 #include "layout/layout.h"
@@ -168,18 +168,6 @@ void bench_imgui(benchmark::State& state, const std::string* text) {
     state.counters["quads"] = vertices / 4;
 }
 
-struct median_reporter_t : benchmark::ConsoleReporter {
-    std::map<std::string, double> cpu, real;
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs) {
-            if (run.aggregate_name != "median") continue;
-            cpu[run.run_name.function_name] = run.GetAdjustedCPUTime();
-            real[run.run_name.function_name] = run.GetAdjustedRealTime();
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -188,21 +176,7 @@ int main(int argc, char** argv) {
         fprintf(stderr, "bench_ui: no DejaVu Sans (fonts-dejavu-core)\n");
         return 1;
     }
-    benchmark::RegisterBenchmark("newsloom/ui_frame", bench_newsloom, &text)
-        ->Unit(benchmark::kMicrosecond)
-        ->Repetitions(9)
-        ->ReportAggregatesOnly(true);
-    benchmark::RegisterBenchmark("imgui/ui_frame", bench_imgui, &text)
-        ->Unit(benchmark::kMicrosecond)
-        ->Repetitions(9)
-        ->ReportAggregatesOnly(true);
-    benchmark::Initialize(&argc, argv);
-    median_reporter_t reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    double ours = reporter.cpu["newsloom/ui_frame"], peer = reporter.cpu["imgui/ui_frame"];
-    if (ours > 0 && peer > 0) {
-        printf("\nmedian cpu time of one UI frame: newsloom %.1f us  imgui %.1f us  ratio newsloom/imgui %.2f\n",
-               ours, peer, ours / peer);
-    }
-    return 0;
+    frame_repeat(benchmark::RegisterBenchmark("newsloom/ui_frame", bench_newsloom, &text));
+    frame_repeat(benchmark::RegisterBenchmark("imgui/ui_frame", bench_imgui, &text));
+    return frame_pair_run(argc, argv, "ui_frame", "UI frame");
 }
