@@ -132,8 +132,8 @@ f64 scroller_frame(scroller_t* s, const std::vector<std::string>& lines, u32 fir
         const std::string& text = lines[first_line + l];
         layout_size_t size = layout_get_single_line_size(font, (const u8*)text.data(), text.size(), codepoint_invalid);
         if (size.width <= 0) return -1;
-        gl_batch_text(gl_batch(&s->render, s->batch), (const u8*)text.data(), text.size(), line_length, 10,
-                      (f32)(700 - l * 20), 1, 1, colour_white);
+        gl_batch_text(gl_batch(&s->render, s->batch), (const u8*)text.data(), text.size(), 10, (f32)(700 - l * 20), 1,
+                      1, colour_white);
     }
     gl_frame_end(&s->render);
     return seconds_now() - start;

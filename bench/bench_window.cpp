@@ -92,7 +92,7 @@ void BM_ArticleFrame(benchmark::State& state) {
         for (u32 i = 0; i < item->text.run_count; i++) {
             const layout_line_t& run = item->text.runs[i];
             f32 y = 20 + height + scroll - run.rect.y1 + item->text.baseline;
-            gl_batch_text(batch, run.text, run.bytes, run.codepoints, 450 + run.rect.x0, y, 0, 1, colour_white);
+            gl_batch_text(batch, run.text, run.bytes, 450 + run.rect.x0, y, 0, 1, colour_white);
         }
         gl_frame_end(&render);
         benchmark::DoNotOptimize(batch->vertex_count);

@@ -48,11 +48,11 @@ draw_handle_t draw_rect(draw_t* draw, u32 layer, rect_t rect, colour_t colour) {
     return handle_after(draw, draw->rectangles[layer], before);
 }
 
-draw_handle_t draw_text(draw_t* draw, u32 layer, const u8* text, u64 length, u64 codepoints, f32 x, f32 y,
-                        u32 trim_first, u32 font, colour_t colour) {
+draw_handle_t draw_text(draw_t* draw, u32 layer, const u8* text, u64 length, f32 x, f32 y, u32 trim_first, u32 font,
+                        colour_t colour) {
     batch_t* batch = gl_batch(draw->renderer, draw->text[layer]);
     u32 before = batch->command_count;
-    gl_batch_text(batch, text, length, codepoints, x, y, trim_first, font, colour);
+    gl_batch_text(batch, text, length, x, y, trim_first, font, colour);
     return handle_after(draw, draw->text[layer], before);
 }
 

@@ -37,10 +37,9 @@ struct draw_handle_t {
 constexpr u32 draw_handle_none = 0xFFFFFFFF;
 
 draw_handle_t draw_rect(draw_t* draw, u32 layer, rect_t rect, colour_t colour);
-// (x, y) is the pen on the baseline; `trim_first` puts the first glyph's ink at the
-// pen. `codepoints` is the caller's count, 0 when it has none.
-draw_handle_t draw_text(draw_t* draw, u32 layer, const u8* text, u64 length, u64 codepoints, f32 x, f32 y,
-                        u32 trim_first, u32 font, colour_t colour);
+// (x, y) is the pen on the baseline; `trim_first` puts the first glyph's ink at the pen.
+draw_handle_t draw_text(draw_t* draw, u32 layer, const u8* text, u64 length, f32 x, f32 y, u32 trim_first, u32 font,
+                        colour_t colour);
 void draw_set_colour(draw_t* draw, draw_handle_t handle, colour_t colour);
 // A part of the icon atlas; `uv` may run backwards to mirror it.
 void draw_icon(draw_t* draw, u32 layer, rect_t rect, rect_t uv, colour_t colour);

@@ -339,8 +339,8 @@ void gl_batch_image(batch_t* batch, rect_t rect, const rect_t* uv, const colour_
     command->bytes_per_pixel = bytes_per_pixel;
 }
 
-void gl_batch_text(batch_t* batch, const u8* text, u64 length, u64 codepoints, f32 x, f32 y, u32 trim_first,
-                   u32 font, colour_t colour) {
+void gl_batch_text(batch_t* batch, const u8* text, u64 length, f32 x, f32 y, u32 trim_first, u32 font,
+                   colour_t colour) {
     ASSERT(batch->type == batch_type_text && batch->fonts && font < batch->fonts->font_count);
     if (length == 0) return;
     if (batch->text.used + length > batch->text.reserved) {
@@ -352,7 +352,6 @@ void gl_batch_text(batch_t* batch, const u8* text, u64 length, u64 codepoints, f
     command->text_offset = batch->text.used;
     command->text_length = length;
     data_push_bytes(&batch->text, text, length, 1);
-    command->codepoints = (u32)codepoints;  // drawing never needs the count: no counting here
     command->x = x;
     command->y = y;
     command->trim_first = trim_first;

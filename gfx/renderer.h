@@ -65,7 +65,6 @@ struct batch_command_t {
     u32 bytes_per_pixel;
     u32 font;
     u32 trim_first;
-    u32 codepoints;
     u64 text_offset;
     u64 text_length;
     f32 x, y;     // a text's pen
@@ -178,10 +177,8 @@ void gl_batch_rectangle(batch_t* batch, rect_t rect, const rect_t* uv, const col
                         colour_t colour);
 void gl_batch_image(batch_t* batch, rect_t rect, const rect_t* uv, const colour_t* corner_colours, colour_t colour,
                     u32 texture, u32 bytes_per_pixel);
-// (x, y) is the pen on the baseline; `codepoints` is the caller's count, kept with
-// the command (0 when it has none: drawing needs no count). The bytes are copied.
-void gl_batch_text(batch_t* batch, const u8* text, u64 length, u64 codepoints, f32 x, f32 y, u32 trim_first,
-                   u32 font, colour_t colour);
+// (x, y) is the pen on the baseline. The bytes are copied.
+void gl_batch_text(batch_t* batch, const u8* text, u64 length, f32 x, f32 y, u32 trim_first, u32 font, colour_t colour);
 // A queued quad's or text's colour, changed before the frame ends: all four corners
 // of a quad, every glyph of a text.
 void gl_batch_command_colour(batch_t* batch, u32 command, colour_t colour);

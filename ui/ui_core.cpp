@@ -338,7 +338,7 @@ draw_handle_t ui_draw_rect(ui_layer_t layer, rect_t rect, colour_t colour) {
 
 draw_handle_t ui_draw_text(ui_layer_t layer, data_t text, f32 x, f32 y, u32 trim_first, u32 font, colour_t colour) {
     if (!layer.draw || text.used == 0) return draw_handle_t{0, draw_handle_none};
-    return draw_text(layer.draw, layer.layer, text.bytes, text.used, 0, x, y, trim_first, font, colour);
+    return draw_text(layer.draw, layer.layer, text.bytes, text.used, x, y, trim_first, font, colour);
 }
 
 void ui_draw_set_colour(ui_layer_t layer, draw_handle_t handle, colour_t colour) {

@@ -78,8 +78,8 @@ static void text_draw(app_t* ctx, layout_t* layout, const layout_item_t* item, c
     for (u32 i = 0; i < text->run_count; i++) {
         const layout_line_t* run = &text->runs[i];
         // A run starts at its first glyph's ink already: nothing to trim.
-        draw_text(ctx->draw, draw_layer_normal, run->text, run->bytes, run->codepoints, run->rect.x0,
-                  run->rect.y0 + text->baseline, 0, layout->font, colour);
+        draw_text(ctx->draw, draw_layer_normal, run->text, run->bytes, run->rect.x0, run->rect.y0 + text->baseline, 0,
+                  layout->font, colour);
     }
 }
 

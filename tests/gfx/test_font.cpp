@@ -78,7 +78,7 @@ u32 draw_and_check_sources(font_set_t* set, u32 font_index, const std::vector<st
     }
     gl_frame_begin(&render);
     for (u32 b = 0; b < texts.size(); b++) {
-        gl_batch_text(gl_batch(&render, b), (const u8*)utf8[b].data(), utf8[b].size(), 0, 0, 50, 0, font_index,
+        gl_batch_text(gl_batch(&render, b), (const u8*)utf8[b].data(), utf8[b].size(), 0, 50, 0, font_index,
                       colour_white);
     }
     gl_frame_end(&render);
@@ -151,7 +151,7 @@ TEST(Font, AFullAtlasReusesItsOldestShelvesWithoutDrawingAWrongGlyph) {
     std::string utf8 = to_utf8(many);
     for (u32 frame = 0; frame < 2; frame++) {
         gl_frame_begin(&render);
-        gl_batch_text(gl_batch(&render, handle), (const u8*)utf8.data(), utf8.size(), 0, 0, 50, 0, 2, colour_white);
+        gl_batch_text(gl_batch(&render, handle), (const u8*)utf8.data(), utf8.size(), 0, 50, 0, 2, colour_white);
         gl_frame_end(&render);
     }
     EXPECT_LT(gl_batch(&render, handle)->vertex_count, many.size() * 4);
@@ -287,7 +287,7 @@ TEST(Font, NoFontFileIsAnEmptyFontThatStillLaysOut) {
     gl_renderer_create(&render, 200, 200, renderer_alpha_blending, render_backend_stub);
     u32 text = gl_batch_create(&render, batch_type_text, gl_format(2, 1, 1, 2), 100, 10, &set, 0);
     gl_frame_begin(&render);
-    gl_batch_text(gl_batch(&render, text), (const u8*)"abc", 3, 0, 10, 10, 1, 0, colour_white);
+    gl_batch_text(gl_batch(&render, text), (const u8*)"abc", 3, 10, 10, 1, 0, colour_white);
     gl_frame_end(&render);
     EXPECT_EQ(gl_batch(&render, text)->vertex_count, 0u);
 }

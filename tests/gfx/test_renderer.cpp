@@ -73,7 +73,7 @@ TEST(Renderer, StubRecordsWhatAFrameExecutes) {
         gl_frame_begin(&render);
         gl_clear(&render, colour_t{0, 0, 1, 1});
         gl_renderer_scissor(&render, true, -5, 10, 50, 60);
-        gl_batch_text(gl_batch(&render, text), (const u8*)"  ", 2, 0, 7, 8, 0, 1, colour_white);  // no ink
+        gl_batch_text(gl_batch(&render, text), (const u8*)"  ", 2, 7, 8, 0, 1, colour_white);  // no ink
         gl_batch_rectangle(gl_batch(&render, quads), rect_t{1, 2, 3, 4}, nullptr, nullptr, red);
         gl_scissor(gl_batch(&render, quads), false, 0, 0, 0, 0);
         gl_batch_rectangle(gl_batch(&render, quads), rect_t{5, 6, 7, 8}, nullptr, nullptr, red);  // full
@@ -123,7 +123,7 @@ TEST(Renderer, TextExpandsToOneQuadPerInkedGlyph) {
     u32 handle = gl_batch_create(&render, batch_type_text, gl_format(2, 1, 1, 2), 100, 10, set, 0);
     batch_t* batch = gl_batch(&render, handle);
     gl_frame_begin(&render);
-    gl_batch_text(batch, (const u8*)"To be", 5, 0, 10, 50, 1, 2, colour_white);
+    gl_batch_text(batch, (const u8*)"To be", 5, 10, 50, 1, 2, colour_white);
     gl_frame_end(&render);
     EXPECT_EQ(batch->vertex_count, 16u);  // the space has no ink
     EXPECT_EQ(batch->index_count, 20u);
@@ -150,7 +150,7 @@ TEST(Renderer, TextExpandsAlikeWithEitherIndexSize) {
                       gl_batch_create(&render, batch_type_text, gl_format(2, 1, 1, 4), 100, 10, set, 0)};
     const char text[] = "AV\xFF\xC3\xA9";  // A, V, a stray byte, e acute
     gl_frame_begin(&render);
-    for (u32 handle : handles) gl_batch_text(gl_batch(&render, handle), (const u8*)text, 5, 0, 10, 50, 0, 1, colour_white);
+    for (u32 handle : handles) gl_batch_text(gl_batch(&render, handle), (const u8*)text, 5, 10, 50, 0, 1, colour_white);
     gl_frame_end(&render);
     const batch_t* narrow = gl_batch(&render, handles[0]);
     const batch_t* wide = gl_batch(&render, handles[1]);

@@ -70,7 +70,7 @@ TEST_F(GlTest, BatchesDrawWhatTheyQueued) {
     gl_batch_rectangle(rectangles, rect_t{10, 150, 50, 190}, nullptr, nullptr, colour_t{0, 0, 1, 0.5f});
     gl_batch_image(images, rect_t{220, 10, 260, 50}, nullptr, nullptr, white, quadrants, 4);
     gl_batch_image(images, rect_t{280, 10, 300, 30}, nullptr, nullptr, white, single, 1);
-    gl_batch_text(text, (const u8*)"MMMM", 4, 0, 100, 200, 1, 2, white);
+    gl_batch_text(text, (const u8*)"MMMM", 4, 100, 200, 1, 2, white);
     gl_frame_end(&render);
 
     static u8 pixels[320 * 240 * 4];
@@ -123,7 +123,7 @@ TEST_F(GlTest, BatchesDrawWhatTheyQueued) {
     EXPECT_NE(old_texture, 0u);
     gl_frame_begin(&render);
     gl_clear(&render, colour_black);
-    gl_batch_text(text, (const u8*)"\xD0\x96\xD0\x96", 4, 0, 100, 200, 1, 2, white);
+    gl_batch_text(text, (const u8*)"\xD0\x96\xD0\x96", 4, 100, 200, 1, 2, white);
     gl_frame_end(&render);
     EXPECT_EQ(fonts->fonts[2].atlas->texture, old_texture);
     gl_read_framebuffer(0, 0, 320, 240, pixels, sizeof(pixels));
