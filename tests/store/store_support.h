@@ -49,12 +49,21 @@ struct store_fixture_t {
         data_clear(&scratch);
         return merged;
     }
+    // A document of tests/data/feeds, at its file name unless an address is given.
+    feed_t* merge_file(const char* file, const char* address = nullptr, feed_t* feed = nullptr) {
+        std::string document = read_test_file((std::string("feeds/") + file).c_str());
+        EXPECT_FALSE(document.empty()) << file;
+        return merge(document, address ? address : file, feed);
+    }
     void use_folder(const std::string& path) {
         bytes_copy(folder_buffer, path.data(), path.size());
         folder = data_make(sizeof(folder_buffer), path.size(), folder_buffer);
     }
     bool save(reader_t* saved) { return reader_save(&scratch, folder, saved); }
     bool save() { return save(&reader); }
+    entry_t* entry(feed_t* feed, const char* unique_id) {
+        return reader_find_entry_by_unique_id(&reader, feed->id, data_from_size(strlen(unique_id), unique_id));
+    }
     bool load(reader_load_status_t* status) {
         bool loaded = reader_load(&scratch, folder, &reader, status);
         ASSERT(reader_entry_heads_match(&reader));
@@ -63,3 +72,12 @@ struct store_fixture_t {
 };
 
 inline std::string to_string(data_t text) { return std::string((const char*)text.bytes, text.used); }
+
+// "none" for no date.
+inline std::string date_text(date_t date) {
+    if (date_is_zero(date)) return "none";
+    char buffer[32];
+    snprintf(buffer, sizeof(buffer), "%04u-%02u-%02u %02u:%02u:%02u", date.year, date.month, date.day, date.hour,
+             date.minute, date.second);
+    return buffer;
+}

@@ -11,18 +11,6 @@
 
 namespace {
 
-std::string date_text(date_t date) {
-    if (date_is_zero(date)) return "none";
-    char buffer[32];
-    snprintf(buffer, sizeof(buffer), "%04u-%02u-%02u %02u:%02u:%02u", date.year, date.month, date.day, date.hour,
-             date.minute, date.second);
-    return buffer;
-}
-
-entry_t* by_id(store_fixture_t& store, feed_t* feed, const char* unique_id) {
-    return reader_find_entry_by_unique_id(&store.reader, feed->id, data_from_size(strlen(unique_id), unique_id));
-}
-
 // The names of the persons related to an owner by `kind`.
 std::vector<std::string> persons(reader_t* reader, u32 kind, u32 owner_id) {
     std::vector<std::string> names;
@@ -34,18 +22,12 @@ std::vector<std::string> persons(reader_t* reader, u32 kind, u32 owner_id) {
     return names;
 }
 
-feed_t* merge_file(store_fixture_t& store, const char* file, const char* address, feed_t* feed = nullptr) {
-    std::string document = read_test_file((std::string("feeds/") + file).c_str());
-    EXPECT_FALSE(document.empty()) << file;
-    return store.merge(document, address, feed);
-}
-
 }  // namespace
 
 TEST(FeedReading, StandInsForTitlesAuthorsAndDates) {
     store_fixture_t store;
     const char* address = "https://example.org/feeds/stand_ins.rss";
-    feed_t* feed = merge_file(store, "stand_ins.rss", address);
+    feed_t* feed = store.merge_file("stand_ins.rss", address);
     ASSERT_TRUE(feed);
     EXPECT_EQ(to_string(feed->rss.title), "Stand-ins");
     EXPECT_EQ(to_string(feed->rss.managing_editor), "The Show's Host");
@@ -66,13 +48,13 @@ TEST(FeedReading, StandInsForTitlesAuthorsAndDates) {
     };
     for (const case_t& c : cases) {
         SCOPED_TRACE(c.guid);
-        entry_t* entry = by_id(store, feed, c.guid);
+        entry_t* entry = store.entry(feed, c.guid);
         ASSERT_TRUE(entry);
         EXPECT_EQ(to_string(entry->rss.title), c.title);
         EXPECT_EQ(to_string(entry->rss.author), c.author);
         EXPECT_EQ(date_text(entry->rss.pub_date), c.date);
     }
-    EXPECT_EQ(to_string(by_id(store, feed, "episode")->rss.link), "https://example.org/feeds/episodes/3.mp3");
+    EXPECT_EQ(to_string(store.entry(feed, "episode")->rss.link), "https://example.org/feeds/episodes/3.mp3");
     EXPECT_EQ(date_text(feed->rss.last_build_date), "2021-03-03 14:15:00");
 
     reader_check(&store.reader);
@@ -81,7 +63,7 @@ TEST(FeedReading, StandInsForTitlesAuthorsAndDates) {
 TEST(FeedReading, AtomDatesLinksAndText) {
     store_fixture_t store;
     const char* address = "https://example.net/feeds/atom.xml";
-    feed_t* feed = merge_file(store, "atom_reading.atom", address);
+    feed_t* feed = store.merge_file("atom_reading.atom", address);
     ASSERT_TRUE(feed);
     feed_atom_t* f = &feed->atom;
     EXPECT_EQ(to_string(f->title), "Reading Atom");
@@ -94,7 +76,7 @@ TEST(FeedReading, AtomDatesLinksAndText) {
     EXPECT_EQ(date_text(f->updated), "2024-05-01 10:00:00");
     ASSERT_EQ(feed->entry_count, 3u);
 
-    entry_t* published_only = by_id(store, feed, "tag:example.net,2024:1");
+    entry_t* published_only = store.entry(feed, "tag:example.net,2024:1");
     ASSERT_TRUE(published_only);
     EXPECT_EQ(date_text(published_only->atom.updated), "2024-05-01 00:30:00");
     EXPECT_EQ(date_text(published_only->atom.published), "2024-05-01 00:30:00");
@@ -104,7 +86,7 @@ TEST(FeedReading, AtomDatesLinksAndText) {
     EXPECT_EQ(to_string(published_only->atom.summary),
               "<div xmlns=\"http://www.w3.org/1999/xhtml\"><p>A <b>bold</b> &amp; short summary.</p></div>");
 
-    entry_t* undated = by_id(store, feed, "tag:example.net,2024:2");
+    entry_t* undated = store.entry(feed, "tag:example.net,2024:2");
     ASSERT_TRUE(undated);
     EXPECT_TRUE(date_is_zero(undated->atom.updated));
     EXPECT_EQ(to_string(reader_atom_link_by_rel(&store.reader, undated->id, 1, atom_owner_entry, 0)),
@@ -112,7 +94,7 @@ TEST(FeedReading, AtomDatesLinksAndText) {
     EXPECT_EQ(to_string(undated->atom.content), "<p>Escaped markup stays text to the scanner.</p>");
     EXPECT_EQ(persons(&store.reader, relation_atom_entry_author, undated->id), std::vector<std::string>{"Someone"});
 
-    entry_t* beside = by_id(store, feed, "tag:example.net,2024:3");
+    entry_t* beside = store.entry(feed, "tag:example.net,2024:3");
     ASSERT_TRUE(beside);
     EXPECT_EQ(to_string(beside->atom.title), "Text <beside> CDATA");
     EXPECT_EQ(persons(&store.reader, relation_atom_entry_author, beside->id), std::vector<std::string>{"Guest Writer"});
@@ -122,19 +104,19 @@ TEST(FeedReading, AtomDatesLinksAndText) {
     // The entry with neither date is kept like an undated item: read again and
     // known by its id, never doubled.
     u32 undated_id = undated->id;
-    merge_file(store, "atom_reading.atom", address, feed);
+    store.merge_file("atom_reading.atom", address, feed);
     EXPECT_EQ(feed->entry_count, 3u);
-    EXPECT_NE(by_id(store, feed, "tag:example.net,2024:2")->id, undated_id);
+    EXPECT_NE(store.entry(feed, "tag:example.net,2024:2")->id, undated_id);
     reader_check(&store.reader);
 }
 
 TEST(FeedReading, MarkupInsideRssText) {
     store_fixture_t store;
-    feed_t* feed = merge_file(store, "rss_markup.rss", "https://example.com/feeds/markup.rss");
+    feed_t* feed = store.merge_file("rss_markup.rss", "https://example.com/feeds/markup.rss");
     ASSERT_TRUE(feed);
     EXPECT_EQ(to_string(feed->rss.title), "Markup in RSS");
-    entry_t* first = by_id(store, feed, "markup-1");
-    entry_t* second = by_id(store, feed, "markup-2");
+    entry_t* first = store.entry(feed, "markup-1");
+    entry_t* second = store.entry(feed, "markup-2");
     ASSERT_TRUE(first && second);
     EXPECT_EQ(to_string(first->rss.title), "A bold move & more");
     EXPECT_EQ(to_string(first->rss.link), "https://example.com/news/1");
@@ -161,26 +143,26 @@ TEST(FeedReading, AStoreWrittenBeforeKeepsWorking) {
     feed_t* atom = reader_find_feed_by_address(&store.reader, data_literal("http://127.0.0.1:8765/offsets.atom"));
     ASSERT_TRUE(rss && atom);
     EXPECT_EQ(date_text(rss->rss.last_build_date), "2006-07-02 09:00:00");  // PDT read as UTC
-    u32 est = by_id(store, rss, "zone-est")->id;
-    u32 pdt = by_id(store, rss, "zone-pdt")->id;
-    u32 gmt = by_id(store, rss, "zone-gmt")->id;
-    u32 west = by_id(store, atom, "urn:west")->id;
-    u32 east = by_id(store, atom, "urn:east")->id;
+    u32 est = store.entry(rss, "zone-est")->id;
+    u32 pdt = store.entry(rss, "zone-pdt")->id;
+    u32 gmt = store.entry(rss, "zone-gmt")->id;
+    u32 west = store.entry(atom, "urn:west")->id;
+    u32 east = store.entry(atom, "urn:east")->id;
     store.reader.generation += 1;
 
-    merge_file(store, "zones.rss", "http://127.0.0.1:8765/zones.rss", rss);
+    store.merge_file("zones.rss", "http://127.0.0.1:8765/zones.rss", rss);
     EXPECT_EQ(rss->entry_count, 3u);
-    EXPECT_EQ(by_id(store, rss, "zone-est")->id, est) << "now 20:04 on January 2, still before July";
-    EXPECT_EQ(by_id(store, rss, "zone-gmt")->id, gmt);
-    entry_t* replaced = by_id(store, rss, "zone-pdt");
+    EXPECT_EQ(store.entry(rss, "zone-est")->id, est) << "now 20:04 on January 2, still before July";
+    EXPECT_EQ(store.entry(rss, "zone-gmt")->id, gmt);
+    entry_t* replaced = store.entry(rss, "zone-pdt");
     EXPECT_NE(replaced->id, pdt);
     EXPECT_EQ(replaced->generation, store.reader.generation);
     EXPECT_EQ(date_text(replaced->rss.pub_date), "2006-07-02 16:00:00");
 
-    merge_file(store, "offsets.atom", "http://127.0.0.1:8765/offsets.atom", atom);
+    store.merge_file("offsets.atom", "http://127.0.0.1:8765/offsets.atom", atom);
     EXPECT_EQ(atom->entry_count, 2u);
-    EXPECT_NE(by_id(store, atom, "urn:west")->id, west);
-    EXPECT_EQ(by_id(store, atom, "urn:east")->id, east) << "08:00 in UTC lies before the stored 15:04";
+    EXPECT_NE(store.entry(atom, "urn:west")->id, west);
+    EXPECT_EQ(store.entry(atom, "urn:east")->id, east) << "08:00 in UTC lies before the stored 15:04";
     EXPECT_EQ(date_text(atom->atom.updated), "2006-01-02 23:04:05");
     reader_check(&store.reader);
 }

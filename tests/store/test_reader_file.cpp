@@ -29,11 +29,6 @@ std::string only_store_file(const std::string& folder) {
     return names.empty() ? "" : folder + "/" + names[0];
 }
 
-void merge_corpus(store_fixture_t* store, const char* file) {
-    std::string document = read_test_file((std::string("feeds/") + file).c_str());
-    ASSERT_TRUE(store->merge(document, file));
-}
-
 }  // namespace
 
 TEST(ReaderFile, EmptyStoreHasTheDesignedSize) {
@@ -55,12 +50,12 @@ TEST(ReaderFile, SaveAndLoadGiveTheSameRecords) {
     temp_folder_t first_folder, second_folder;
     store_fixture_t store;
     store.use_folder(first_folder.path);
-    merge_corpus(&store, "russcox.atom");
+    ASSERT_TRUE(store.merge_file("russcox.atom"));
     store.reader.generation = 3;
-    merge_corpus(&store, "atp.rss");
-    merge_corpus(&store, "DaringFireball.atom");
+    ASSERT_TRUE(store.merge_file("atp.rss"));
+    ASSERT_TRUE(store.merge_file("DaringFireball.atom"));
     store.reader.generation = 7;
-    merge_corpus(&store, "kc0011.rss");
+    ASSERT_TRUE(store.merge_file("kc0011.rss"));
     feed_t* feed = reader_find_feed_by_address(&store.reader, data_literal("atp.rss"));
     reader_find_meta(&store.reader, feed->id)->flags = 5;
     reader_find_meta(&store.reader, feed->id)->link_target = &store.reader.link_targets[3];
@@ -118,12 +113,12 @@ TEST(ReaderFile, IdsAndGenerationsAreDenseAfterASave) {
     store_fixture_t store;
     store.use_folder(folder.path);
     store.reader.generation = 2;
-    merge_corpus(&store, "qemu.atom");
+    ASSERT_TRUE(store.merge_file("qemu.atom"));
     store.reader.generation = 4;
-    merge_corpus(&store, "monkeydom.rss");
+    ASSERT_TRUE(store.merge_file("monkeydom.rss"));
     store.reader.generation = 9;
-    merge_corpus(&store, "neverworkintheory.atom");
-    merge_corpus(&store, "theomnishow.rss");
+    ASSERT_TRUE(store.merge_file("neverworkintheory.atom"));
+    ASSERT_TRUE(store.merge_file("theomnishow.rss"));
     reader_t* reader = &store.reader;
     reader_remove_feed(reader, reader_find_feed_by_address(reader, data_literal("monkeydom.rss")));
     feed_t* omni = reader_find_feed_by_address(reader, data_literal("theomnishow.rss"));
@@ -186,7 +181,7 @@ TEST(ReaderFile, DamagedNewestFileIsRefusedAndLeftInPlace) {
     {
         store_fixture_t store;
         store.use_folder(source.path);
-        merge_corpus(&store, "489.rss");
+        ASSERT_TRUE(store.merge_file("489.rss"));
         ASSERT_TRUE(store.save());
         good = file_bytes(only_store_file(source.path));
     }
@@ -299,7 +294,7 @@ TEST(ReaderFile, SaveRebuildsCodepointsAsAPlainDecodeFindsThem) {
     temp_folder_t folder;
     store_fixture_t store;
     store.use_folder(folder.path);
-    merge_corpus(&store, "kc0011.rss");
+    ASSERT_TRUE(store.merge_file("kc0011.rss"));
     const std::string pieces[] = {
         "plain text\twith a tab\nand a line",
         "\x7F" "del, \x01, caf\xC3\xA9, \xCE\xB1\xCE\xB2, \xE2\x82\xAC, \xE4\xB8\xAD\xE6\x96\x87",
@@ -374,9 +369,9 @@ TEST(ReaderFile, KillDuringSaveLeavesTheNewestFileWhole) {
     temp_folder_t folder;
     store_fixture_t store;
     store.use_folder(folder.path);
-    merge_corpus(&store, "russcox.atom");
-    merge_corpus(&store, "atp.rss");
-    merge_corpus(&store, "cloudblog.rss");
+    ASSERT_TRUE(store.merge_file("russcox.atom"));
+    ASSERT_TRUE(store.merge_file("atp.rss"));
+    ASSERT_TRUE(store.merge_file("cloudblog.rss"));
     ASSERT_TRUE(store.save());
     const u32 delays_us[] = {300, 1500, 4000, 9000, 20000};
     for (u32 delay : delays_us) {

@@ -36,11 +36,6 @@ std::string folder_of_length(const std::string& root, size_t length) {
     return path;
 }
 
-void add_feed(store_fixture_t* store) {
-    std::string document = read_test_file("feeds/489.rss");
-    ASSERT_TRUE(store->merge(document, "489.rss"));
-}
-
 }  // namespace
 
 TEST(StoreFolder, SaveMakesEveryMissingFolder) {
@@ -56,7 +51,7 @@ TEST(StoreFolder, SaveMakesEveryMissingFolder) {
 // Paths around the old 1024-byte name buffer and up to what the system takes: the
 // file lands in the folder under its dated name and loads again.
 TEST(StoreFolder, LongFoldersSaveAndLoadInPlace) {
-    for (size_t length : {990, 1000, 1020, 1024, 1100, 2048, 4000, 4060}) {
+    for (size_t length : {990, 1024, 1100, 4060}) {
         SCOPED_TRACE(length);
         temp_folder_t root;
         std::string folder = folder_of_length(root.path, length);
@@ -64,7 +59,7 @@ TEST(StoreFolder, LongFoldersSaveAndLoadInPlace) {
         u64 feeds = 0;
         {
             store_fixture_t store;
-            add_feed(&store);
+            ASSERT_TRUE(store.merge_file("489.rss"));
             feeds = store.reader.feeds.entry_count;
             store.use_folder(folder);
             ASSERT_TRUE(store.save());
@@ -122,7 +117,7 @@ TEST(StoreFolder, DamagedNewestFilesAreKeptAsideAndAnOlderOneLoads) {
     {
         temp_folder_t source;
         store_fixture_t store;
-        add_feed(&store);
+        ASSERT_TRUE(store.merge_file("489.rss"));
         feeds = store.reader.feeds.entry_count;
         store.use_folder(source.path);
         ASSERT_TRUE(store.save());

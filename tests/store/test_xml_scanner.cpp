@@ -232,10 +232,3 @@ TEST(XmlScanner, NewCodePointsJoinTheSetInOrderOfFirstAppearance) {
     EXPECT_TRUE(codepoint_set_contains(&store.codepoints, 0x3B2));
     EXPECT_FALSE(codepoint_set_contains(&store.codepoints, 0x3B4));
 }
-
-TEST(XmlScanner, DefaultCodePoints) {
-    EXPECT_EQ(codepoint_defaults.values[0], 0x20u);
-    EXPECT_EQ(codepoint_defaults.values[94], 0x7Eu);
-    EXPECT_EQ(codepoint_defaults.values[95], 0xA0u);
-    EXPECT_EQ(codepoint_defaults.values[codepoint_default_count - 2], 0xFFFDu);
-}
