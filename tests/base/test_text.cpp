@@ -113,14 +113,10 @@ TEST(Text, Utf8EncodeKeepsItsOwnBounds) {
     EXPECT_EQ(small[0], 1);
 }
 
-TEST(Text, Utf8CountAndLastCharLength) {
+TEST(Text, Utf8LastCharLength) {
     std::string mixed = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80";
     const u8* first = (const u8*)mixed.data();
     const u8* end = first + mixed.size();
-    EXPECT_EQ(utf8_count(first, end), 4u);
-    std::string bad = "a\xFF\x80z";
-    EXPECT_EQ(utf8_count((const u8*)bad.data(), (const u8*)bad.data() + bad.size()), 4u);
-
     EXPECT_EQ(utf8_last_char_length(first, end), 4u);
     EXPECT_EQ(utf8_last_char_length(first, end - 4), 3u);
     EXPECT_EQ(utf8_last_char_length(first, first + 1), 1u);
@@ -168,10 +164,6 @@ TEST(Text, Utf16DecodeAndEncode) {
     error = 0;
     utf16_encode(out, out + 4, 0xDC00, &units, 0, &error);
     EXPECT_EQ(error, 4u);
-
-    const u16 text[] = {0x41, 0xD83D, 0xDE00, 0xDC00, 0x42, 0};
-    EXPECT_EQ(utf16_length(text), 5u);
-    EXPECT_EQ(utf16_count((const u8*)text, (const u8*)(text + 5)), 4u);
 }
 
 TEST(Text, ConvertersReplaceBadInput) {
@@ -195,34 +187,15 @@ TEST(Text, ConvertersReplaceBadInput) {
     u64 units = utf8_to_utf16((const u8*)utf8.data(), utf8.size(), wide, 16, &error);
     EXPECT_EQ(error, 0u);
     EXPECT_EQ(std::vector<u16>(wide, wide + units), (std::vector<u16>{0x61, 0xFFFD, 0xE9, 0xFFFD, 0xFFFD}));
-
-    // The data_t forms append behind what the target holds.
-    alignas(2) u8 buffer[32];
-    data_t target = data_make(sizeof(buffer), 2, buffer);
-    error = 0;
-    EXPECT_EQ(data_utf8_to_utf16(data_literal("h\xC3\xA9"), &target, &error), 2u);
-    EXPECT_EQ(target.used, 6u);
-    data_t wide_text = data_make(4, 4, buffer + 2);
-    data_t narrow = data_make(8, 1, buffer + 20);
-    EXPECT_EQ(data_utf16_to_utf8(wide_text, &narrow, &error), 3u);
-    EXPECT_EQ(narrow.used, 4u);
-    EXPECT_EQ(memcmp(buffer + 21, "h\xC3\xA9", 3), 0);
-    data_t odd = data_make(3, 3, buffer);
-    EXPECT_DEATH(data_utf16_to_utf8(odd, &narrow, &error), "");
 }
 
 TEST(Text, CompareAndFold) {
     EXPECT_TRUE(data_equal(data_t{}, data_t{}));
-    EXPECT_TRUE(data_equal_no_case(data_literal("HeLLo"), data_literal("hello")));
-    EXPECT_FALSE(data_equal_no_case(data_literal("a["), data_literal("a{")));
     EXPECT_TRUE(data_starts_with(data_literal("<?xml"), data_literal("<?")));
     EXPECT_FALSE(data_starts_with(data_literal("<"), data_literal("<?")));
-    EXPECT_TRUE(data_starts_with_no_case(data_literal("HTTP://x"), data_literal("http://")));
     std::string mixed = "MiXeD 1";
     data_to_lower(view(mixed));
     EXPECT_EQ(mixed, "mixed 1");
-    EXPECT_DEATH(data_equal_no_case(data_t{}, data_t{}), "");
-    EXPECT_DEATH(bytes_equal(nullptr, 1, "a", 1), "");
 }
 
 TEST(Text, SearchTable) {
@@ -230,24 +203,16 @@ TEST(Text, SearchTable) {
     u8* first = (u8*)hay.data();
     u8* end = first + hay.size();
     EXPECT_EQ(bytes_find(first, end, "bc", 2), first + 1);
-    EXPECT_EQ(bytes_find_last(first, end, "bc", 2), first + 4);
     EXPECT_EQ(bytes_find(first, end, "abcabc", 6), first);
     EXPECT_EQ(bytes_find(first, end, "", 0), end);
     EXPECT_EQ(bytes_find(first, end, "abcabca", 7), end);
     EXPECT_EQ(bytes_find(first, first, "a", 1), first);
-    EXPECT_EQ(bytes_find_last(first, end, "a", 1), first + 3);
-    EXPECT_EQ(bytes_find_last(first, first + 3, "a", 1), first);
 
     std::string spaced = " a b ";
     u8* s = (u8*)spaced.data();
     u8* s_end = s + spaced.size();
-    EXPECT_EQ(bytes_find_space(s + 1, s_end), s + 2);
-    EXPECT_EQ(bytes_find_last_space(s, s_end), s + 4);
     EXPECT_EQ(bytes_find_not_space(s, s_end), s + 1);
-    EXPECT_EQ(bytes_find_last_not_space(s, s_end), s + 3);
-    EXPECT_EQ(bytes_find_space(s + 1, s + 2), nullptr);
     EXPECT_EQ(bytes_find_not_space(s, s + 1), nullptr);
-    EXPECT_EQ(bytes_find_last_not_space(s + 4, s_end), nullptr);
 
     const u32 set[] = {0x20AC, 0x41};
     EXPECT_TRUE(char_is_any_u32(0x41, set, 2));
@@ -255,27 +220,13 @@ TEST(Text, SearchTable) {
 }
 
 TEST(Text, EditingAndHashes) {
-    std::string text = "a-b";
-    string_replace_chars(view(text), "ab", "bc");  // the walk goes on with the changed byte
-    EXPECT_EQ(text, "c-c");
-    EXPECT_DEATH(string_replace_chars(view(text), "ab", "b"), "");
-
-    std::string padded = "value \t\n";
-    data_t trimmed = string_trim_end(view(padded), " \t\n");
-    EXPECT_EQ(trimmed.used, 5u);
-    EXPECT_EQ(string_trim_end(data_literal("   "), " ").used, 0u);
-    EXPECT_DEATH(string_trim_end(data_t{}, " "), "");
-
     EXPECT_EQ(hash_fnv1a_32("", 0), 0x811C9DC5u);
     EXPECT_EQ(hash_fnv1a_32("a", 1), 0xE40C292Cu);
-    EXPECT_EQ(hash_fnv1a_64("a", 1), 0xAF63DC4C8601EC8Cull);
-    EXPECT_EQ(text_length(nullptr), 0u);
 
     u8 buffer[8] = {1, 2, 3, 4, 5, 6, 7, 8};
     bytes_copy_backward(buffer + 2, buffer, 6);
     EXPECT_EQ(std::vector<u8>(buffer, buffer + 8), (std::vector<u8>{1, 2, 1, 2, 3, 4, 5, 6}));
     EXPECT_EQ(bytes_copy(buffer, buffer + 4, 2), buffer + 6);
-    EXPECT_DEATH(bytes_copy(nullptr, buffer, 1), "");
 }
 
 TEST(Text, ConverterAgreesWithTheEncoderOnEveryBmpUnit) {
