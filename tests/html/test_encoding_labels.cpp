@@ -77,9 +77,3 @@ TEST(EncodingLabels, EveryLabelButTheExceptionsFindsItsEncoding) {
     }
     EXPECT_EQ(reachable, 213u - 1 - 8);
 }
-
-TEST(EncodingLabels, Names) {
-    EXPECT_STREQ(encoding_name(encoding_utf_8), "UTF-8");
-    EXPECT_STREQ(encoding_name(encoding_none), "");
-    EXPECT_STREQ(encoding_name(41), "");
-}

@@ -68,10 +68,6 @@ TEST(StreamDeathTest, UndoWithoutAConsumeStops) {
     hp_consume(&hp, &error);
     hp_peek_start(&hp);
     EXPECT_DEATH(hp_unconsume(&hp), "");
-    hp_t other = stream_over(input, encoding_utf_8);
-    hp_peek_start(&other);
-    hp_consume(&other, &error);
-    EXPECT_DEATH(hp_peek_commit(&other), "");
 }
 
 TEST(Stream, Big5PairGivesTheSecondCodePointWithNoBytes) {
