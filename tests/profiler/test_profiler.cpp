@@ -148,13 +148,6 @@ TEST(ProfilerDeath, FrameCallsOutOfTurnStop) {
             frame_end();
         },
         "");
-    EXPECT_DEATH(
-        {
-            u32 error = 0;
-            profiler_start(profiler_thread_main, 100, &error);
-            profiler_thread_register(profiler_thread_main, 100, &error);
-        },
-        "");
 }
 
 TEST_F(Profiler, EmptyAndLiveCallsSwitchByMask) {
