@@ -69,6 +69,7 @@ struct font_atlas_t {
     u32 dirty_y0, dirty_y1;  // rows changed since the last upload
     u32 resized;             // the texture must be made anew
     u32 texture;             // the renderer's
+    u32 refused;             // the renderer couldn't make the texture at this size
     font_shelf_t shelves[font_shelf_limit];
 };
 

@@ -615,10 +615,13 @@ void gl_render(renderer_t* renderer) {
     if (renderer->backend == render_backend_gl) {
         render_gl_execute(renderer);
     } else {
-        render_stub_execute(renderer);
         for (u32 f = 0; frame_set && f < frame_set->font_count; f++) {
-            if (frame_set->fonts[f].atlas) font_atlas_uploaded(frame_set->fonts[f].atlas);
+            font_atlas_t* atlas = frame_set->fonts[f].atlas;
+            if (!atlas || !atlas->pixels) continue;
+            render_atlas_texture(renderer, atlas, &frame_set->fonts[f]);
+            font_atlas_uploaded(atlas);
         }
+        render_stub_execute(renderer);
     }
     for (u32 i = 0; i < renderer->batch_count; i++) {
         if (renderer->batches[i].dropped) {
@@ -642,4 +645,28 @@ void render_texture_delete(renderer_t* renderer, u32* texture) {
     }
     if (*texture) render_stub_texture_delete(renderer, *texture);
     *texture = 0;
+}
+
+// A texture the driver refuses (out of memory, most often) leaves the font's text
+// undrawn rather than stopping; it is asked for again only when the atlas grows, so
+// a refusal costs one try and one line, not one of each per frame.
+bool render_atlas_texture(renderer_t* renderer, font_atlas_t* atlas, const font_t* font) {
+    if (atlas->resized) {
+        render_texture_delete(renderer, &atlas->texture);
+        atlas->refused = 0;
+    }
+    if (atlas->texture) return true;
+    if (atlas->refused) return false;
+    atlas->texture = render_texture_create(renderer, atlas->pixels, atlas->width, atlas->height, 1, texture_linear);
+    if (!atlas->texture) {
+        atlas->refused = 1;
+        log_paragraph_start(log_user);
+        log_write_c_string(log_user, "A font's glyphs could not be made into a texture; its text is not shown: ");
+        log_write_u64(log_user, (u64)font->size);
+        log_write_c_string(log_user, " px, atlas ");
+        log_write_u64(log_user, atlas->width);
+        log_write_c_string(log_user, " by ");
+        log_write_u64(log_user, atlas->height);
+    }
+    return false;
 }

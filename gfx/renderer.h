@@ -205,6 +205,9 @@ void gl_texture_delete(u32* texture);
 u32 render_texture_create(renderer_t* renderer, const void* pixels, i32 width, i32 height, u32 bytes_per_pixel,
                           u32 flags);
 void render_texture_delete(renderer_t* renderer, u32* texture);
+// A font atlas's texture, made when the atlas is new or grew. True when the texture
+// was there before and wants only the rows that changed.
+bool render_atlas_texture(renderer_t* renderer, font_atlas_t* atlas, const font_t* font);
 u32 render_stub_texture_create(renderer_t* renderer);
 void render_stub_texture_delete(renderer_t* renderer, u32 texture);
 // The largest side of a texture the context takes.

@@ -175,12 +175,10 @@ static void scissor_apply(const i32* scissor) {
 
 // A font's atlas: made anew when it grew, else only the rows that changed since the
 // last upload.
-static void atlas_upload(font_atlas_t* atlas) {
+static void atlas_upload(renderer_t* renderer, const font_t* font) {
+    font_atlas_t* atlas = font->atlas;
     if (!atlas->pixels) return;
-    if (atlas->texture && atlas->resized) gl_texture_delete(&atlas->texture);
-    if (!atlas->texture) {
-        atlas->texture = gl_texture_create(atlas->pixels, atlas->width, atlas->height, 1, texture_linear);
-    } else if (atlas->dirty_y1 > atlas->dirty_y0) {
+    if (render_atlas_texture(renderer, atlas, font) && atlas->dirty_y1 > atlas->dirty_y0) {
         glBindTexture(GL_TEXTURE_2D, atlas->texture);
         glTexSubImage2D(GL_TEXTURE_2D, 0, 0, (GLint)atlas->dirty_y0, atlas->width,
                         (GLsizei)(atlas->dirty_y1 - atlas->dirty_y0), GL_RED, GL_UNSIGNED_BYTE,
@@ -215,7 +213,7 @@ static bool batch_is_opaque(const batch_t* batch, u64 offset) {
 static void batch_draw(renderer_t* renderer, batch_t* batch) {
     bool text = batch->type == batch_type_text && batch->fonts;
     for (u32 f = 0; text && f < batch->fonts->font_count; f++) {
-        if (batch->fonts->fonts[f].atlas) atlas_upload(batch->fonts->fonts[f].atlas);
+        if (batch->fonts->fonts[f].atlas) atlas_upload(renderer, &batch->fonts->fonts[f]);
     }
     if (batch->vertex_count == 0) return;
     if (!batch->program) {
@@ -299,7 +297,13 @@ static void batch_draw(renderer_t* renderer, batch_t* batch) {
             continue;
         }
         // Each font has its own atlas: a run ends where the text's texture changes.
+        // A font whose atlas has no texture (the driver refused it) isn't drawn.
         u32 texture = text ? text_texture(batch, command) : bound;
+        if (text && !texture) {
+            if (run_open) draw_range(batch, run_first, run_end);
+            run_open = false;
+            continue;
+        }
         if (texture != bound) {
             if (run_open) draw_range(batch, run_first, run_end);
             run_open = false;

@@ -25,6 +25,11 @@ static void batch_record(renderer_t* renderer, u32 handle) {
         const batch_command_t* command = &batch->commands[i];
         u32 kind = command->kind;
         if (kind != render_command_scissor && kind != batch_type_text && command->index_count == 0) continue;
+        // The text of a font whose atlas got no texture isn't drawn.
+        if (kind == batch_type_text && batch->fonts && batch->fonts->fonts[command->font].atlas &&
+            batch->fonts->fonts[command->font].atlas->refused) {
+            continue;
+        }
         render_record_t* record = record_push(renderer, kind, handle);
         if (!record) return;
         record->colour = command->colour;

@@ -174,6 +174,40 @@ TEST(Font, QuadsMadeBeforeTheAtlasGrowsInAFrameKeepTheirGlyphs) {
     EXPECT_GT(p.set.fonts[1].atlas->height, 256);  // it grew, from 512 by 256
 }
 
+// A font's atlas texture that the driver refuses leaves that font's text undrawn,
+// said once and not asked for again each frame, while the other fonts draw; the
+// atlas grown gets its texture.
+TEST(Font, AnAtlasWhoseTextureIsRefusedHidesItsTextUntilItGrows) {
+    private_set_t p(4096, 0);
+    renderer_t render;
+    gl_renderer_create(&render, 800, 100, renderer_alpha_blending, render_backend_stub);
+    u32 handle = gl_batch_create(&render, batch_type_text, gl_format(2, 1, 1, 2), 4096, 16, &p.set, 0);
+    render.textures_to_refuse = 1;
+    u8* mark = log_test_mark(log_user);
+    auto drawn_fonts = [&](const std::string& text) {
+        gl_frame_begin(&render);
+        gl_batch_text(gl_batch(&render, handle), (const u8*)text.data(), text.size(), 0, 50, 0, 0, colour_white);
+        gl_batch_text(gl_batch(&render, handle), (const u8*)"Wg", 2, 0, 80, 0, 1, colour_white);
+        gl_frame_end(&render);
+        std::vector<u32> fonts;
+        for (u32 i = 0; i < render.record_count; i++) {
+            if (render_records(&render)[i].kind == batch_type_text) fonts.push_back(render_records(&render)[i].font);
+        }
+        return fonts;
+    };
+    for (u32 frame = 0; frame < 3; frame++) EXPECT_EQ(drawn_fonts("Wg"), std::vector<u32>{1}) << frame;
+    EXPECT_EQ(render.textures_created, 1u);
+    EXPECT_EQ(log_lines_containing(log_user, mark, "could not be made into a texture"), 1u);
+
+    std::u32string many;
+    for (u32 c = 0x21; c < 0x7F; c++) many += (char32_t)c;
+    for (u32 c = 0xC0; c < 0x100; c++) many += (char32_t)c;
+    for (u32 c = 0x410; c < 0x450; c++) many += (char32_t)c;
+    EXPECT_EQ(drawn_fonts(to_utf8(many)), (std::vector<u32>{0, 1}));
+    EXPECT_GT(p.set.fonts[0].atlas->height, 256);
+    EXPECT_EQ(render.textures_created, 2u);
+}
+
 TEST(Font, AFullAtlasOfLowShelvesMakesRoomForATallGlyph) {
     private_set_t p(64, 0);
     EXPECT_EQ(draw_and_check_sources(&p.set, 0, U"aceomn"), 6u);
