@@ -7,9 +7,11 @@
 #include <unistd.h>
 
 #include <string>
+#include <vector>
 
 #include "app/startup.h"
 #include "store/feed_merge.h"
+#include "views/view_list.h"
 
 class ProgramFrames : public testing::Test {
 protected:
@@ -35,7 +37,7 @@ protected:
         input_frame_begin(&program.window);
     }
     // A document merged as its feed's first update merges it, or null.
-    feed_t* merge(const std::string& document, const std::string& address) {
+    feed_t* merge(std::string document, const std::string& address) {
         u32 error = 0;
         feed_t* feed = reader_merge_document(&program.app.scratch, &program.reader,
                                              data_from_size(document.size(), document.data()),
@@ -46,6 +48,26 @@ protected:
         }
         data_clear(&program.app.scratch);
         return feed;
+    }
+    // The feed's entry at `index` in slot order, or null.
+    entry_t* entry_of(feed_t* feed, u32 index = 0) {
+        for (u32 i = 0; i < program.reader.entries.max_entry_count; i++) {
+            entry_t* e = (entry_t*)pool_at(&program.reader.entries, sizeof(entry_t), i);
+            if (entry_is_alive(e) && e->feed_id == feed->id && index-- == 0) return e;
+        }
+        return nullptr;
+    }
+    // Merges the document as a feed of its own and shows its first entry in a frame.
+    entry_t* show(const std::string& document, const std::string& address) {
+        feed_t* feed = merge(document, address);
+        EXPECT_NE(feed, nullptr) << address;
+        if (!feed) return nullptr;
+        program.panel.selected_feed = feed;
+        program.panel.selected_entry = entry_of(feed);
+        program.panel.right_panel = panel_right_selection;
+        panel_reset(&program.app);
+        frame();
+        return program.panel.selected_entry;
     }
     // The mouse moves to the point in one frame, goes down in the next and up in
     // the third.
@@ -75,5 +97,26 @@ protected:
         input_key(&program.window, key, true, 0, 0, 1);
         input_key(&program.window, key, false, 0, 0, 2);
         frame();
+    }
+    // The texts the last frame drew on the normal layer, as the renderer ran them.
+    static std::string text_of(const render_record_t* r) { return std::string((char*)r->text.bytes, r->text.used); }
+    std::vector<const render_record_t*> texts_drawn() {
+        std::vector<const render_record_t*> all;
+        for (u32 i = 0; i < program.render.record_count; i++) {
+            const render_record_t* r = &render_records(&program.render)[i];
+            if (r->kind == batch_type_text && r->batch == program.draw.text[draw_layer_normal]) all.push_back(r);
+        }
+        return all;
+    }
+    const render_record_t* drawn(const std::string& text) {
+        for (const render_record_t* r : texts_drawn()) {
+            if (text_of(r) == text) return r;
+        }
+        return nullptr;
+    }
+    std::string drawn_text() {
+        std::string all;
+        for (const render_record_t* r : texts_drawn()) all += text_of(r) + "|";
+        return all;
     }
 };

@@ -2,15 +2,14 @@
 // with which command line.
 #include <gtest/gtest.h>
 #include <stdlib.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstring>
 #include <fstream>
-#include <sstream>
 #include <string>
-#include <thread>
+#include <vector>
 
+#include "file_support.h"
 #include "views/link_recorder.h"
 #include "log_support.h"
 #include "base/log.h"
@@ -37,6 +36,7 @@ protected:
 };
 
 TEST_F(LinkQueue, AppendsWithOneBlankBetweenAndCountsRunsOfNonBlanks) {
+    const std::string long_link(3000, 'x'), long_queue = long_link + " " + long_link;
     struct {
         const char* links[3];
         const char* queue;
@@ -46,6 +46,8 @@ TEST_F(LinkQueue, AppendsWithOneBlankBetweenAndCountsRunsOfNonBlanks) {
         {{"http://x/1", "http://x/2", nullptr}, "http://x/1 http://x/2", 2},
         // A link with blanks can't be told apart from several.
         {{"http://x/a b", "c", nullptr}, "http://x/a b c", 3},
+        // Past the queue's first block the text moves whole.
+        {{long_link.c_str(), long_link.c_str(), nullptr}, long_queue.c_str(), 2},
     };
     for (auto& c : cases) {
         link_queue_clear(&target);
@@ -54,15 +56,6 @@ TEST_F(LinkQueue, AppendsWithOneBlankBetweenAndCountsRunsOfNonBlanks) {
         EXPECT_EQ(link_queue_count(&target), c.count) << c.queue;
         EXPECT_EQ(target.queue.bytes[target.queue.used], 0);
     }
-}
-
-TEST_F(LinkQueue, GrowsInBlocksOf4096AndKeepsItsText) {
-    std::string link(3000, 'x');
-    append(link.c_str());
-    EXPECT_EQ(target.queue.reserved, 4096u);
-    append(link.c_str());
-    EXPECT_EQ(target.queue.reserved, 8192u);
-    EXPECT_EQ(text_of(target.queue), link + " " + link);
 }
 
 TEST_F(LinkQueue, RemovesALinkWithTheBlanksAroundIt) {
@@ -87,7 +80,9 @@ TEST_F(LinkQueue, RemovesALinkWithTheBlanksAroundIt) {
     }
 }
 
-TEST_F(LinkQueue, CountIsZeroForNoTargetAndForATargetSwitchedOff) {
+// No target, or one switched off, counts 0 and keeps its queue; the count of all
+// adds the ten targets that queue.
+TEST_F(LinkQueue, CountsOnlyWhatQueueingTargetsHold) {
     EXPECT_EQ(link_queue_count(nullptr), 0u);
     append("a b");
     target.queue_enabled = 0;
@@ -95,11 +90,8 @@ TEST_F(LinkQueue, CountIsZeroForNoTargetAndForATargetSwitchedOff) {
     EXPECT_EQ(text_of(target.queue), "a b");  // kept until enabled again
     target.queue_enabled = 1;
     EXPECT_EQ(link_queue_count(&target), 2u);
-}
 
-TEST_F(LinkQueue, CountAllAddsTheTenTargets) {
     static reader_t reader;
-    for (u32 i = 0; i < reader_link_target_count; i++) reader.link_targets[i] = link_target_t{};
     reader.link_targets[0].queue_enabled = 1;
     reader.link_targets[9].queue_enabled = 1;
     link_queue_append(&reader.link_targets[0], data_literal("a"));
@@ -111,70 +103,60 @@ TEST_F(LinkQueue, CountAllAddsTheTenTargets) {
 
 class LinkOpening : public LinkQueue {
 protected:
-    std::string folder;
+    temp_folder_t temp{"newsloom_links_"};
+    std::string folder = temp.path;
     link_recorder_t recorder;
     std::string& script = recorder.script;
-    std::string& record = recorder.record;
+    std::string executable_line;
     void SetUp() override {
         LinkQueue::SetUp();
-        char pattern[] = "/tmp/newsloom_links_XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        folder = pattern;
         recorder.create(folder);
     }
-    void TearDown() override {
-        LinkQueue::TearDown();
-        ASSERT_EQ(system(("rm -rf '" + folder + "'").c_str()), 0);
-    }
     void executable(const std::string& line) {
-        target.executable = data_from_size(line.size(), line.c_str());
         executable_line = line;
-        target.executable.bytes = (u8*)executable_line.data();
+        target.executable = data_from_size(line.size(), executable_line.data());
     }
-    std::string executable_line;
-    std::string recorded() { return recorder.recorded(); }
 };
 
-TEST_F(LinkOpening, AnExecutableGetsTheLinkSplitAtBlanks) {
-    executable(script + " --new-tab");
-    link_open(data_literal("http://x/a b"), &target);
-    EXPECT_EQ(recorded(), "--new-tab\nhttp://x/a\nb\n");
-}
-
-TEST_F(LinkOpening, AQueueOpensInOneProcessAndEmptiesWithClear) {
-    executable(script);
-    append("http://x/1");
-    append("http://x/2");
-    link_queue_open(&target, 1);
-    EXPECT_EQ(recorded(), "http://x/1\nhttp://x/2\n");
-    EXPECT_EQ(target.queue.used, 0u);
-    EXPECT_EQ(link_queue_count(&target), 0u);
-}
-
-TEST_F(LinkOpening, OpenAllWithoutClearKeepsTheQueue) {
-    executable(script);
-    append("http://x/1");
-    link_queue_open(&target, 0);
-    EXPECT_EQ(recorded(), "http://x/1\n");
-    EXPECT_EQ(text_of(target.queue), "http://x/1");
-}
-
-TEST_F(LinkOpening, ATargetSwitchedOffIsNotOpened) {
-    executable(script);
-    append("http://x/1");
-    target.queue_enabled = 0;
-    link_queue_open(&target, 1);
-    usleep(200000);
-    EXPECT_NE(access(record.c_str(), F_OK), 0);
-    EXPECT_EQ(text_of(target.queue), "http://x/1");
-}
-
-TEST_F(LinkOpening, AnExecutableOfSpacesIsNotTheDefaultOpener) {
-    // The command line is then the link alone: the script, run as the link.
-    executable("   ");
-    std::string link = script + " x";
-    link_open(data_from_size(link.size(), link.c_str()), &target);
-    EXPECT_EQ(recorded(), "x\n");
+// What each way of opening hands the target's program, and the queue it leaves.
+TEST_F(LinkOpening, TheCommandLineAndTheQueueLeft) {
+    struct {
+        const char* name;
+        std::string executable;
+        std::string link;  // opened alone, or else the queue
+        std::vector<const char*> queued;
+        int clear;
+        bool enabled;
+        std::string recorded, left;
+    } cases[] = {
+        {"a link split at blanks", script + " --new-tab", "http://x/a b", {}, 0, true, "--new-tab\nhttp://x/a\nb\n", ""},
+        {"a queue in one process, emptied", script, "", {"http://x/1", "http://x/2"}, 1, true,
+         "http://x/1\nhttp://x/2\n", ""},
+        {"open all without clear keeps the queue", script, "", {"http://x/1"}, 0, true, "http://x/1\n", "http://x/1"},
+        {"a target switched off isn't opened", script, "", {"http://x/1"}, 1, false, "", "http://x/1"},
+        // Not the default opener: the command line is the link alone, here the script.
+        {"an executable of spaces", "   ", script + " x", {}, 0, true, "x\n", ""},
+    };
+    for (auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        link_queue_clear(&target);
+        executable(c.executable);
+        for (const char* link : c.queued) append(link);
+        target.queue_enabled = c.enabled;
+        if (!c.link.empty()) {
+            link_open(data_from_size(c.link.size(), c.link.c_str()), &target);
+        } else {
+            link_queue_open(&target, (u32)c.clear);
+        }
+        if (c.recorded.empty()) {
+            usleep(200000);
+            EXPECT_FALSE(recorder.ran());
+        } else {
+            EXPECT_EQ(recorder.recorded(), c.recorded);
+        }
+        EXPECT_EQ(text_of(target.queue), c.left);
+        target.queue_enabled = 1;
+    }
 }
 
 // A program that can't be started is one line on the log panel, and a queue

@@ -340,23 +340,9 @@ protected:
         ProgramFrames::TearDown();
     }
     void show(const std::string& description) {
-        std::string document = "<rss version=\"2.0\"><channel><title>f</title><item><title>t</title><description>" +
-                               description + "</description></item></channel></rss>";
-        std::string address = "http://feed.test/pictures";
-        u32 error = 0;
-        feed_t* feed = reader_merge_document(&program.app.scratch, &program.reader,
-                                             data_from_size(document.size(), document.data()),
-                                             data_from_size(address.size(), address.data()), nullptr, &error);
-        ASSERT_NE(feed, nullptr);
-        reader_ensure_meta(&program.reader, feed);
-        data_clear(&program.app.scratch);
-        for (u32 i = 0; i < program.reader.entries.max_entry_count; i++) {
-            entry_t* e = (entry_t*)pool_at(&program.reader.entries, sizeof(entry_t), i);
-            if (entry_is_alive(e) && e->feed_id == feed->id) program.panel.selected_entry = e;
-        }
-        program.panel.selected_feed = feed;
-        program.panel.right_panel = panel_right_selection;
-        frame();
+        ProgramFrames::show("<rss version=\"2.0\"><channel><title>f</title><item><title>t</title><description>" +
+                                description + "</description></item></channel></rss>",
+                            "http://feed.test/pictures");
     }
     std::vector<render_record_t> records(u32 kind) {
         std::vector<render_record_t> result;

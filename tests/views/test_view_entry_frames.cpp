@@ -32,37 +32,14 @@ protected:
     u32 documents = 0;
     void SetUp() override { start(1280, 720); }
 
-    // Merges the document as a feed of its own and shows its first entry.
     entry_t* show(const std::string& document, const std::string& address = "") {
-        std::string bytes = document;
-        std::string where = address.empty() ? "http://feed.test/" + std::to_string(documents++) : address;
-        u32 error = 0;
-        feed_t* feed = reader_merge_document(&program.app.scratch, &program.reader,
-                                             data_from_size(bytes.size(), bytes.data()),
-                                             data_from_size(where.size(), where.data()), nullptr, &error);
-        EXPECT_NE(feed, nullptr) << where;
-        if (!feed) return nullptr;
-        reader_ensure_meta(&program.reader, feed);
-        data_clear(&program.app.scratch);
-        entry_t* entry = nullptr;
-        for (u32 i = 0; i < program.reader.entries.max_entry_count && !entry; i++) {
-            entry_t* e = (entry_t*)pool_at(&program.reader.entries, sizeof(entry_t), i);
-            if (entry_is_alive(e) && e->feed_id == feed->id) entry = e;
-        }
-        EXPECT_NE(entry, nullptr);
-        program.panel.selected_feed = feed;
-        program.panel.selected_entry = entry;
-        panel_reset(&program.app);
-        frame();
-        return entry;
+        return ProgramFrames::show(document, address.empty() ? "http://feed.test/" + std::to_string(documents++) : address);
     }
     // The texts that the last frame drew on the normal layer right of the splitter.
     std::vector<shown_t> shown() {
         std::vector<shown_t> all;
-        for (u32 i = 0; i < program.render.record_count; i++) {
-            const render_record_t* r = &render_records(&program.render)[i];
-            if (r->kind != batch_type_text || r->batch != program.draw.text[draw_layer_normal] || r->x < 460) continue;
-            all.push_back({std::string((char*)r->text.bytes, r->text.used), r->x, r->y, r->font, r->colour});
+        for (const render_record_t* r : texts_drawn()) {
+            if (r->x >= 460) all.push_back({text_of(r), r->x, r->y, r->font, r->colour});
         }
         return all;
     }
@@ -196,17 +173,9 @@ TEST_F(EntryFrames, EveryEntryOfTheTestFeedsShowsWhole) {
                 bytes.replace(at, scheme.size(), "http://127.0.0.1:9/");
             }
         }
-        std::string where = "http://corpus.test/" + name;
-        u32 error = 0;
-        feed_t* feed = reader_merge_document(&program.app.scratch, &program.reader,
-                                             data_from_size(bytes.size(), bytes.data()),
-                                             data_from_size(where.size(), where.data()), nullptr, &error);
-        data_clear(&program.app.scratch);
+        feed_t* feed = merge(bytes, "http://corpus.test/" + name);
         if (!feed) continue;  // the folder's notes
-        reader_ensure_meta(&program.reader, feed);
-        for (u32 i = 0; i < program.reader.entries.max_entry_count; i++) {
-            entry_t* e = (entry_t*)pool_at(&program.reader.entries, sizeof(entry_t), i);
-            if (!entry_is_alive(e) || e->feed_id != feed->id) continue;
+        for (u32 i = 0; entry_t* e = entry_of(feed, i); i++) {
             program.panel.selected_feed = feed;
             program.panel.selected_entry = e;
             panel_reset(&program.app);

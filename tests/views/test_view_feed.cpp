@@ -46,6 +46,9 @@ TEST(FeedView, SavedAddressesNeverWriteOverOtherStrings) {
     feed_save_address(reader, feed, box.typed("x"));  // shorter: in place
     EXPECT_EQ(feed->address.bytes, copy);
     EXPECT_EQ(to_string(feed->address), "x");
+    feed_save_address(reader, feed, data_t{});
+    EXPECT_EQ(feed->address.used, 0u);
+    feed_save_address(reader, feed, box.typed("x"));
 
     // Strings as full as the region takes.
     u64 used = reader->strings.used;
@@ -85,10 +88,7 @@ protected:
     }
     std::vector<u64> dates(feed_t* feed) {
         std::vector<u64> found;
-        for (u32 i = 0; i < program.reader.entries.max_entry_count; i++) {
-            entry_t* e = (entry_t*)pool_at(&program.reader.entries, sizeof(entry_t), i);
-            if (entry_is_alive(e) && e->feed_id == feed->id) found.push_back(date_to_number(e->rss.pub_date));
-        }
+        for (u32 i = 0; entry_t* e = entry_of(feed, i); i++) found.push_back(date_to_number(e->rss.pub_date));
         return found;
     }
 };

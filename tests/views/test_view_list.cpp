@@ -11,7 +11,6 @@
 #include "store/store_support.h"
 #include "views/panel.h"
 #include "views/links.h"
-#include "views/view_feed.h"
 #include "views/view_list.h"
 
 namespace {
@@ -388,29 +387,6 @@ TEST_F(list_test_t, generation_buttons_and_the_selection) {
     EXPECT_EQ(reader_previous_generation(reader, 1, 0, 0), 1u);
     EXPECT_EQ(reader_next_generation(reader, 0, record_deleted_flag, 0), 0u);
     EXPECT_EQ(reader_previous_generation(reader, 4, record_deleted_flag, 0), 4u);
-}
-
-TEST_F(list_test_t, the_feed_view_keeps_an_address_as_typed) {
-    build();
-    feed_t* feed = feeds[0];
-    data_t old = feed->address;
-    std::string shorter = "not a url";
-    feed_save_address(reader, feed, data_from_size(shorter.size(), shorter.data()));
-    EXPECT_EQ(feed->address.bytes, old.bytes);
-    EXPECT_EQ(to_string(feed->address), shorter);
-    std::string longer(old.reserved + 10, 'x');
-    feed_save_address(reader, feed, data_from_size(longer.size(), longer.data()));
-    EXPECT_NE(feed->address.bytes, old.bytes);
-    EXPECT_EQ(to_string(feed->address), longer);
-    feed_save_address(reader, feed, data_t{});
-    EXPECT_EQ(feed->address.used, 0u);
-
-    feed_meta_t* meta = reader_find_meta(reader, feed->id);
-    ASSERT_NE(meta, nullptr);
-    meta->link_target = nullptr;  // never given one
-    EXPECT_EQ(feed_target_row(reader, meta), 0u);
-    meta->link_target = &reader->link_targets[7];
-    EXPECT_EQ(feed_target_row(reader, meta), 7u);
 }
 
 }  // namespace

@@ -31,13 +31,6 @@ protected:
         program.panel.right_panel = panel_right_selection;
         frame();
     }
-    entry_t* entry_of(feed_t* feed, u32 index) {
-        for (u32 i = 0; i < program.reader.entries.max_entry_count; i++) {
-            entry_t* e = (entry_t*)pool_at(&program.reader.entries, sizeof(entry_t), i);
-            if (entry_is_alive(e) && e->feed_id == feed->id && index-- == 0) return e;
-        }
-        return nullptr;
-    }
     std::string title(data_t text, u64 length) { return to_string(text).substr(0, length); }
     // The mouse moves there in one frame, goes down in the next, up in the third.
     void press(f32 x, f32 y) {
