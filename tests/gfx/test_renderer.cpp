@@ -9,24 +9,6 @@
 
 namespace {
 
-TEST(Renderer, FormatByteAndVertexSize) {
-    struct case_t {
-        u32 components, colour, uv, index_bytes;
-        u8 format;
-        u32 words;
-    } cases[] = {
-        {2, 1, 0, 2, 0x24, 3}, {2, 1, 1, 2, 0x2C, 5}, {3, 1, 1, 4, 0x3D, 6},
-        {2, 0, 0, 1, 0x10, 2}, {4, 0, 1, 2, 0x2A, 6},
-    };
-    for (const case_t& c : cases) {
-        u8 format = gl_format(c.components, c.colour, c.uv, c.index_bytes);
-        EXPECT_EQ(format, c.format);
-        EXPECT_EQ(gl_format_vertex_words(format), c.words);
-        EXPECT_EQ(gl_format_index_bytes(format), c.index_bytes);
-    }
-    EXPECT_EQ(color_pack(colour_t{1, 0.5f, 0, 1}), 0xFF0080FFu);  // red lowest
-}
-
 TEST(Renderer, QuadsGoInStripOrderWithRestart) {
     renderer_t render;
     gl_renderer_create(&render, 100, 100, renderer_alpha_blending, render_backend_stub);
@@ -49,8 +31,8 @@ TEST(Renderer, QuadsGoInStripOrderWithRestart) {
     gl_batch_rectangle(batch, rect, nullptr, nullptr, colour_white);
     EXPECT_EQ(batch->vertex_count, 8u);
     EXPECT_EQ(batch->dropped, 1u);
-    // A later colour reaches all four corners of that quad alone; a dropped quad
-    // takes it without harm.
+    // A later colour (packed red lowest) reaches all four corners of that quad
+    // alone; a dropped quad takes it without harm.
     for (u32 command = 1; command < batch->command_count; command++) {
         gl_batch_command_colour(batch, command, colour_t{1, 0.5f, 0, 1});
     }
@@ -116,41 +98,19 @@ TEST(Renderer, StubRecordsWhatAFrameExecutes) {
     EXPECT_EQ(render_records(&render)[6].bytes_per_pixel, 3u);
 }
 
-TEST(Renderer, TextExpandsToOneQuadPerInkedGlyph) {
-    renderer_t render;
-    gl_renderer_create(&render, 400, 100, renderer_alpha_blending, render_backend_stub);
-    font_set_t* set = &test_fonts()->set;
-    u32 handle = gl_batch_create(&render, batch_type_text, gl_format(2, 1, 1, 2), 100, 10, set, 0);
-    batch_t* batch = gl_batch(&render, handle);
-    gl_frame_begin(&render);
-    gl_batch_text(batch, (const u8*)"To be", 5, 10, 50, 1, 2, colour_white);
-    gl_frame_end(&render);
-    EXPECT_EQ(batch->vertex_count, 16u);  // the space has no ink
-    EXPECT_EQ(batch->index_count, 20u);
-    // trim_first puts the ink of T at the pen.
-    const f32* v = (const f32*)batch->vertices;
-    EXPECT_NEAR(v[0], 10, 0.001f);
-    // Kerning pulls the o under the T.
-    const font_t* font = &set->fonts[2];
-    const glyph_t* t = font_glyph(font, 'T');
-    const glyph_t* o = font_glyph(font, 'o');
-    f32 kern = (f32)font_kerning(font, t, 'o') * font->scale;
-    EXPECT_LT(kern, 0);
-    EXPECT_NEAR(v[4 * 5], 10 - t->offset_x0 + t->advance + kern + o->offset_x0, 0.001f);
-}
-
-// Large screens take four-byte indices: the same text gives the same vertices and
-// the same indices, restarts included. A byte that starts no character draws the
-// replacement glyph and the text goes on after it.
-TEST(Renderer, TextExpandsAlikeWithEitherIndexSize) {
+// One quad per inked glyph, the first glyph's ink at the pen and kerning between
+// them. Large screens take four-byte indices: the same text gives the same
+// vertices and the same indices, restarts included. A byte that starts no
+// character draws the replacement glyph and the text goes on after it.
+TEST(Renderer, TextExpandsToOneQuadPerInkedGlyphWithEitherIndexSize) {
     renderer_t render;
     gl_renderer_create(&render, 400, 100, renderer_alpha_blending, render_backend_stub);
     font_set_t* set = &test_fonts()->set;
     u32 handles[2] = {gl_batch_create(&render, batch_type_text, gl_format(2, 1, 1, 2), 100, 10, set, 0),
                       gl_batch_create(&render, batch_type_text, gl_format(2, 1, 1, 4), 100, 10, set, 0)};
-    const char text[] = "AV\xFF\xC3\xA9";  // A, V, a stray byte, e acute
+    const char text[] = "AV \xFF\xC3\xA9";  // A, V, a space without ink, a stray byte, e acute
     gl_frame_begin(&render);
-    for (u32 handle : handles) gl_batch_text(gl_batch(&render, handle), (const u8*)text, 5, 10, 50, 0, 1, colour_white);
+    for (u32 handle : handles) gl_batch_text(gl_batch(&render, handle), (const u8*)text, 6, 10, 50, 1, 1, colour_white);
     gl_frame_end(&render);
     const batch_t* narrow = gl_batch(&render, handles[0]);
     const batch_t* wide = gl_batch(&render, handles[1]);
@@ -169,7 +129,8 @@ TEST(Renderer, TextExpandsAlikeWithEitherIndexSize) {
     const glyph_t* a = font_glyph(font, 'A');
     f32 kern = (f32)font_kerning(font, a, 'V') * font->scale;
     EXPECT_LT(kern, 0);
-    EXPECT_NEAR(v[4 * 5], 10 + a->advance + kern + font_glyph(font, 'V')->offset_x0, 0.001f);
+    EXPECT_NEAR(v[0], 10, 0.001f);  // trim_first puts the ink of A at the pen
+    EXPECT_NEAR(v[4 * 5], 10 - a->offset_x0 + a->advance + kern + font_glyph(font, 'V')->offset_x0, 0.001f);
 }
 
 }  // namespace
