@@ -1,6 +1,6 @@
 // The bars of a layout through its real passes: they show when the content needs
-// them, the wheel and the arrows move the view in the same frame, offsets are kept
-// within the content, and an axis without a bar goes back to 0.
+// them, the wheel and the arrows move the view in the same frame, and an axis
+// without a bar goes back to 0.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -77,14 +77,6 @@ TEST(UiLayoutBars, TallContentGetsAVerticalBarThatTheWheelAndArrowsMove) {
     f.h.release();
     f.frame();
     EXPECT_FALSE(ui_any_active(&f.h.ui));
-}
-
-TEST(UiLayoutBars, OffsetsBeyondTheContentAreClamped) {
-    bars_fixture_t f(400);
-    f.offsets.y = 1e6f;
-    f.frame();
-    EXPECT_EQ(f.offsets.y, f.layout.max_y - f.layout.height);
-    EXPECT_EQ(f.layout.scroll_y, f.offsets.y);
 }
 
 TEST(UiLayoutBars, UnwrappedWideContentGetsBothBars) {

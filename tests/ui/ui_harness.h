@@ -19,7 +19,7 @@ struct ui_harness_t {
     data_t widget_memory = {};
     input_frame_t input = {};
     u64 clock = 1000000;  // ticks; ui.counter_frequency of them make a second
-    u32 rectangles = 0, text = 0, icons = 0, overlay_rectangles = 0, overlay_text = 0, overlay_icons = 0;
+    u32 rectangles = 0, text = 0, icons = 0, overlay_rectangles = 0, overlay_text = 0;
     u32 time = 0;
 
     explicit ui_harness_t(i32 width = 640, i32 height = 480, u64 widget_memory_size = ui_widget_memory_size) {
@@ -27,7 +27,7 @@ struct ui_harness_t {
         gl_renderer_create(&render, width, height, renderer_alpha_blending, render_backend_stub);
         draw_create(&draw, &render, &test_fonts()->set, 1920, 1080, 0);
         rectangles = draw.rectangles[0], text = draw.text[0], icons = draw.icons[0];
-        overlay_rectangles = draw.rectangles[1], overlay_text = draw.text[1], overlay_icons = draw.icons[1];
+        overlay_rectangles = draw.rectangles[1], overlay_text = draw.text[1];
         widget_memory = data_allocate(widget_memory_size);
         ui_create(&ui, widget_memory, &window);
         ui.counter_frequency = 1000000;
@@ -62,10 +62,6 @@ struct ui_harness_t {
         input_button(&window, button, false, window.mouse_x, window.mouse_y, 0, time++);
     }
     void key(u32 key, bool down) { input_key(&window, key, down, 0, 0, time++); }
-    void tap(u32 key) {
-        input_key(&window, key, true, 0, 0, time++);
-        input_key(&window, key, false, 0, 0, time++);
-    }
     void type(const char* utf8) {
         const u8* p = (const u8*)utf8;
         while (*p) {
