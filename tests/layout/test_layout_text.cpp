@@ -55,43 +55,48 @@ f32 width_of(const std::string& text, u32 font = 1) {
     return layout_get_single_line_size(font_at(font), (const u8*)text.data(), text.size(), codepoint_invalid).width;
 }
 
-TEST(LayoutText, WrapsAtTheSpaceAndEatsItOnlyWhenAsked) {
-    // The wrap width ends inside the space between the two words.
-    f32 first = width_of("alpha");
-    f32 wrap = first + 1;
+TEST(LayoutText, LinesBreakWhereTheyShould) {
+    const std::string word(40, 'w');
     struct case_t {
-        u32 eat_space;
+        const char* name;
+        std::string text;
+        f32 wrap;
+        u32 eat_space, break_anywhere;
         std::vector<std::string> lines;
     } cases[] = {
-        {1, {"alpha", "beta"}},
-        {0, {"alpha", " beta"}},
+        // The wrap width ends inside the space between the two words.
+        {"eats the space at a wrap", "alpha beta", width_of("alpha") + 1, 1, 0, {"alpha", "beta"}},
+        {"keeps it unless asked", "alpha beta", width_of("alpha") + 1, 0, 0, {"alpha", " beta"}},
+        // A word that fits on a line of its own moves down whole; the space stays
+        // behind on the first line.
+        {"a word moves down whole", "abc wwwww", width_of("abc wwwww") - 1, 1, 0, {"abc ", "wwwww"}},
+        // A word longer than a line doesn't move down whole: it starts behind "ab ".
+        {"a long word fills the line", "ab " + word + " cd", width_of("wwwwwwww") + 2, 0, 0,
+         {"ab wwwwww", "wwwwwwww", "wwwwwwww", "wwwwwwww", "wwwwwwww", "ww cd"}},
+        // A wrap width below one glyph still makes progress: one code point a line.
+        {"below one glyph", "xyz", 1, 0, 0, {"x", "y", "z"}},
+        {"break anywhere cuts inside words", "abc abcdef", width_of("abc ab") + 0.5f, 0, 1, {"abc ab", "cdef"}},
+        {"CR LF", "a\r\nb", layout_no_wrap, 0, 0, {"a", "b"}},
+        {"LF CR", "a\n\rb", layout_no_wrap, 0, 0, {"a", "b"}},
+        {"CR CR", "a\r\rb", layout_no_wrap, 0, 0, {"a", "", "b"}},
+        {"LF LF", "a\n\nb", layout_no_wrap, 0, 0, {"a", "", "b"}},
+        {"a break at the end", "a\n", layout_no_wrap, 0, 0, {"a", ""}},
+        {"nothing", "", layout_no_wrap, 0, 0, {""}},
+        {"only breaks", "\r\n\r\n", layout_no_wrap, 0, 0, {"", "", ""}},
     };
     for (const case_t& c : cases) {
-        auto t = layout_make(1000, 1000, wrap, layout_flag_keep_lines);
+        SCOPED_TRACE(c.name);
+        auto t = layout_make(1000, 1000, c.wrap, layout_flag_keep_lines);
         t->layout.eat_space = c.eat_space;
-        layout_item_t* item = text_push(t, "alpha beta");
-        layout_text(&t->layout, item, 1);
-        EXPECT_EQ(lines_of(item), c.lines) << "eat_space " << c.eat_space;
-        for (u32 i = 0; i < item->text.line_count; i++) {
-            EXPECT_LE(item->text.lines[i].rect.x1 - item->text.lines[i].rect.x0, wrap + 0.01f);
-        }
-    }
-}
-
-TEST(LayoutText, LineBreaksCountAsTheyShould) {
-    struct case_t {
-        const char* text;
-        std::vector<std::string> lines;
-    } cases[] = {
-        {"a\r\nb", {"a", "b"}},   {"a\n\rb", {"a", "b"}},     {"a\r\rb", {"a", "", "b"}},
-        {"a\n\nb", {"a", "", "b"}}, {"a\n", {"a", ""}},      {"", {""}},
-        {"\r\n\r\n", {"", "", ""}},
-    };
-    for (const case_t& c : cases) {
-        auto t = layout_make(1000, 1000, layout_no_wrap, layout_flag_keep_lines);
+        t->layout.break_anywhere = c.break_anywhere;
         layout_item_t* item = text_push(t, c.text);
         layout_text(&t->layout, item, 1);
-        EXPECT_EQ(lines_of(item), c.lines) << c.text;
+        EXPECT_EQ(lines_of(item), c.lines);
+        for (u32 i = 0; i < item->text.line_count; i++) {
+            // Only a line of one code point may be wider than the wrap.
+            if (item->text.lines[i].codepoints < 2) continue;
+            EXPECT_LE(item->text.lines[i].rect.x1 - item->text.lines[i].rect.x0, c.wrap + 0.01f) << i;
+        }
     }
     // Empty text keeps one line with the height of a line and its gap, for the caret.
     auto t = layout_make(1000, 1000, layout_no_wrap, layout_flag_keep_lines);
@@ -101,38 +106,6 @@ TEST(LayoutText, LineBreaksCountAsTheyShould) {
     const layout_line_t& line = item->text.lines[0];
     EXPECT_FLOAT_EQ(line.rect.y1 - line.rect.y0, item->text.line_height + item->text.line_gap);
     EXPECT_GT(item->text.line_height, 0);
-}
-
-TEST(LayoutText, LongWordsFillTheLineAndBreakAtTheEdge) {
-    std::string word(40, 'w');
-    f32 wrap = width_of("wwwwwwww") + 2;
-    auto t = layout_make(1000, 1000, wrap, layout_flag_keep_lines);
-    layout_item_t* item = text_push(t, "ab " + word + " cd");
-    layout_text(&t->layout, item, 1);
-    std::vector<std::string> lines = lines_of(item);
-    ASSERT_GE(lines.size(), 5u);
-    // The long word doesn't move down whole: it starts behind "ab ".
-    EXPECT_EQ(lines[0].substr(0, 4), "ab w");
-    std::string joined;
-    for (const std::string& line : lines) joined += line;
-    EXPECT_EQ(joined, "ab " + word + " cd");
-    for (u32 i = 0; i < item->text.line_count; i++) {
-        EXPECT_LE(item->text.lines[i].rect.x1 - item->text.lines[i].rect.x0, wrap + 0.01f) << i;
-    }
-
-    // A word that fits on a line of its own moves down whole; the space stays
-    // behind on the first line.
-    auto t2 = layout_make(1000, 1000, width_of("abc wwwww") - 1, layout_flag_keep_lines);
-    t2->layout.eat_space = 1;
-    layout_item_t* item2 = text_push(t2, "abc wwwww");
-    layout_text(&t2->layout, item2, 1);
-    EXPECT_EQ(lines_of(item2), (std::vector<std::string>{"abc ", "wwwww"}));
-
-    // A wrap width below one glyph still makes progress: one code point a line.
-    auto t3 = layout_make(1000, 1000, 1, layout_flag_keep_lines);
-    layout_item_t* item3 = text_push(t3, "xyz");
-    layout_text(&t3->layout, item3, 1);
-    EXPECT_EQ(lines_of(item3), (std::vector<std::string>{"x", "y", "z"}));
 }
 
 TEST(LayoutText, KerningJoinsAdjoiningItemsAcrossColourChanges) {
@@ -188,17 +161,7 @@ TEST(LayoutText, KerningJoinsAdjoiningItemsAcrossColourChanges) {
     }
 }
 
-TEST(LayoutText, BreakAnywhereAndPartlyVisibleGlyphs) {
-    // break_anywhere cuts inside words at the edge instead of moving them down.
-    f32 wrap = width_of("abc ab") + 0.5f;
-    auto t = layout_make(1000, 1000, wrap, layout_flag_keep_lines);
-    t->layout.break_anywhere = 1;
-    layout_item_t* item = text_push(t, "abc abcdef");
-    layout_text(&t->layout, item, 1);
-    std::vector<std::string> lines = lines_of(item);
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(lines[0], "abc ab");
-
+TEST(LayoutText, PartlyVisibleGlyphsAreInARunOnlyWithTheFlag) {
     // A glyph cut by the view's edge is in a run only with flag 1.
     f32 cut_at = width_of("abc") + 2;
     for (u32 flags : {0u, (u32)layout_flag_partly_visible}) {
