@@ -25,17 +25,12 @@ protected:
     }
 };
 
-TEST_F(ProgramTest, ExitsCleanlyAndWritesTheLogOnRequest) {
+TEST_F(ProgramTest, WritesTheLogAndAProfileOnlyOnRequestAndTheToolReadsIt) {
     EXPECT_EQ(run(""), 0);
     EXPECT_NE(access((folder + "/log.txt").c_str(), F_OK), 0);
-    EXPECT_EQ(run("-log"), 0);
-    EXPECT_EQ(access((folder + "/log.txt").c_str(), F_OK), 0);
-}
-
-TEST_F(ProgramTest, WritesAProfileOnlyWithTheSwitchAndTheToolReadsIt) {
-    EXPECT_EQ(run(""), 0);
     EXPECT_NE(access((folder + "/profile.bin").c_str(), F_OK), 0);
-    EXPECT_EQ(run("-profile"), 0);
+    EXPECT_EQ(run("-log -profile"), 0);
+    EXPECT_EQ(access((folder + "/log.txt").c_str(), F_OK), 0);
     ASSERT_EQ(access((folder + "/profile.bin").c_str(), F_OK), 0);
     int status = -1;
     std::string report = tool_run("profile '" + folder + "/profile.bin'", &status);
