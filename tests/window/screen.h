@@ -69,42 +69,34 @@ inline void image_save(const image_t& image, const std::string& path) {
     png_write(data_from_size(path.size(), path.data()), image.rgba.data(), image.width, image.height, false);
 }
 
-// Pixels of a box (top-down coordinates) that differ between two images by more
-// than `tolerance` in a channel.
-inline int changed(const image_t& a, const image_t& b, int x0, int y0, int x1, int y1, int tolerance = 0) {
-    if (a.rgba.empty() || b.rgba.empty()) return -1;
+// Pixels of a box (top-down coordinates) for which `hit` holds.
+template <typename hit_t> int pixels_where(const image_t& image, int x0, int y0, int x1, int y1, hit_t hit) {
     int count = 0;
-    for (int y = y0; y < y1; y++) {
-        for (int x = x0; x < x1; x++) {
-            const unsigned char *p = a.at(x, y), *q = b.at(x, y);
-            count += abs(p[0] - q[0]) > tolerance || abs(p[1] - q[1]) > tolerance || abs(p[2] - q[2]) > tolerance;
-        }
+    for (int y = y0; y < y1 && !image.rgba.empty(); y++) {
+        for (int x = x0; x < x1; x++) count += hit(image.at(x, y), x, y);
     }
     return count;
+}
+
+// Pixels of a box that differ between two images by more than `tolerance` in a
+// channel.
+inline int changed(const image_t& a, const image_t& b, int x0, int y0, int x1, int y1, int tolerance = 0) {
+    if (a.rgba.empty() || b.rgba.empty()) return -1;
+    return pixels_where(a, x0, y0, x1, y1, [&](const unsigned char* p, int x, int y) {
+        const unsigned char* q = b.at(x, y);
+        return abs(p[0] - q[0]) > tolerance || abs(p[1] - q[1]) > tolerance || abs(p[2] - q[2]) > tolerance;
+    });
 }
 
 // Pixels of a box close to a colour.
 inline int near_colour(const image_t& image, int x0, int y0, int x1, int y1, int r, int g, int b) {
-    if (image.rgba.empty()) return 0;
-    int count = 0;
-    for (int y = y0; y < y1; y++) {
-        for (int x = x0; x < x1; x++) {
-            const unsigned char* p = image.at(x, y);
-            count += abs(p[0] - r) < 6 && abs(p[1] - g) < 6 && abs(p[2] - b) < 6;
-        }
-    }
-    return count;
+    return pixels_where(image, x0, y0, x1, y1, [&](const unsigned char* p, int, int) {
+        return abs(p[0] - r) < 6 && abs(p[1] - g) < 6 && abs(p[2] - b) < 6;
+    });
 }
 
 // Bright pixels of a box: text and icons drawn in white or light grey.
 inline int bright(const image_t& image, int x0, int y0, int x1, int y1) {
-    if (image.rgba.empty()) return 0;
-    int count = 0;
-    for (int y = y0; y < y1; y++) {
-        for (int x = x0; x < x1; x++) {
-            const unsigned char* p = image.at(x, y);
-            count += p[0] > 170 && p[1] > 170 && p[2] > 170;
-        }
-    }
-    return count;
+    return pixels_where(image, x0, y0, x1, y1,
+                        [](const unsigned char* p, int, int) { return p[0] > 170 && p[1] > 170 && p[2] > 170; });
 }

@@ -93,11 +93,7 @@ TEST_F(DemoPanelTest, WidgetsCanBeSeenAndClicksAndKeysChangeWhatIsDrawn) {
     image_save(titles, NEWSLOOM_BINARY_DIR "/demo_panel_titles.png");
     EXPECT_GT(changed(open, titles, 10, view_top + 100, 1250, view_bottom - 16), 1000);
 
-    ASSERT_TRUE(window_send_close(window));
-    ASSERT_TRUE(program_wait(&program, 30)) << "the close button didn't end the program";
-    program_kill(&program);
-    ASSERT_TRUE(WIFEXITED(program.status));
-    EXPECT_EQ(WEXITSTATUS(program.status), 0) << file_text(folder + "/stderr.txt");
+    close_cleanly(&program, window);
 }
 
 }  // namespace

@@ -1,8 +1,7 @@
 // The program started as main starts it, without a display, and driven frame by
 // frame: a finished download is drained and merged and its characters drawn from
 // the glyphs they need, a store of many distinct characters starts as quickly as
-// any, input written into the window reaches the frame, and the frame's memory is
-// emptied.
+// any, and the frame's memory is emptied.
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
@@ -113,29 +112,6 @@ TEST_F(FrameLoop, AStoreOfManyDistinctCharactersStartsAndDrawsItsFirstFrame) {
     u32 atlases = 0;
     for (u32 f = 0; f < program.fonts.font_count; f++) atlases += program.fonts.fonts[f].atlas->pixels != nullptr;
     EXPECT_GT(atlases, 0u);
-}
-
-TEST_F(FrameLoop, InputWrittenIntoTheWindowReachesOnlyItsFrame) {
-    window_t* window = &program.window;
-    input_frame_begin(window);
-    input_key(window, key_letter_a, true, 0x1E, 0, 5);
-    input_text(window, 'a');
-    input_button(window, key_mouse_left, true, 100, 200, 0, 6);
-    frame_run(&program.loop);
-    EXPECT_EQ(window->running, 1u);
-    std::string first = main_log_since_start();
-    EXPECT_NE(first.find("Input: key " + std::to_string(key_letter_a) + " down\n"), std::string::npos) << first;
-    EXPECT_NE(first.find("Input: button 1 down at 100, 200\n"), std::string::npos) << first;
-    EXPECT_NE(first.find("Input: text a\n"), std::string::npos) << first;
-
-    // The next frame's input starts empty; the key is still held but not pressed again.
-    log_position = data_end(log_channel(log_main)->text);
-    input_frame_begin(window);
-    frame_run(&program.loop);
-    EXPECT_TRUE(input_down(window, key_letter_a));
-    std::string second = main_log_since_start();
-    EXPECT_NE(second.find("Frame start: "), std::string::npos) << second;
-    EXPECT_EQ(second.find("Input: "), std::string::npos) << second;
 }
 
 TEST_F(FrameLoop, AFrameLetsGoOfThePicturesOfRemovedEntries) {

@@ -36,10 +36,7 @@ TEST_F(SignalTest, TerminationSignalsCloseLikeTheCloseButton) {
             program_start(folder, {"-path", store, "-profile", "-log", "-first_frame_time", first_frame});
         ASSERT_NE(window_wait(), 0u) << file_text(folder + "/stderr.txt");
         ASSERT_EQ(kill(program.pid, number), 0);
-        ASSERT_TRUE(program_wait(&program, 30)) << "the signal didn't end the program";
-        program_kill(&program);
-        ASSERT_TRUE(WIFEXITED(program.status)) << "ended by the signal itself";
-        EXPECT_EQ(WEXITSTATUS(program.status), 0) << file_text(folder + "/stderr.txt");
+        expect_clean_exit(&program);
 
         // A second store file, newer, the same as the first but for its generation.
         std::string files = command_output("ls '" + store + "'");

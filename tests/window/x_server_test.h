@@ -36,4 +36,18 @@ protected:
         } while (std::chrono::steady_clock::now() < end);
         return 0;
     }
+
+    // The program ends within the time, by itself, with status 0; one that doesn't
+    // is killed.
+    void expect_clean_exit(program_t* program, double seconds = 30) {
+        bool ended = program_wait(program, seconds);
+        program_kill(program);
+        ASSERT_TRUE(ended) << "the program didn't end";
+        ASSERT_TRUE(WIFEXITED(program->status)) << "ended by a signal";
+        EXPECT_EQ(WEXITSTATUS(program->status), 0) << file_text(folder + "/stderr.txt");
+    }
+    void close_cleanly(program_t* program, Window window) {
+        ASSERT_TRUE(window_send_close(window));
+        expect_clean_exit(program);
+    }
 };
