@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "file_support.h"
 #include "net/feed_server.h"
 #include "window/screen.h"
 #include "window/x_server_test.h"
@@ -73,6 +74,18 @@ inline std::string list_rows(const image_t& image) {
     return codes;
 }
 
+// The add-feed panel's text boxes, each a long dark field.
+inline bool add_feed_shown(const image_t& i) {
+    return near_colour(i, 470, 104, 1100, 119, 64, 64, 64) > 5000 && near_colour(i, 470, 152, 1100, 167, 64, 64, 64) > 5000 &&
+           near_colour(i, 470, 200, 1100, 215, 64, 64, 64) > 5000;
+}
+
+inline int count_of(const std::string& text, const std::string& part) {
+    int count = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) count++;
+    return count;
+}
+
 class e2e_test_t : public x_server_test_t {
 protected:
     feed_server_t site;
@@ -102,13 +115,15 @@ protected:
     void site_copy(const std::string& name) {
         ASSERT_EQ(system(("cp '" NEWSLOOM_TEST_DATA "/feeds/" + name + "' '" + site_folder + "/'").c_str()), 0);
     }
-    void write_file(const std::string& path, const std::string& text) {
-        FILE* f = fopen(path.c_str(), "wb");
-        ASSERT_NE(f, nullptr) << path;
-        fwrite(text.data(), 1, text.size(), f);
-        fclose(f);
-    }
     std::string address(const std::string& path) const { return site.address(path.c_str()); }
+    // A link target's executable that writes the links of each call as a line to
+    // `opened`; gives its path.
+    std::string link_script(const std::string& opened) {
+        std::string target = folder + "/open_links";
+        write_file(target, "#!/bin/sh\necho \"$*\" >> '" + opened + "'\n");
+        EXPECT_EQ(chmod(target.c_str(), 0755), 0);
+        return target;
+    }
     // The body of a GET on the test's server.
     std::string site_get(const std::string& path) const {
         return command_output("python3 -c 'import sys, urllib.request; "
@@ -156,9 +171,7 @@ protected:
     // The close button, and the program's end with status 0.
     void close() {
         ASSERT_TRUE(window_send_close(window));
-        ASSERT_TRUE(program_wait(&program, 60)) << "the close button didn't end the program";
-        ASSERT_TRUE(WIFEXITED(program.status));
-        EXPECT_EQ(WEXITSTATUS(program.status), 0) << file_text(folder + "/stderr.txt");
+        expect_clean_exit(&program, 60);
         // The main log stays beside the screenshots.
         const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
         system(("cp '" + folder + "/log.txt' '" NEWSLOOM_BINARY_DIR "/e2e/" + test->name() + "_log.txt'").c_str());

@@ -14,16 +14,6 @@ namespace {
 
 class AcceptanceTest : public e2e_test_t {};
 
-bool add_feed_shown(const image_t& i) {
-    return near_colour(i, 470, 104, 1100, 119, 64, 64, 64) > 5000 && near_colour(i, 470, 152, 1100, 167, 64, 64, 64) > 5000;
-}
-
-int count_of(const std::string& text, const std::string& part) {
-    int count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) count++;
-    return count;
-}
-
 // The listing without its first line, which names the generation and the size of
 // the strings.
 std::string listing_body(const std::string& listing) {
@@ -88,9 +78,7 @@ TEST_F(AcceptanceTest, APersonsDayFromFirstStartToCloseAndBack) {
     }
     write_file(folder + "/list.txt", list);
     // The link target: a script that writes the links it is given, one call a line.
-    std::string opened = folder + "/opened.txt", target = folder + "/open_links";
-    write_file(target, "#!/bin/sh\necho \"$*\" >> '" + opened + "'\n");
-    ASSERT_EQ(chmod(target.c_str(), 0755), 0);
+    std::string opened = folder + "/opened.txt", target = link_script(opened);
 
     // First start on an empty folder: the add-feed panel and an empty list.
     start();

@@ -1,8 +1,6 @@
 // Reading an entry in the real program: its HTML laid out with a heading, a link
 // and a picture that shows its placeholder until the download is done; the link
 // handed to the feed's link target at a click; a missing picture's error in red.
-#include <sys/stat.h>
-
 #include "e2e/e2e_session.h"
 
 namespace {
@@ -29,9 +27,7 @@ int body_text(const image_t& i) { return bright(i, place::right_left, body_top, 
 TEST_F(EntryTest, PictureReplacesItsPlaceholderAndTheLinkGoesToTheTarget) {
     write_file(site_folder + "/pictures.rss", picture_feed(site));
     ASSERT_TRUE(picture_write(site_folder + "/picture.png", 160, 120));
-    std::string opened = folder + "/opened.txt", target = folder + "/open_links";
-    write_file(target, "#!/bin/sh\necho \"$*\" >> '" + opened + "'\n");
-    ASSERT_EQ(chmod(target.c_str(), 0755), 0);
+    std::string opened = folder + "/opened.txt", target = link_script(opened);
 
     start();
     click(place::add_address_x, place::add_address_y);

@@ -7,26 +7,13 @@ namespace {
 
 class PanelsTest : public e2e_test_t {};
 
-// The add-feed panel's three text boxes, each a long dark field.
-bool add_feed_shown(const image_t& i) {
-    return near_colour(i, 470, 104, 1100, 119, 64, 64, 64) > 5000 && near_colour(i, 470, 152, 1100, 167, 64, 64, 64) > 5000 &&
-           near_colour(i, 470, 200, 1100, 215, 64, 64, 64) > 5000;
-}
-
 // The log panel: its "Auto scroll." box on top, then the text of the channel.
 bool log_shown(const image_t& i) { return near_colour(i, 464, 56, 484, 74, 128, 128, 128) > 200; }
 int log_text(const image_t& i) { return bright(i, 464, 82, 1270, 715); }
 
-int items_in(const std::string& path, const char* tag) {
-    std::string text = file_text(path);
-    int count = 0;
-    for (size_t at = text.find(tag); at != std::string::npos; at = text.find(tag, at + 1)) count++;
-    return count;
-}
-
 TEST_F(PanelsTest, TypedAddressIsMergedAndARefusedOneShowsInTheLog) {
     site_copy("manton.rss");
-    int items = items_in(site_folder + "/manton.rss", "<item>");
+    int items = count_of(file_text(site_folder + "/manton.rss"), "<item>");
     ASSERT_GT(items, 2);
     start();
 
