@@ -32,4 +32,6 @@ struct app_t {
 // False, with an empty storage path, when the folder's path is longer than the
 // system takes: the caller must not go on, for a cut path names another folder.
 bool storage_path_resolve(app_t* app);
+// The desktop folder, where exports go by default; empty when there is none.
+void desktop_path_resolve(app_t* app);
 extern const char storage_path_too_long_message[];

@@ -34,17 +34,24 @@ struct start_loading_t {
     data_t storage_path;
     font_set_t* fonts;
     data_t font_memory;
+    app_t* app;
+    http_error_t* http_error;
     thread_event_t done;  // set once, when all of it is done
     bool store_whole;
     u8* user_log_mark;
 };
 
-// Start-up's steps that need no window: the store file and the faces.
+// Start-up's steps that need no window: the store file, the faces, the internet
+// session (its libraries take their time to set up) and the desktop folder (a
+// helper program is asked).
 static u32 start_load(void* argument) {
     start_loading_t* loading = (start_loading_t*)argument;
     loading->user_log_mark = data_end(log_channel(log_user)->text);
     loading->store_whole = reader_load_or_recover(loading->scratch, loading->storage_path, loading->reader);
     frame_fonts_create(loading->fonts, loading->font_memory);
+    // 5. A failure shows up on each later download.
+    http_session_open(data_literal("newsloom"), loading->http_error);
+    desktop_path_resolve(loading->app);
     thread_event_set(loading->done);
     return 0;
 }
@@ -69,9 +76,7 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     program->profiler_error = 0;
     profiler_start(1, 10000000, &program->profiler_error);
 
-    // 5. Internet session; a failure shows up on each later download.
     program->http_error = 0;
-    http_session_open(data_literal("newsloom"), &program->http_error);
 
     // 6. The reader.
     *reader = reader_t{};
@@ -99,12 +104,14 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
         return false;
     }
 
-    // The newest store file that loads (13) and the four faces (15, 16) need no
-    // window, and the window (7, 8) waits mostly on the X server and the GL driver:
-    // they are made side by side, and start-up takes the longer of the two, not
-    // the sum. The connection to the display comes first, alone: sharing the
-    // processor with the loading thread slows it by more than the loading costs. Until the wait below, the loading thread alone touches the reader,
-    // the fonts and the frame scratch.
+    // The newest store file that loads (13), the four faces (15, 16), the internet
+    // session (5) and the desktop folder need no window, and the window (7, 8) waits
+    // mostly on the X server and the GL driver: they are made side by side, and
+    // start-up takes the longer of the two, not the sum. The connection to the
+    // display comes first, alone: sharing the processor with the loading thread
+    // slows it by more than the loading costs. Until the wait below, the loading
+    // thread alone touches the reader, the fonts, the frame scratch, the desktop
+    // path and the session.
     bool headless = options && options->headless;
     if (!headless) window_system_start();
     start_loading_t loading = {};
@@ -113,6 +120,8 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     loading.storage_path = app->storage_path;
     loading.fonts = &program->fonts;
     loading.font_memory = font_memory;
+    loading.app = app;
+    loading.http_error = &program->http_error;
     loading.done = thread_event_create();
     if (!thread_start(start_load, &loading)) {
         // No thread to be had: the same work in order, on this one.

@@ -20,7 +20,6 @@ static bool storage_path_put(data_t* path, const void* text, u64 size) {
 
 bool storage_path_resolve(app_t* app) {
     app->storage_path = data_make(app_path_capacity, 0, app->storage_path_buffer);
-    app->desktop_path = data_make(app_path_capacity, 0, app->desktop_path_buffer);
 
     char folder[app_path_capacity];
     data_t value = argument_value_text("-path", nullptr);
@@ -37,11 +36,16 @@ bool storage_path_resolve(app_t* app) {
         fits = storage_path_put(&app->storage_path, "newsloom", 8);
     }
     if (!fits) app->storage_path.used = 0;
+    return fits;
+}
 
+// Asks a helper program, which takes a while: start-up does it off the window's way.
+void desktop_path_resolve(app_t* app) {
+    app->desktop_path = data_make(app_path_capacity, 0, app->desktop_path_buffer);
+    char folder[app_path_capacity];
     // Only the export's default folder: one that doesn't fit is no folder.
     if (os_desktop_folder(folder, sizeof(folder)) &&
         !storage_path_put(&app->desktop_path, folder, text_length(folder))) {
         app->desktop_path.used = 0;
     }
-    return fits;
 }

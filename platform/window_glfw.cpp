@@ -217,9 +217,9 @@ void window_create(window_t* window, data_t title, i32 width, i32 height, i32 x,
     window->wheel_lines = 3;
     window->caret_blink_time = 530;
     window->timer = 0;
-    static const int shapes[window_cursor_count] = {GLFW_ARROW_CURSOR, GLFW_HAND_CURSOR, GLFW_IBEAM_CURSOR,
-                                                    GLFW_VRESIZE_CURSOR, GLFW_HRESIZE_CURSOR};
-    for (u32 i = 0; i < window_cursor_count; i++) window->cursors[i] = glfwCreateStandardCursor(shapes[i]);
+    // Each cursor is made the first time it shows: each one reads the cursor theme's
+    // files, and the first frame wants only the arrow.
+    for (u32 i = 0; i < window_cursor_count; i++) window->cursors[i] = nullptr;
 
     GLFWmonitor* monitor = glfwGetPrimaryMonitor();
     const GLFWvidmode* mode = monitor ? glfwGetVideoMode(monitor) : nullptr;
@@ -394,7 +394,11 @@ void window_set_cursor(window_t* window, void* cursor) {
 
 void window_apply_cursor(window_t* window, u32 kind) {
     ASSERT(kind < window_cursor_count);
-    window_set_cursor(window, window->cursors[kind]);
+    static const int shapes[window_cursor_count] = {GLFW_ARROW_CURSOR, GLFW_HAND_CURSOR, GLFW_IBEAM_CURSOR,
+                                                    GLFW_VRESIZE_CURSOR, GLFW_HRESIZE_CURSOR};
+    if (!window->cursors[kind] && window->handle) window->cursors[kind] = glfwCreateStandardCursor(shapes[kind]);
+    // A shape the system doesn't have leaves the cursor as it was.
+    if (window->cursors[kind]) window_set_cursor(window, window->cursors[kind]);
 }
 
 void window_set_swap_interval(i32 interval) {

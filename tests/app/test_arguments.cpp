@@ -114,7 +114,7 @@ TEST_F(StoragePathTest, PathSwitchThenConfigFolderThenHome) {
 TEST_F(StoragePathTest, DesktopFromUserDirsElseHome) {
     static app_t app;
     store({"newsloom"});
-    storage_path_resolve(&app);
+    desktop_path_resolve(&app);
     EXPECT_EQ(text(app.desktop_path), home + "/Desktop");
 
     if (access("/usr/bin/xdg-user-dir", X_OK) != 0) GTEST_SKIP() << "xdg-user-dir isn't installed";
@@ -123,6 +123,6 @@ TEST_F(StoragePathTest, DesktopFromUserDirsElseHome) {
     ASSERT_NE(dirs, nullptr);
     fputs("XDG_DESKTOP_DIR=\"$HOME/Schreibtisch\"\n", dirs);
     fclose(dirs);
-    storage_path_resolve(&app);
+    desktop_path_resolve(&app);
     EXPECT_EQ(text(app.desktop_path), home + "/Schreibtisch");
 }
