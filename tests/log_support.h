@@ -13,6 +13,13 @@ inline u8* log_test_mark(u64 channel) {
     return data_end(log_channel(channel)->text);
 }
 
+// How many times `part` stands in `text`.
+inline size_t text_count(const std::string& text, const std::string& part) {
+    size_t count = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) count++;
+    return count;
+}
+
 inline std::string log_test_since(u64 channel, u8* mark) {
     data_t copy = data_allocate(log_block_size);
     log_copy_since(channel, mark, &copy);

@@ -1,4 +1,4 @@
-// Fixed pools: the free stack's order, exhaustion, walks, compaction and sort.
+// Fixed pools: the free stack's order, exhaustion, walks and compaction.
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -13,13 +13,6 @@ struct record_t {
 
 static bool record_is_alive(void* entry) { return ((record_t*)entry)->alive != 0; }
 static void record_mark_dead(void* entry) { ((record_t*)entry)->alive = 0; }
-static bool record_is_even(void* entry, u64 parity) { return ((record_t*)entry)->value % 2 == parity; }
-static i32 record_compare(void* a, void* b) { return ((record_t*)a)->value > ((record_t*)b)->value ? 1 : 0; }
-static void record_swap(void* a, void* b) {
-    record_t t = *(record_t*)a;
-    *(record_t*)a = *(record_t*)b;
-    *(record_t*)b = t;
-}
 
 static u64 index_of(pool_t* pool, void* entry) { return pool_index_of(pool, sizeof(record_t), entry); }
 
@@ -92,23 +85,5 @@ TEST(Pool, CompactionFillsHolesFromTheTop) {
     EXPECT_EQ(pool.free_slots[9], 0u);
     EXPECT_EQ(pool.free_slots[0], 9u);
     EXPECT_EQ(index_of(&pool, pool_alloc(&pool, sizeof(record_t))), 3u);
-    pool_destroy(&pool);
-}
-
-TEST(Pool, SortOrdersOnlyTheSlotsThatPass) {
-    pool_t pool;
-    pool_create_alone(&pool, sizeof(record_t), 4, 8);
-    u32 values[] = {8, 3, 6, 5, 2, 7};
-    for (u32 v : values) *(record_t*)pool_alloc(&pool, sizeof(record_t)) = record_t{1, v};
-    record_mark_dead(pool_at(&pool, sizeof(record_t), 3));  // 5 is dead: left alone
-    pool.entry_count = 5;
-    pool_sort(&pool, sizeof(record_t), false, 0, record_is_alive, record_is_even, record_compare, record_swap);
-    std::vector<u32> order;
-    for (u32 i = 0; i < 6; i++) order.push_back(((record_t*)pool_at(&pool, sizeof(record_t), i))->value);
-    EXPECT_EQ(order, (std::vector<u32>{2, 3, 6, 5, 8, 7}));
-    pool_sort(&pool, sizeof(record_t), true, 0, record_is_alive, record_is_even, record_compare, record_swap);
-    order.clear();
-    for (u32 i = 0; i < 6; i++) order.push_back(((record_t*)pool_at(&pool, sizeof(record_t), i))->value);
-    EXPECT_EQ(order, (std::vector<u32>{8, 3, 6, 5, 2, 7}));
     pool_destroy(&pool);
 }

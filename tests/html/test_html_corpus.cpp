@@ -3,18 +3,12 @@
 // is a true fault of that HTML against the parser's vocabulary.
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
 #include <string>
 
+#include "file_support.h"
 #include "html_parse_support.h"
 
-static std::string read_entry(const std::string& name) {
-    std::ifstream file(std::string(NEWSLOOM_TEST_DATA) + "/html/" + name, std::ios::binary);
-    std::stringstream bytes;
-    bytes << file.rdbuf();
-    return bytes.str();
-}
+static std::string read_entry(const std::string& name) { return read_test_file(("html/" + name).c_str()); }
 
 static const char* const accepted_whole[] = {
     "russcox_content_15.html",        "cloudblog_description_2.html",    "cloudblog_description_6.html",

@@ -8,6 +8,7 @@
 
 #include "base/log.h"
 #include "image/image_query.h"
+#include "log_support.h"
 #include "net/block_storage.h"
 #include "net/http_file.h"
 #include "net/work_queue.h"
@@ -37,11 +38,6 @@ static void file_write(const std::string& name, const std::string& bytes) {
 class ImageQueries : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        memory_query_system(nullptr, nullptr, nullptr, nullptr);
-        if (!block_storage.memory.bytes) {
-            block_storage_create(&block_storage, block_storage_region_size, block_storage_commit_size,
-                                 block_storage_block_size);
-        }
         image_folder = temporary_folder("newsloom_images_");
         ASSERT_FALSE(image_folder.empty());
         std::string path = image_folder + "/picture.png";
@@ -58,9 +54,7 @@ protected:
         ASSERT_TRUE(image_server.start(image_folder.c_str(), false));
         // A stalled server ends a download in 3 s rather than a minute.
         os_http_set_time_outs(3000, 3000);
-        http_error_t error = 0;
-        http_session_open(data_literal("newsloom"), &error);
-        ASSERT_EQ(error, 0u);
+        ASSERT_EQ(downloads_prepare(), 0u);
     }
     static void TearDownTestSuite() {
         http_error_t error = 0;
@@ -94,15 +88,6 @@ protected:
         u64 used = 0;
         for (image_query_t& query : image_queries) used += query.state != image_state_free;
         return used;
-    }
-    static std::string user_log_since(u64 start) {
-        log_channel_t* user = log_channel(log_user);
-        return std::string((char*)user->text.bytes + start, user->text.used - start);
-    }
-    static u64 count_of(const std::string& text, const std::string& part) {
-        u64 count = 0;
-        for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) count++;
-        return count;
     }
 };
 
@@ -183,13 +168,13 @@ TEST_F(ImageQueries, EachReplyEndsInItsState) {
     EXPECT_EQ(slots[4]->busy, 0u);
     // The files that don't decode and the ones too large are told once each, at
     // the main thread's sweep; a plain failure shows in the view alone.
-    u64 log_start = log_channel(log_user)->text.used;
+    u8* log_start = log_test_mark(log_user);
     image_queries_sweep();
     image_queries_sweep();
-    std::string log = user_log_since(log_start);
+    std::string log = log_test_since(log_user, log_start);
     for (u32 i = 0; i < ARRAY_COUNT(cases); i++) {
         bool told = i == 4 || i == 5 || cases[i].error == http_error_not_enough_storage;
-        EXPECT_EQ(count_of(log, cases[i].address), told ? 1u : 0u) << cases[i].address << "\n" << log;
+        EXPECT_EQ(text_count(log, cases[i].address), told ? 1u : 0u) << cases[i].address << "\n" << log;
     }
 }
 
@@ -223,13 +208,13 @@ TEST_F(ImageQueries, ANewAddressInAFullTableTakesTheOldestSlot) {
         if (query.entry_id == 101) second = &query;
     }
 
-    u64 log_start = log_channel(log_user)->text.used;
+    u8* log_start = log_test_mark(log_user);
     image_query_t* taken = get(5000, picture_address("picture.png"));
     EXPECT_EQ(taken, second);
     EXPECT_EQ(get(101, refused_address(1), false), nullptr);
     EXPECT_EQ(used_slots(), image_query_count);
     // An ordinary eviction isn't worth a line.
-    EXPECT_EQ(user_log_since(log_start), "");
+    EXPECT_EQ(log_test_since(log_user, log_start), "");
     wait_idle();
     EXPECT_EQ(taken->state, image_state_loaded);
     EXPECT_EQ(taken->entry_id, 5000u);
@@ -246,7 +231,7 @@ TEST_F(ImageQueries, AnEvictionPassesOverASlotThatIsStillLoading) {
     for (u32 i = 1; i < image_query_count; i++) get(100 + i, refused_address(i), false);
     ASSERT_EQ(stalled->busy, 1u);
 
-    u64 log_start = log_channel(log_user)->text.used;
+    u8* log_start = log_test_mark(log_user);
     std::string address = picture_address("picture.png");
     image_query_t* taken = get(5000, address);
     ASSERT_NE(taken, nullptr);
@@ -254,12 +239,12 @@ TEST_F(ImageQueries, AnEvictionPassesOverASlotThatIsStillLoading) {
     EXPECT_EQ(get(101, refused_address(1), false), nullptr);
     EXPECT_EQ(stalled->busy, 1u);
     EXPECT_EQ(stalled->entry_id, 9u);
-    std::string log = user_log_since(log_start);
-    EXPECT_EQ(count_of(log, "the oldest is still loading"), 1u) << log;
-    EXPECT_EQ(count_of(log, address), 1u) << log;
+    std::string log = log_test_since(log_user, log_start);
+    EXPECT_EQ(text_count(log, "the oldest is still loading"), 1u) << log;
+    EXPECT_EQ(text_count(log, address), 1u) << log;
     // Found again, nothing more is said.
     EXPECT_EQ(get(5000, address), taken);
-    EXPECT_EQ(user_log_since(log_start), log);
+    EXPECT_EQ(log_test_since(log_user, log_start), log);
     wait_idle();
     EXPECT_EQ(stalled->state, image_state_load_error);
 }
@@ -279,7 +264,7 @@ TEST_F(ImageQueries, RemovingAnEntryReleasesItsSlotsEvenWhileOneLoads) {
     ASSERT_NE(stalled, nullptr);
     loaded->texture = 77;
 
-    u64 log_start = log_channel(log_user)->text.used;
+    u8* log_start = log_test_mark(log_user);
     image_queries_remove_entry(9);
     for (image_query_t* query : {loaded, undecodable, failed}) {
         EXPECT_EQ(query->state, image_state_free);
@@ -293,15 +278,15 @@ TEST_F(ImageQueries, RemovingAnEntryReleasesItsSlotsEvenWhileOneLoads) {
     EXPECT_EQ(stalled->remove, 1u);
     image_queries_sweep();
     EXPECT_EQ(stalled->state, image_state_loading);
-    EXPECT_EQ(user_log_since(log_start), "");
+    EXPECT_EQ(log_test_since(log_user, log_start), "");
 
     wait_idle(stalled);
     image_queries_sweep();
     image_queries_sweep();
     EXPECT_EQ(stalled->state, image_state_free);
     EXPECT_EQ(stalled->remove, 0u);
-    std::string log = user_log_since(log_start);
-    EXPECT_EQ(count_of(log, "/stall"), 1u) << log;
+    std::string log = log_test_since(log_user, log_start);
+    EXPECT_EQ(text_count(log, "/stall"), 1u) << log;
     EXPECT_EQ(get(9, image_server.address("/stall"), false), nullptr);
 
     image_query_release(kept);
@@ -319,10 +304,10 @@ TEST_F(ImageQueries, ABusyTableOrAFullRingStartsNothing) {
     for (u32 i = 0; i < 1023; i++) ASSERT_NE(get(1, refused_address(i)), nullptr) << i;
 
     // The ring is full: the 1024th slot is given back with its address.
-    u64 log_start = log_channel(log_user)->text.used;
+    u8* log_start = log_test_mark(log_user);
     EXPECT_EQ(get(1, refused_address(1023)), nullptr);
     EXPECT_EQ(used_slots(), 1023u);
-    EXPECT_EQ(user_log_since(log_start), "");
+    EXPECT_EQ(log_test_since(log_user, log_start), "");
 
     // With every slot held by a worker, a new picture waits, said once.
     image_query_t* last = nullptr;
@@ -334,8 +319,8 @@ TEST_F(ImageQueries, ABusyTableOrAFullRingStartsNothing) {
     last->busy = 1;
     EXPECT_EQ(get(2, refused_address(2000)), nullptr);
     EXPECT_EQ(get(2, refused_address(2000)), nullptr);
-    std::string log = user_log_since(log_start);
-    EXPECT_EQ(count_of(log, refused_address(2000)), 1u) << log;
+    std::string log = log_test_since(log_user, log_start);
+    EXPECT_EQ(text_count(log, refused_address(2000)), 1u) << log;
     EXPECT_EQ(used_slots(), image_query_count);
 
     // The queued jobs never run; the slots are given back as their ends would.

@@ -7,6 +7,7 @@
 
 #include "base/log.h"
 #include "base/text.h"
+#include "log_support.h"
 #include "net/block_storage.h"
 #include "net/http_file.h"
 #include "net/queries.h"
@@ -44,10 +45,6 @@ protected:
             if (finished == count) return;
             ASSERT_TRUE(wake_wait(30000));
         }
-    }
-    static std::string user_log_since(u64 start) {
-        log_channel_t* user = log_channel(log_user);
-        return std::string((char*)user->text.bytes + start, user->text.used - start);
     }
 };
 
@@ -97,14 +94,14 @@ TEST_F(Queries, WorkersDownloadIntoTheirSlots) {
 TEST_F(Queries, AFullTableOrRingRefusesInsteadOfStopping) {
     // No workers: jobs stay in the ring.
     thread_queue_create(&thread_queue, 0);
-    u64 log_start = log_channel(log_user)->text.used;
+    u8* log_start = log_test_mark(log_user);
     block_storage_node_t before = *block_storage.free_list;
 
     table_count = 2;
     EXPECT_TRUE(submit("http://127.0.0.1:1/a"));
     EXPECT_TRUE(submit("http://127.0.0.1:1/b"));
     EXPECT_FALSE(submit("http://127.0.0.1:1/c"));
-    EXPECT_NE(user_log_since(log_start).find("http://127.0.0.1:1/c"), std::string::npos);
+    EXPECT_NE(log_test_since(log_user, log_start).find("http://127.0.0.1:1/c"), std::string::npos);
 
     // The ring takes 1023 jobs; the table has a slot for the 1024th, which is given
     // back along with its address.
@@ -112,7 +109,7 @@ TEST_F(Queries, AFullTableOrRingRefusesInsteadOfStopping) {
     for (u32 i = 2; i < 1023; i++) ASSERT_TRUE(submit("http://127.0.0.1:1/" + std::to_string(i))) << i;
     EXPECT_FALSE(submit("http://127.0.0.1:1/last"));
     EXPECT_EQ(query_table[1023].state, 0u);
-    EXPECT_NE(user_log_since(log_start).find("http://127.0.0.1:1/last"), std::string::npos);
+    EXPECT_NE(log_test_since(log_user, log_start).find("http://127.0.0.1:1/last"), std::string::npos);
 
     thread_terminate(&thread_queue);
     for (u32 i = 0; i < 1023; i++) {

@@ -18,6 +18,7 @@
 #include "net/block_storage.h"
 #include "store/reader_file.h"
 #include "store_support.h"
+#include "tools/tool_support.h"
 
 namespace fs = std::filesystem;
 
@@ -104,8 +105,9 @@ TEST(ReaderFile, SaveAndLoadGiveTheSameRecords) {
     EXPECT_EQ(file_bytes(only_store_file(second_folder.path)), file_bytes(saved));
 
     // The listing of the tool reads it too.
-    std::string command = std::string(NEWSLOOM_BINARY_DIR) + "/newsloom-tool store " + saved + " > /dev/null";
-    EXPECT_EQ(system(command.c_str()), 0);
+    int exit_status = -1;
+    tool_run("store " + saved + " > /dev/null", &exit_status);
+    EXPECT_EQ(exit_status, 0);
 }
 
 TEST(ReaderFile, IdsAndGenerationsAreDenseAfterASave) {
@@ -230,8 +232,9 @@ TEST(ReaderFile, DamagedNewestFileIsRefusedAndLeftInPlace) {
         EXPECT_EQ(file_bytes(newest), c.bytes);
         EXPECT_EQ(folder_names(folder.path).size(), 2u);
         if (&c == &cases[0]) {
-            std::string command = std::string(NEWSLOOM_BINARY_DIR) + "/newsloom-tool store " + newest + " 2> /dev/null";
-            EXPECT_NE(system(command.c_str()), 0) << "the tool refuses it as well";
+            int exit_status = -1;
+            tool_run("store " + newest + " 2> /dev/null", &exit_status);
+            EXPECT_NE(exit_status, 0) << "the tool refuses it as well";
         }
     }
 }
@@ -260,9 +263,9 @@ TEST(ReaderFile, AFileTheSystemRefusesIsToldInItsWords) {
         std::string text(message, reader_load_message(&status, message, sizeof(message)));
         EXPECT_NE(text.find(c.path + c.says), std::string::npos) << text;
     }
-    std::string command = std::string(NEWSLOOM_BINARY_DIR) + "/newsloom-tool store '" + missing + "' 2> '" +
-                          folder.path + "/errors.txt'";
-    EXPECT_NE(system(command.c_str()), 0);
+    int exit_status = -1;
+    tool_run("store '" + missing + "' 2> '" + folder.path + "/errors.txt'", &exit_status);
+    EXPECT_NE(exit_status, 0);
     EXPECT_NE(file_bytes(folder.path + "/errors.txt").find(missing + cases[0].says), std::string::npos);
 }
 

@@ -41,10 +41,6 @@ TEST(ToolHtml, TokensTreeAndReport) {
     EXPECT_NE(status, 0);
     EXPECT_NE(strict.find("html_tree_construction_error_element_invalid_start_name"), std::string::npos) << strict;
 
-    // The encoding comes from the document's own declaration.
-    std::string big5 = folder.write("big5.html", "<meta charset=big5>\xa4\x40");
-    EXPECT_EQ(run_html_tool(big5, &status), "<meta self_closing=false charset=\"big5\"\ntext: \xe4\xb8\x80\n");
-
     run_html_tool(folder.path + "/missing.html 2>/dev/null", &status);
     EXPECT_NE(status, 0);
 }
