@@ -1,5 +1,5 @@
 // data_t blocks: alignment and exhaustion of pushes, carving, reserve and commit,
-// and the assertion that stops the program.
+// and the assertions that guard them.
 #include <gtest/gtest.h>
 
 #include <string.h>

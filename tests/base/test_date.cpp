@@ -1,5 +1,4 @@
-// Dates: the two feed parsers' tables, date_add across months and years, the
-// file-name form and local text.
+// Dates: the two feed parsers' tables, the file-name form and local text.
 #include <gtest/gtest.h>
 
 #include <stdlib.h>

@@ -1,5 +1,5 @@
-// Files and directories on real files in a temporary folder: errors that chain,
-// whole-file reads, walks, sorting and starting programs.
+// Files and directories on real files in a temporary folder: errors that chain and
+// say why, whole-file reads, folders with their parents, walks and sorting.
 #include <gtest/gtest.h>
 
 #include <stdlib.h>
@@ -208,32 +208,6 @@ TEST_F(FileTest, ErrorTextsSayWhy) {
     char tiny[4];
     EXPECT_EQ(file_error_text(file_error_open, tiny, sizeof(tiny)), 3u);
     EXPECT_EQ(file_error_text(file_error_open, tiny, 0), 0u);
-}
-
-TEST(File, NamesAndCommaLists) {
-    struct {
-        const char* name;
-        const char* extension;
-        const char* stripped;
-    } names[] = {
-        {"a.tar.gz", "gz", "a.tar"}, {"noext", "", "noext"}, {"dot.", "", "dot"}, {".hidden", "hidden", ""},
-    };
-    for (auto& n : names) {
-        data_t name = data_from_size(strlen(n.name), n.name);
-        data_t extension = file_extension(name);
-        data_t stripped = file_strip_extension(name);
-        EXPECT_EQ(std::string((char*)extension.bytes, extension.used), n.extension) << n.name;
-        EXPECT_EQ(std::string((char*)stripped.bytes, stripped.used), n.stripped) << n.name;
-    }
-
-    data_t items[4];
-    u32 count = string_split_commas(data_literal(" a, b ,,c"), items, 4);
-    ASSERT_EQ(count, 3u);
-    EXPECT_EQ(std::string((char*)items[0].bytes, items[0].used), "a");
-    EXPECT_EQ(std::string((char*)items[1].bytes, items[1].used), "b ");
-    EXPECT_EQ(std::string((char*)items[2].bytes, items[2].used), "c");
-    EXPECT_EQ(string_split_commas(data_literal("a,b,c"), items, 2), 2u);
-    EXPECT_EQ(string_split_commas(data_literal(" , ,"), items, 4), 0u);
 }
 
 TEST_F(FileTest, WalkFiltersSortsAndStopsWhenFull) {

@@ -1,4 +1,4 @@
-// Number text: every format flag, the parsers' quirks and byte sizes.
+// Number text: every format flag, the parser's quirks and byte sizes.
 #include <gtest/gtest.h>
 
 #include <string>

@@ -1,5 +1,5 @@
-// Text primitives: UTF-8 and UTF-16 coding with their errors, the converters that
-// replace bad input, search and editing.
+// Text primitives: UTF-8 and UTF-16 coding with their errors, search, compares and
+// copies.
 #include <gtest/gtest.h>
 
 #include <string.h>
@@ -118,7 +118,7 @@ TEST(Text, Utf8LastCharLength) {
     EXPECT_EQ(utf8_last_char_length((const u8*)many.data(), (const u8*)many.data() + many.size()), 1u);
 }
 
-TEST(Text, Utf16DecodeAndEncode) {
+TEST(Text, Utf16DecodeTable) {
     struct {
         std::vector<u8> bytes;
         u32 big_endian;
@@ -143,41 +143,6 @@ TEST(Text, Utf16DecodeAndEncode) {
         EXPECT_EQ(units, c.units) << testing::PrintToString(c.bytes);
         EXPECT_EQ(error, c.error) << testing::PrintToString(c.bytes);
     }
-
-    u8 out[4];
-    u32 units = 0;
-    utf_error_t error = 0;
-    utf16_encode(out, out + 4, 0x1F600, &units, 1, &error);
-    EXPECT_EQ(units, 2u);
-    EXPECT_EQ(std::vector<u8>(out, out + 4), (std::vector<u8>{0xD8, 0x3D, 0xDE, 0x00}));
-    utf16_encode(out, out + 2, 0x1F600, &units, 0, &error);
-    EXPECT_EQ(error, 3u);
-    error = 0;
-    utf16_encode(out, out + 4, 0xDC00, &units, 0, &error);
-    EXPECT_EQ(error, 4u);
-}
-
-TEST(Text, ConvertersReplaceBadInput) {
-    // A lone high surrogate at the end, and a reversed pair.
-    const u16 source[] = {0x48, 0xDC00, 0xD800, 0x49, 0xD83D, 0xDE00, 0xD800};
-    u8 out[64];
-    utf_error_t error = 0;
-    u64 written = utf16_to_utf8(source, ARRAY_COUNT(source), out, sizeof(out), &error);
-    EXPECT_EQ(error, 0u);
-    EXPECT_EQ(std::string((char*)out, written),
-              "H\xEF\xBF\xBD\xEF\xBF\xBDI\xF0\x9F\x98\x80\xEF\xBF\xBD");
-
-    // No room ends the conversion with the error set.
-    written = utf16_to_utf8(source, ARRAY_COUNT(source), out, 3, &error);
-    EXPECT_EQ(written, 1u);
-    EXPECT_EQ(error, 3u);
-
-    std::string utf8 = "a\xFF\xC3\xA9\xE2\x82";
-    u16 wide[16];
-    error = 0;
-    u64 units = utf8_to_utf16((const u8*)utf8.data(), utf8.size(), wide, 16, &error);
-    EXPECT_EQ(error, 0u);
-    EXPECT_EQ(std::vector<u16>(wide, wide + units), (std::vector<u16>{0x61, 0xFFFD, 0xE9, 0xFFFD, 0xFFFD}));
 }
 
 TEST(Text, CompareAndFold) {
@@ -218,24 +183,4 @@ TEST(Text, EditingAndHashes) {
     bytes_copy_backward(buffer + 2, buffer, 6);
     EXPECT_EQ(std::vector<u8>(buffer, buffer + 8), (std::vector<u8>{1, 2, 1, 2, 3, 4, 5, 6}));
     EXPECT_EQ(bytes_copy(buffer, buffer + 4, 2), buffer + 6);
-}
-
-TEST(Text, ConverterAgreesWithTheEncoderOnEveryBmpUnit) {
-    for (u32 unit = 1; unit <= 0xFFFF; unit++) {
-        if (unit >= 0xD800 && unit <= 0xDFFF) continue;
-        u16 source = (u16)unit;
-        u8 converted[8], encoded[8];
-        u32 length = 0;
-        utf_error_t error = 0;
-        u64 written = utf16_to_utf8(&source, 1, converted, sizeof(converted), &error);
-        utf8_encode(encoded, encoded + sizeof(encoded), unit, &length, &error);
-        ASSERT_EQ(written, length) << unit;
-        ASSERT_EQ(memcmp(converted, encoded, length), 0) << unit;
-        // One byte short of room: the error, and nothing of the character.
-        if (length > 1) {
-            written = utf16_to_utf8(&source, 1, converted, length - 1, &error);
-            ASSERT_EQ(written, 0u) << unit;
-            ASSERT_EQ(error, utf_error_target_too_small) << unit;
-        }
-    }
 }

@@ -1,5 +1,5 @@
 // Tree construction in both modes, white-space collapsing, preformatted text,
-// node access, searches and the walk.
+// attributes on their nodes and the walk.
 #include <gtest/gtest.h>
 
 #include <cstring>
