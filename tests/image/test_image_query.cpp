@@ -52,8 +52,8 @@ protected:
         file_write("text.png", "this is not a picture");
         file_write("cut.png", png_bytes.substr(0, 40));
         ASSERT_TRUE(image_server.start(image_folder.c_str(), false));
-        // A stalled server ends a download in 3 s rather than a minute.
-        os_http_set_time_outs(3000, 3000);
+        // A stalled server ends a download in a second rather than a minute.
+        os_http_set_time_outs(1000, 1000);
         ASSERT_EQ(downloads_prepare(), 0u);
     }
     static void TearDownTestSuite() {

@@ -38,16 +38,6 @@ std::string folder_of_length(const std::string& root, size_t length) {
 
 }  // namespace
 
-TEST(StoreFolder, SaveMakesEveryMissingFolder) {
-    temp_folder_t root;
-    for (const char* below : {"/a/b/c", "/a/b/d/", "/a//e"}) {
-        store_fixture_t store;
-        store.use_folder(root.path + below);
-        EXPECT_TRUE(store.save()) << below;
-        EXPECT_EQ(folder_names(root.path + below).size(), 1u) << below;
-    }
-}
-
 // Paths around the old 1024-byte name buffer and up to what the system takes: the
 // file lands in the folder under its dated name and loads again.
 TEST(StoreFolder, LongFoldersSaveAndLoadInPlace) {
