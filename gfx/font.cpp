@@ -69,14 +69,16 @@ font_t* font_load(font_set_t* set, data_t file, f32 size, u32 fixed_pitch) {
     font->pages = (glyph_t**)data_push(&set->memory, sizeof(glyph_t*) * font_page_count, 8);
     font->kerning_ascii = (i16*)data_push(&set->memory, sizeof(i16) * 128 * 128, 8);
     font->advance_ascii = (f32*)data_push(&set->memory, sizeof(f32) * 128 * 128, 8);
+    font->step_ascii = (f32*)data_push(&set->memory, sizeof(f32) * 128 * 128, 8);
     font->atlas = (font_atlas_t*)data_push(&set->memory, sizeof(font_atlas_t), 8);
     font->kerning_pairs =
         (font_kerning_slot_t*)data_push(&set->memory, sizeof(font_kerning_slot_t) * font_kerning_slots, 8);
-    ASSERT(font->pages && font->kerning_ascii && font->advance_ascii && font->kerning_pairs && font->atlas);
+    ASSERT(font->pages && font->kerning_ascii && font->advance_ascii && font->step_ascii && font->kerning_pairs && font->atlas);
     *font->atlas = font_atlas_t{};
     bytes_zero(font->pages, sizeof(glyph_t*) * font_page_count);
     for (u32 i = 0; i < 128 * 128; i++) font->kerning_ascii[i] = font_kerning_unknown;
     for (u32 i = 0; i < 128 * 128; i++) font->advance_ascii[i] = font_advance_unknown;
+    for (u32 i = 0; i < 128 * 128; i++) font->step_ascii[i] = font_advance_unknown;
     bytes_zero(font->kerning_pairs, sizeof(font_kerning_slot_t) * font_kerning_slots);
 
     u32 face = face_add(set, file, 0, 0);
@@ -428,6 +430,13 @@ f32 font_advance_pair_fill(const font_t* font, u32 before, u32 codepoint) {
     advance += (f32)font_kerning(font, font_glyph_ascii(font, before), codepoint) * font->scale;
     font->advance_ascii[before * 128 + codepoint] = advance;
     return advance;
+}
+
+f32 font_step_pair_fill(const font_t* font, u32 codepoint, u32 after) {
+    const glyph_t* glyph = font_glyph_ascii(font, codepoint);
+    f32 step = glyph->advance + (f32)font_kerning(font, glyph, after) * font->scale;
+    font->step_ascii[codepoint * 128 + after] = step;
+    return step;
 }
 
 static i32 kerning_lookup(const font_t* font, const glyph_t* glyph, u32 second_codepoint) {

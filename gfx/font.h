@@ -82,6 +82,10 @@ struct font_t {
     // 128 x 128 by (the code point before, the code point): the second's advance with
     // the kerning between them folded in, in pixels; font_advance_unknown until met.
     f32* advance_ascii;
+    // 128 x 128 by (the code point, the code point after): the pen's step over the
+    // first as drawing moves it, its advance plus the pair's kerning, in pixels;
+    // font_advance_unknown until met.
+    f32* step_ascii;
     font_kerning_slot_t* kerning_pairs;
     u32 kerning_pair_count;
     font_atlas_t* atlas;
@@ -161,6 +165,12 @@ f32 font_advance_pair_fill(const font_t* font, u32 before, u32 codepoint);
 inline f32 font_advance_pair(const font_t* font, u32 before, u32 codepoint) {
     f32 known = font->advance_ascii[before * 128 + codepoint];
     return known != font_advance_unknown ? known : font_advance_pair_fill(font, before, codepoint);
+}
+// The pen's step over ASCII `codepoint` when ASCII `after` follows, filled the same way.
+f32 font_step_pair_fill(const font_t* font, u32 codepoint, u32 after);
+inline f32 font_step_pair(const font_t* font, u32 codepoint, u32 after) {
+    f32 known = font->step_ascii[codepoint * 128 + after];
+    return known != font_advance_unknown ? known : font_step_pair_fill(font, codepoint, after);
 }
 f32 font_line_height(const font_t* font, u32 with_gap);
 f32 font_baseline(const font_t* font);

@@ -38,18 +38,15 @@ static_assert(sizeof(vertex_colour_t) == 12 && sizeof(vertex_colour_uv_t) == 20)
 
 enum quad_layout_t : u32 {
     quad_layout_general = 0,
-    quad_layout_colour_16 = 1,
-    quad_layout_colour_32 = 2,
-    quad_layout_colour_uv_16 = 3,
-    quad_layout_colour_uv_32 = 4,
+    quad_layout_colour = 1,
+    quad_layout_colour_uv = 2,
 };
 
+// The index size doesn't matter: indices are written apart from the vertices.
 static quad_layout_t quad_layout(u8 format) {
-    switch (format) {
-        case 0x24: return quad_layout_colour_16;
-        case 0x34: return quad_layout_colour_32;
-        case 0x2C: return quad_layout_colour_uv_16;
-        case 0x3C: return quad_layout_colour_uv_32;
+    switch (format & 0xF) {
+        case 0x4: return quad_layout_colour;
+        case 0xC: return quad_layout_colour_uv;
         default: return quad_layout_general;
     }
 }
@@ -97,6 +94,8 @@ u32 gl_batch_create(renderer_t* renderer, u32 type, u8 format, u32 quad_capacity
     batch->type = type;
     batch->format = format;
     batch->quad_layout = quad_layout(format);
+    // Glyph quads are written in one layout: position, packed colour, atlas box.
+    ASSERT(type != batch_type_text || batch->quad_layout == quad_layout_colour_uv);
     batch->vertex_size = gl_format_vertex_words(format) * 4;
     batch->index_size = gl_format_index_bytes(format);
     batch->vertex_capacity = quad_capacity * 4;
@@ -212,47 +211,60 @@ static bool quad_room(batch_t* batch) {
     return true;
 }
 
+// Every quad takes four vertices after the last and five indices after the last,
+// so a batch's indices are always the same: 0 1 2 3 restart, 4 5 6 7 restart, and
+// on. They are written once, as the batch first needs them, and a quad only counts
+// its five.
 template <typename index_t>
-[[gnu::always_inline]] inline static void quad_indices(batch_t* batch, u32 first) {
-    index_t* target = (index_t*)batch->indices + batch->index_count;
-    target[0] = (index_t)first;
-    target[1] = (index_t)(first + 1);
-    target[2] = (index_t)(first + 2);
-    target[3] = (index_t)(first + 3);
-    target[4] = (index_t)~(index_t)0;  // the restart value of its size
-    batch->index_count += 5;
+static void indices_fill(u8* indices, u32 from, u32 to) {
+    index_t* target = (index_t*)indices;
+    for (u32 i = from; i < to; i++) target[i] = i % 5 == 4 ? (index_t)~(index_t)0 : (index_t)(i / 5 * 4 + i % 5);
 }
 
-// Four vertices in strip order x0y1, x0y0, x1y1, x1y0 and their five indices, the
-// batch's room already known.
-template <typename vertex_t, typename index_t>
-[[gnu::always_inline]] inline static void quad_store(batch_t* batch, rect_t r, rect_t uv, const u32* colours) {
-    u32 first = batch->vertex_count;
-    vertex_t* v = (vertex_t*)batch->vertices + first;
-    v[0].x = r.x0, v[0].y = r.y1, v[0].colour = colours[0];
-    v[1].x = r.x0, v[1].y = r.y0, v[1].colour = colours[1];
-    v[2].x = r.x1, v[2].y = r.y1, v[2].colour = colours[2];
-    v[3].x = r.x1, v[3].y = r.y0, v[3].colour = colours[3];
+[[gnu::noinline]] static void indices_extend(batch_t* batch, u32 count) {
+    // By doubling, so that a batch's first frames reach its usual count in a few steps.
+    u32 to = max_of(count, max_of(batch->index_filled * 2, 1280u));
+    to = min_of(to - to % 5, batch->index_capacity);
+    if (batch->index_size == 2) {
+        indices_fill<u16>(batch->indices, batch->index_filled, to);
+    } else if (batch->index_size == 4) {
+        indices_fill<u32>(batch->indices, batch->index_filled, to);
+    } else {
+        indices_fill<u8>(batch->indices, batch->index_filled, to);
+    }
+    batch->index_filled = to;
+}
+
+// Indices up to `count` exist (the batch's room already known).
+static inline void indices_ready(batch_t* batch, u32 count) {
+    if (count > batch->index_filled) indices_extend(batch, count);
+}
+
+// Four vertices in strip order x0y1, x0y0, x1y1, x1y0, the batch's room already known.
+template <typename vertex_t>
+[[gnu::always_inline]] inline static void quad_vertices(vertex_t* v, rect_t r, rect_t uv, u32 colour) {
+    v[0].x = r.x0, v[0].y = r.y1, v[0].colour = colour;
+    v[1].x = r.x0, v[1].y = r.y0, v[1].colour = colour;
+    v[2].x = r.x1, v[2].y = r.y1, v[2].colour = colour;
+    v[3].x = r.x1, v[3].y = r.y0, v[3].colour = colour;
     if constexpr (sizeof(vertex_t) == sizeof(vertex_colour_uv_t)) {
         v[0].u = uv.x0, v[0].v = uv.y1;
         v[1].u = uv.x0, v[1].v = uv.y0;
         v[2].u = uv.x1, v[2].v = uv.y1;
         v[3].u = uv.x1, v[3].v = uv.y0;
     }
-    batch->vertex_count += 4;
-    quad_indices<index_t>(batch, first);
 }
 
-static void index_write(batch_t* batch, u32 value) {
-    u8* target = batch->indices + (u64)batch->index_count * batch->index_size;
-    if (batch->index_size == 2) {
-        *(u16*)target = (u16)value;
-    } else if (batch->index_size == 4) {
-        *(u32*)target = value;
-    } else {
-        *target = (u8)value;
-    }
-    batch->index_count += 1;
+template <typename vertex_t>
+[[gnu::always_inline]] inline static void quad_store(batch_t* batch, rect_t r, rect_t uv, const u32* colours) {
+    vertex_t* v = (vertex_t*)batch->vertices + batch->vertex_count;
+    quad_vertices(v, r, uv, colours[0]);
+    v[1].colour = colours[1];
+    v[2].colour = colours[2];
+    v[3].colour = colours[3];
+    batch->vertex_count += 4;
+    indices_ready(batch, batch->index_count + 5);
+    batch->index_count += 5;
 }
 
 static void quad_store_general(batch_t* batch, rect_t r, rect_t uv, const u32* colours) {
@@ -277,16 +289,14 @@ static void quad_store_general(batch_t* batch, rect_t r, rect_t uv, const u32* c
         }
     }
     batch->vertex_count += 4;
-    for (u32 i = 0; i < 4; i++) index_write(batch, first + i);
-    index_write(batch, batch_restart_value(batch));
+    indices_ready(batch, batch->index_count + 5);
+    batch->index_count += 5;
 }
 
 static void quad_store_any(batch_t* batch, quad_layout_t layout, rect_t r, rect_t uv, const u32* colours) {
     switch (layout) {
-        case quad_layout_colour_16: quad_store<vertex_colour_t, u16>(batch, r, uv, colours); break;
-        case quad_layout_colour_32: quad_store<vertex_colour_t, u32>(batch, r, uv, colours); break;
-        case quad_layout_colour_uv_16: quad_store<vertex_colour_uv_t, u16>(batch, r, uv, colours); break;
-        case quad_layout_colour_uv_32: quad_store<vertex_colour_uv_t, u32>(batch, r, uv, colours); break;
+        case quad_layout_colour: quad_store<vertex_colour_t>(batch, r, uv, colours); break;
+        case quad_layout_colour_uv: quad_store<vertex_colour_uv_t>(batch, r, uv, colours); break;
         default: quad_store_general(batch, r, uv, colours); break;
     }
 }
@@ -382,13 +392,19 @@ void gl_batch_command_colour(batch_t* batch, u32 command_index, colour_t colour)
     }
 }
 
-// What ASCII text of one font needs, looked up as the frame first draws each glyph:
-// the glyph (a glyph drawn in a frame keeps its place in the atlas until the next
-// begins), its atlas box and the row of the font's kerning cache that follows it.
+// A glyph as text draws it: its box from the pen, its atlas box, and one when it
+// has ink to draw (a blank's quad is written all the same and not counted).
+struct glyph_quad_t {
+    rect_t box;
+    rect_t uv;  // for the atlas's size when the quad was made
+    const glyph_t* glyph;
+    u32 ink;
+};
+
+// The quads of the ASCII glyphs one font has drawn in this frame (a glyph drawn in
+// a frame keeps its place in the atlas until the next begins).
 struct ascii_font_t {
-    const glyph_t* drawn[128];  // null until drawn in this frame
-    const i16* kerning[128];    // amounts after a drawn glyph, font_kerning_unknown until met
-    rect_t uv[128];             // a drawn glyph's atlas box, for the atlas's size then
+    glyph_quad_t quads[128];  // glyph null until drawn in this frame
 };
 
 struct ascii_glyphs_t {
@@ -398,19 +414,12 @@ struct ascii_glyphs_t {
     renderer_t* renderer;  // whose batches hold the glyph quads of the frame so far
 };
 
-static ascii_font_t* ascii_font(ascii_glyphs_t* known, const font_t* font, u32 font_index) {
+static ascii_font_t* ascii_font(ascii_glyphs_t* known, u32 font_index) {
     ascii_font_t* ascii = &known->fonts[font_index];
     if (known->ready & (1u << font_index)) return ascii;
     known->ready |= 1u << font_index;
-    for (u32 c = 0; c < 128; c++) ascii->drawn[c] = nullptr;
+    for (u32 c = 0; c < 128; c++) ascii->quads[c].glyph = nullptr;
     return ascii;
-}
-
-// The row of the font's kerning cache that follows an ASCII glyph.
-static const i16* ascii_kerning_row(const font_t* font, const glyph_t* glyph) {
-    static const i16 no_kerning[128] = {};
-    bool kerns = !font->empty && font->set->faces[glyph->face].kerns && glyph->codepoint < 128;
-    return kerns ? font->kerning_ascii + glyph->codepoint * 128 : no_kerning;
 }
 
 // One code point at `p` (before `end`): its value and length, 0 length for a byte
@@ -442,18 +451,15 @@ static void atlas_grown(const renderer_t* renderer, const font_set_t* set, u32 f
                         f32 scale_v) {
     for (u32 b = 0; b < renderer->batch_count; b++) {
         const batch_t* batch = &renderer->batches[b];
-        if (batch->type != batch_type_text || batch->fonts != set || !(batch->format & 8)) continue;
-        u32 uv_word = (batch->format & 3) + 2 + ((batch->format & 4) ? 1 : 0);
+        if (batch->type != batch_type_text || batch->fonts != set) continue;
         for (u32 c = 0; c < batch->command_count; c++) {
             const batch_command_t* command = &batch->commands[c];
             if (command->kind != batch_type_text || command->font != font_index || !command->index_count) continue;
             // A text's quads take consecutive vertices, five indices each.
-            u32 first = index_read(batch, command->first_index);
-            u32 end = first + command->index_count / 5 * 4;
-            for (u32 v = first; v < end; v++) {
-                f32* uv = (f32*)(batch->vertices + (u64)v * batch->vertex_size) + uv_word;
-                uv[0] *= scale_u;
-                uv[1] *= scale_v;
+            vertex_colour_uv_t* v = (vertex_colour_uv_t*)batch->vertices + command->first_index / 5 * 4;
+            for (u32 i = 0; i < command->index_count / 5 * 4; i++) {
+                v[i].u *= scale_u;
+                v[i].v *= scale_v;
             }
         }
     }
@@ -463,123 +469,135 @@ static inline u32 atlas_size_of(const font_t* font) {
     return font->atlas ? (u32)font->atlas->width << 16 | font->atlas->height : 0;
 }
 
-// The font's atlas was made or grew for a glyph of `command`, from `old_size`
-// (width << 16 | height, 0 for none): the quads written so far follow it. Gives the
-// new size; the inverses are for it.
-[[gnu::cold, gnu::noinline]] static u32 atlas_changed(ascii_glyphs_t* known, batch_t* batch, batch_command_t* command,
-                                                     u32 old_size, f32* inverse_width, f32* inverse_height) {
-    const font_t* font = &batch->fonts->fonts[command->font];
-    const font_atlas_t* atlas = font->atlas;
-    if (old_size >> 16 && (old_size & 0xFFFF)) {
-        command->index_count = batch->index_count - command->first_index;
-        atlas_grown(known->renderer, batch->fonts, command->font, (f32)(old_size >> 16) / atlas->width,
-                    (f32)(old_size & 0xFFFF) / atlas->height);
+// One text command on its way into glyph quads.
+struct text_run_t {
+    ascii_glyphs_t* known;
+    ascii_font_t* ascii;
+    batch_t* batch;
+    batch_command_t* command;
+    const font_t* font;
+    u32 atlas_size;  // width << 16 | height, 0 for none
+    f32 inverse_width, inverse_height;
+};
+
+// A glyph the tables don't hold: through the font, which may bake it and grow the
+// atlas (the batch's counts are up to date for the quads written so far). Its quad
+// goes into the tables when it is one of the font's own ASCII glyphs, else into
+// `other`. `size` is the bytes taken.
+[[gnu::noinline]] static const glyph_quad_t* glyph_quad_make(text_run_t* run, const u8* p, const u8* end,
+                                                            u32* size, glyph_quad_t* other) {
+    const font_t* font = run->font;
+    u32 codepoint = 0;
+    codepoint_next(p, end, &codepoint, size);
+    if (!*size) codepoint = codepoint_replacement, *size = 1;
+    const glyph_t* glyph = font_glyph_drawn(font, codepoint);
+    if (atlas_size_of(font) != run->atlas_size) {
+        // The atlas was made or grew: the quads written so far follow it, and the
+        // quads kept for the old size are met again through the font.
+        const font_atlas_t* atlas = font->atlas;
+        if (run->atlas_size >> 16 && (run->atlas_size & 0xFFFF)) {
+            batch_command_t* command = run->command;
+            command->index_count = run->batch->index_count - command->first_index;
+            atlas_grown(run->known->renderer, run->batch->fonts, command->font,
+                        (f32)(run->atlas_size >> 16) / atlas->width, (f32)(run->atlas_size & 0xFFFF) / atlas->height);
+        }
+        atlas_inverse(font, &run->inverse_width, &run->inverse_height);
+        run->atlas_size = atlas_size_of(font);
+        for (u32 a = 0; a < 128; a++) run->ascii->quads[a].glyph = nullptr;
     }
-    atlas_inverse(font, inverse_width, inverse_height);
-    return atlas_size_of(font);
+    // A glyph that found no room in the atlas tries again where it next appears.
+    bool keep = codepoint < 128 && glyph == font_glyph_ascii(font, codepoint);
+    glyph_quad_t* quad = keep ? &run->ascii->quads[codepoint] : other;
+    quad->box = {glyph->offset_x0, glyph->offset_y0, glyph->offset_x1, glyph->offset_y1};
+    quad->uv = {glyph->x0 * run->inverse_width, glyph->y0 * run->inverse_height, glyph->x1 * run->inverse_width,
+                glyph->y1 * run->inverse_height};
+    quad->glyph = glyph;
+    quad->ink = glyph->x1 > glyph->x0;
+    return quad;
 }
 
-// Glyph quads of one text command, at the end of the batch's vertices. ASCII
-// glyphs already drawn in this frame and their kerning come from the tables; the
-// rest goes through the font, which may bake a glyph and grow the atlas.
-template <typename write_t>
-static void text_expand(batch_t* batch, batch_command_t* command, ascii_glyphs_t* known, write_t write) {
-    const font_t* font = &batch->fonts->fonts[command->font];
-    ascii_font_t* ascii = ascii_font(known, font, command->font);
-    const u8* p = batch->text.bytes + command->text_offset;
-    const u8* end = p + command->text_length;
+// The pen's step over a glyph that isn't one of the font's ASCII glyphs, or before
+// a code point that isn't ASCII.
+[[gnu::noinline]] static f32 glyph_step_other(const font_t* font, const glyph_t* glyph, const u8* p, const u8* end) {
+    u32 next = 0, size = 0;
+    codepoint_next(p, end, &next, &size);
+    i32 amount = size ? font_kerning(font, glyph, next) : 0;
+    return glyph->advance + (f32)amount * font->scale;
+}
+
+// Glyph quads of one text command, at the end of the batch's vertices, with room
+// for `room` quads. `checked` when the batch may fill up before the text ends;
+// otherwise every glyph, blanks included, has room for its quad, written without
+// a branch.
+template <bool checked>
+static void text_expand_glyphs(text_run_t* run, const u8* p, const u8* end, u32 room) {
+    batch_t* batch = run->batch;
+    batch_command_t* command = run->command;
+    const font_t* font = run->font;
+    const glyph_quad_t* quads = run->ascii->quads;
+    const u32 first_vertex = batch->vertex_count;
+    vertex_colour_uv_t* v = (vertex_colour_uv_t*)batch->vertices + first_vertex;
+    const vertex_colour_uv_t* v_end = v + room * 4;
+    const u32 colour = command->colour;
+    // A font made by hand (tests' fixed-advance fonts) has no pair table.
+    const bool pair_table = font->step_ascii != nullptr;
     f32 pen_x = command->x;
     const f32 pen_y = command->y;
-    const f32 scale = font->scale;
-    const u32 colours[4] = {command->colour, command->colour, command->colour, command->colour};
-    command->first_index = batch->index_count;
-    u32 room = min_of((batch->vertex_capacity - batch->vertex_count) / 4, (batch->index_capacity - batch->index_count) / 5);
-    f32 inverse_width, inverse_height;
-    atlas_inverse(font, &inverse_width, &inverse_height);
-    u32 atlas_size = atlas_size_of(font);
     bool first = command->trim_first != 0;
-    while (p < end) {
+    for (;;) {
         u32 c = *p;
-        const glyph_t* glyph = c < 128 ? ascii->drawn[c] : nullptr;
-        const i16* kerning = nullptr;  // the glyph's ASCII kerning row, when it has one
-        rect_t uv;
-        if (glyph) {
-            p += 1;
-            kerning = ascii->kerning[c];
-            uv = ascii->uv[c];
-        } else {
-            u32 codepoint = 0, size = 0;
-            codepoint_next(p, end, &codepoint, &size);
-            if (!size) codepoint = codepoint_replacement, size = 1;
-            p += size;
-            glyph = font_glyph_drawn(font, codepoint);
-            if (atlas_size_of(font) != atlas_size) {
-                atlas_size = atlas_changed(known, batch, command, atlas_size, &inverse_width, &inverse_height);
-                // The boxes kept for the old size are met again through the font.
-                for (u32 a = 0; a < 128; a++) ascii->drawn[a] = nullptr;
-            }
-            uv = {glyph->x0 * inverse_width, glyph->y0 * inverse_height, glyph->x1 * inverse_width,
-                  glyph->y1 * inverse_height};
-            // A glyph that found no room in the atlas tries again where it next appears.
-            if (codepoint < 128 && glyph == font_glyph_ascii(font, codepoint)) {
-                ascii->drawn[codepoint] = glyph;
-                ascii->uv[codepoint] = uv;
-                kerning = ascii->kerning[codepoint] = ascii_kerning_row(font, glyph);
-            }
+        u32 size = 1;
+        const glyph_quad_t* quad = c < 128 ? &quads[c] : nullptr;
+        glyph_quad_t other;
+        if (!quad || !quad->glyph) {
+            u32 written = (u32)(v - ((vertex_colour_uv_t*)batch->vertices + first_vertex)) / 4;
+            batch->vertex_count = first_vertex + written * 4;
+            batch->index_count = command->first_index + written * 5;
+            quad = glyph_quad_make(run, p, end, &size, &other);
         }
-        if (first) pen_x -= glyph->offset_x0;
+        if (first) pen_x -= quad->box.x0;
         first = false;
-        if (glyph->x1 > glyph->x0) {
-            if (!room) {
-                batch->dropped += 1;
-                break;
-            }
-            room--;
-            rect_t box = {pen_x + glyph->offset_x0, pen_y + glyph->offset_y0, pen_x + glyph->offset_x1,
-                          pen_y + glyph->offset_y1};
-            write(batch, box, uv, colours);
+        if (checked && quad->ink && v == v_end) {
+            batch->dropped += 1;
+            break;
         }
-        f32 kern = 0;
-        if (p < end) {
-            i32 amount = kerning && *p < 128 ? kerning[*p] : font_kerning_unknown;
-            if (amount == font_kerning_unknown) {
-                u32 next = 0, size = 0;
-                codepoint_next(p, end, &next, &size);
-                amount = size ? font_kerning(font, glyph, next) : 0;
-            }
-            kern = (f32)amount * scale;
-        }
-        pen_x += glyph->advance + kern;
+        const rect_t box = {pen_x + quad->box.x0, pen_y + quad->box.y0, pen_x + quad->box.x1, pen_y + quad->box.y1};
+        if (!checked || v != v_end) quad_vertices(v, box, quad->uv, colour);
+        v += quad->ink * 4;
+        p += size;
+        if (p >= end) break;
+        const glyph_t* glyph = quad->glyph;
+        bool ascii_pair = pair_table && quad != &other && *p < 128;
+        pen_x += ascii_pair ? font_step_pair(font, c, *p) : glyph_step_other(font, glyph, p, end);
     }
+    u32 written = (u32)(v - ((vertex_colour_uv_t*)batch->vertices + first_vertex)) / 4;
+    batch->vertex_count = first_vertex + written * 4;
+    batch->index_count = command->first_index + written * 5;
+}
+
+static void text_expand(batch_t* batch, batch_command_t* command, ascii_glyphs_t* known) {
+    command->first_index = batch->index_count;
+    if (command->text_length == 0) return;
+    text_run_t run = {known, ascii_font(known, command->font), batch, command, &batch->fonts->fonts[command->font],
+                      0, 0, 0};
+    atlas_inverse(run.font, &run.inverse_width, &run.inverse_height);
+    run.atlas_size = atlas_size_of(run.font);
+    const u8* p = batch->text.bytes + command->text_offset;
+    // No more glyphs than bytes; the vertices and the indices share the room.
+    u32 room = min_of((batch->vertex_capacity - batch->vertex_count) / 4, (batch->index_capacity - batch->index_count) / 5);
+    if (room >= command->text_length) {
+        text_expand_glyphs<false>(&run, p, p + command->text_length, room);
+    } else {
+        text_expand_glyphs<true>(&run, p, p + command->text_length, room);
+    }
+    indices_ready(batch, batch->index_count);
     command->index_count = batch->index_count - command->first_index;
 }
 
-// The quad writers as types, so that the glyph loop has its writer inlined.
-template <typename vertex_t, typename index_t>
-struct quad_writer_t {
-    void operator()(batch_t* batch, rect_t r, rect_t uv, const u32* colours) const {
-        quad_store<vertex_t, index_t>(batch, r, uv, colours);
-    }
-};
-struct quad_writer_general_t {
-    void operator()(batch_t* batch, rect_t r, rect_t uv, const u32* colours) const {
-        quad_store_general(batch, r, uv, colours);
-    }
-};
-
-template <typename write_t>
-static void batch_text_expand(batch_t* batch, ascii_glyphs_t* known, write_t write) {
+static void batch_text_expand(batch_t* batch, ascii_glyphs_t* known) {
     for (u32 c = 0; c < batch->command_count; c++) {
         batch_command_t* command = &batch->commands[c];
-        if (command->kind == batch_type_text) text_expand(batch, command, known, write);
-    }
-}
-
-static void batch_text_expand_any(batch_t* batch, ascii_glyphs_t* known) {
-    switch (batch->quad_layout) {
-        case quad_layout_colour_uv_16: batch_text_expand(batch, known, quad_writer_t<vertex_colour_uv_t, u16>{}); break;
-        case quad_layout_colour_uv_32: batch_text_expand(batch, known, quad_writer_t<vertex_colour_uv_t, u32>{}); break;
-        default: batch_text_expand(batch, known, quad_writer_general_t{}); break;
+        if (command->kind == batch_type_text) text_expand(batch, command, known);
     }
 }
 
@@ -610,7 +628,7 @@ void gl_render(renderer_t* renderer) {
             known.set = batch->fonts;
             known.ready = 0;
         }
-        batch_text_expand_any(batch, &known);
+        batch_text_expand(batch, &known);
     }
     if (renderer->backend == render_backend_gl) {
         render_gl_execute(renderer);

@@ -85,6 +85,7 @@ struct batch_t {
     u8* vertices;
     u32 index_count, index_capacity;
     u8* indices;
+    u32 index_filled;  // indices written so far; they never change
     data_t text;  // bytes of text commands
     u32 vertex_buffer, index_buffer;
     u32 program;
