@@ -627,24 +627,49 @@ u64 layout_get_byte_at_position(const font_t* font, const u8* text, u64 length, 
     return (u64)(p - text);
 }
 
-void layout_fit_single_line(const font_t* font, data_t text, u32 previous_codepoint, f32 width, data_t* out_text,
-                            layout_size_t* out_size, u32 flags) {
-    PROFILE_ZONE(layout_fit_single_line);
-    static const u8 ellipsis[3] = {0xE2, 0x80, 0xA6};
-    // The ellipsis is one glyph that starts a line of its own.
-    f32 ellipsis_width = glyph_advance_after(font, nullptr, font_glyph(font, 0x2026), 0x2026);
-    const u8* first = text.bytes;
-    const u8* end = first + text.used;
+// Where a walk over a line to fit stopped: at its end (`reached_end`) or before a
+// code point that doesn't fit or breaks the line, with the width used so far and,
+// when the ellipsis was tracked, the last place it still fits after.
+struct fit_walk_t {
+    const u8* stop;
+    f32 used;
+    const u8* ellipsis_at;
+    f32 ellipsis_used;
+    bool reached_end;
+};
+
+// Without the ellipsis, runs of ASCII take their advances from the font's pair
+// table in a loop of their own: most lines fit whole, and only one that doesn't is
+// walked again for its ellipsis.
+template <bool track_ellipsis>
+static fit_walk_t fit_walk(const font_t* font, const u8* first, const u8* end, u32 previous_codepoint, f32 width,
+                           f32 ellipsis_width) {
     // The glyph before is carried along, not looked up again for its kerning; two
     // ASCII code points in a row take their advance from the font's pair table.
     const glyph_t* previous = previous_codepoint == codepoint_invalid ? nullptr : font_glyph(font, previous_codepoint);
     u32 before = previous_codepoint;
-    f32 used = 0;
+    fit_walk_t walk = {first, 0, first, 0, true};
     const u8* p = first;
-    const u8* ellipsis_at = first;
-    f32 ellipsis_used = 0;
-    bool reached_end = true;
+    f32 used = 0;
     while (p < end) {
+        if (!track_ellipsis && before < 0x80 && *p < 0x80) {
+            const u8* run = p;
+            for (; p < end; p++) {
+                u32 c = *p;
+                if (c >= 0x80 || is_line_break(c)) break;
+                f32 advance = font_advance_pair(font, before, c);
+                if (used + advance > width) {
+                    walk.reached_end = false;
+                    walk.stop = p;
+                    walk.used = used;
+                    return walk;
+                }
+                used += advance;
+                before = c;
+            }
+            if (p > run) previous = font_glyph_ascii(font, before);
+            if (p == end) break;
+        }
         // Titles are mostly ASCII: a byte below 0x80 is its own code point, and its
         // glyph stands in the font's first page from the start.
         u32 size = 1;
@@ -655,12 +680,12 @@ void layout_fit_single_line(const font_t* font, data_t text, u32 previous_codepo
         } else {
             codepoint = decode(p, end, &size);
         }
-        if (used + ellipsis_width < width) {
-            ellipsis_at = p;
-            ellipsis_used = used;
+        if (track_ellipsis && used + ellipsis_width < width) {
+            walk.ellipsis_at = p;
+            walk.ellipsis_used = used;
         }
         if (is_line_break(codepoint)) {
-            reached_end = false;
+            walk.reached_end = false;
             break;
         }
         f32 advance;
@@ -671,7 +696,7 @@ void layout_fit_single_line(const font_t* font, data_t text, u32 previous_codepo
             advance = glyph_advance_after(font, previous, glyph, codepoint);
         }
         if (used + advance > width) {
-            reached_end = false;
+            walk.reached_end = false;
             break;
         }
         used += advance;
@@ -679,16 +704,27 @@ void layout_fit_single_line(const font_t* font, data_t text, u32 previous_codepo
         before = codepoint;
         p += size;
     }
-    layout_size_t size = {0, font_line_height(font, 0)};
-    const u8* cut = p;
+    walk.stop = p;
+    walk.used = used;
+    return walk;
+}
+
+void layout_fit_single_line(const font_t* font, data_t text, u32 previous_codepoint, f32 width, data_t* out_text,
+                            layout_size_t* out_size, u32 flags) {
+    PROFILE_ZONE(layout_fit_single_line);
+    static const u8 ellipsis[3] = {0xE2, 0x80, 0xA6};
+    // The ellipsis is one glyph that starts a line of its own.
+    f32 ellipsis_width = glyph_advance_after(font, nullptr, font_glyph(font, 0x2026), 0x2026);
+    const u8* first = text.bytes;
+    const u8* end = first + text.used;
+    fit_walk_t walk = fit_walk<false>(font, first, end, previous_codepoint, width, ellipsis_width);
+    layout_size_t size = {walk.used, font_line_height(font, 0)};
+    const u8* cut = walk.stop;
     bool add_ellipsis = false;
-    if (reached_end) {
-        size.width = used;
-    } else if (flags & layout_fit_no_ellipsis) {
-        size.width = used;
-    } else {
-        cut = ellipsis_at;
-        size.width = ellipsis_used;
+    if (!walk.reached_end && !(flags & layout_fit_no_ellipsis)) {
+        walk = fit_walk<true>(font, first, end, previous_codepoint, width, ellipsis_width);
+        cut = walk.ellipsis_at;
+        size.width = walk.ellipsis_used;
         if (ellipsis_width <= width) {
             size.width += ellipsis_width;
             add_ellipsis = true;
