@@ -3,7 +3,12 @@
 // then pulled piece by piece into the caller's buffer: body bytes that arrive before
 // there is a buffer stay inside libcurl (the transfer is paused), and only the part of
 // one network read that overflows the caller's buffer is kept aside here.
+//
+// libcurl is loaded when the session opens, not with the program: it brings some
+// forty libraries whose loading would hold up the window at start, and the session
+// opens on start-up's loading thread.
 #include <curl/curl.h>
+#include <dlfcn.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -58,8 +63,54 @@ void os_http_set_time_outs(u64 connect_milliseconds, u64 idle_milliseconds, u64 
     os_http_total_ms = total_milliseconds;
 }
 
+// The libcurl functions used here, found once in the library loaded at run time.
+#define CURL_FUNCTIONS(X)  \
+    X(global_init)         \
+    X(global_cleanup)      \
+    X(easy_strerror)       \
+    X(easy_init)           \
+    X(easy_cleanup)        \
+    X(easy_setopt)         \
+    X(easy_getinfo)        \
+    X(easy_pause)          \
+    X(multi_init)          \
+    X(multi_cleanup)       \
+    X(multi_add_handle)    \
+    X(multi_remove_handle) \
+    X(multi_perform)       \
+    X(multi_poll)          \
+    X(multi_info_read)
+
+struct curl_functions_t {
+#define CURL_MEMBER(name) decltype(&::curl_##name) name;
+    CURL_FUNCTIONS(CURL_MEMBER)
+#undef CURL_MEMBER
+};
+static curl_functions_t curl;
+
+// True once every function is there; a library that can't be loaded leaves the
+// session unopened, and each download then says why.
+static bool curl_load() {
+    static bool loaded = false;
+    if (loaded) return true;
+    void* library = dlopen("libcurl.so.4", RTLD_LAZY | RTLD_LOCAL);
+    if (!library) return false;
+    curl_functions_t found = {};
+    bool complete = true;
+#define CURL_FIND(name)                                               \
+    found.name = (decltype(found.name))dlsym(library, "curl_" #name); \
+    complete = complete && found.name;
+    CURL_FUNCTIONS(CURL_FIND)
+#undef CURL_FIND
+    if (!complete) return false;
+    curl = found;
+    loaded = true;
+    return true;
+}
+
 os_http_session_t os_http_session_open(const char* user_agent) {
-    if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) return nullptr;
+    if (!curl_load()) return nullptr;
+    if (curl.global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) return nullptr;
     os_http_session_t session = (os_http_session_t)calloc(1, sizeof(os_http_session_s));
     if (!session) return nullptr;
     strncpy(session->user_agent, user_agent, sizeof(session->user_agent) - 1);
@@ -69,7 +120,7 @@ os_http_session_t os_http_session_open(const char* user_agent) {
 bool os_http_session_close(os_http_session_t session) {
     if (!session) return false;
     free(session);
-    curl_global_cleanup();
+    curl.global_cleanup();
     return true;
 }
 
@@ -81,7 +132,7 @@ static void os_http_message(char* message, const char* text) {
 
 // The detailed text libcurl wrote for this transfer, else the code's general text.
 static void os_http_result_message(os_http_request_t request, CURLcode result, char* message) {
-    os_http_message(message, request->error_buffer[0] ? request->error_buffer : curl_easy_strerror(result));
+    os_http_message(message, request->error_buffer[0] ? request->error_buffer : curl.easy_strerror(result));
 }
 
 static bool header_name_is(const char* line, size_t size, const char* name) {
@@ -175,13 +226,13 @@ static void os_http_drive(os_http_request_t request, bool (*enough)(os_http_requ
             break;
         }
         int running = 0;
-        if (curl_multi_perform(request->multi, &running) != CURLM_OK) {
+        if (curl.multi_perform(request->multi, &running) != CURLM_OK) {
             request->done = true;
             request->result = CURLE_FAILED_INIT;
             break;
         }
         int left = 0;
-        while (CURLMsg* message = curl_multi_info_read(request->multi, &left)) {
+        while (CURLMsg* message = curl.multi_info_read(request->multi, &left)) {
             if (message->msg == CURLMSG_DONE) {
                 request->done = true;
                 request->result = message->data.result;
@@ -189,7 +240,7 @@ static void os_http_drive(os_http_request_t request, bool (*enough)(os_http_requ
         }
         if (request->done || enough(request)) break;
         u64 wait = min_of<u64>(min_of<u64>(1000, os_http_idle_ms - idle), os_http_total_ms - total);
-        curl_multi_poll(request->multi, nullptr, 0, (int)max_of<u64>(wait, 1), nullptr);
+        curl.multi_poll(request->multi, nullptr, 0, (int)max_of<u64>(wait, 1), nullptr);
     }
 }
 
@@ -198,10 +249,10 @@ static bool os_http_has_bytes(os_http_request_t request) { return request->targe
 
 static void os_http_free(os_http_request_t request) {
     if (request->multi) {
-        curl_multi_remove_handle(request->multi, request->easy);
-        curl_multi_cleanup(request->multi);
+        curl.multi_remove_handle(request->multi, request->easy);
+        curl.multi_cleanup(request->multi);
     }
-    if (request->easy) curl_easy_cleanup(request->easy);
+    if (request->easy) curl.easy_cleanup(request->easy);
     free(request->spill);
     free(request);
 }
@@ -212,30 +263,30 @@ os_http_request_t os_http_open_url(os_http_session_t session, const char* addres
         os_http_message(message, "Out of memory");
         return nullptr;
     }
-    request->easy = curl_easy_init();
-    request->multi = curl_multi_init();
+    request->easy = curl.easy_init();
+    request->multi = curl.multi_init();
     if (!request->easy || !request->multi) {
         os_http_message(message, "The transfer could not be set up");
         os_http_free(request);
         return nullptr;
     }
     CURL* easy = request->easy;
-    curl_easy_setopt(easy, CURLOPT_URL, address);
-    curl_easy_setopt(easy, CURLOPT_USERAGENT, session->user_agent);
-    curl_easy_setopt(easy, CURLOPT_HTTPGET, 1L);
-    curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
-    curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
-    curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 1L);
-    curl_easy_setopt(easy, CURLOPT_MAXREDIRS, 20L);
-    curl_easy_setopt(easy, CURLOPT_PROXY, "");
-    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, (long)os_http_connect_ms);
-    curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, request->error_buffer);
-    curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, os_http_header);
-    curl_easy_setopt(easy, CURLOPT_HEADERDATA, request);
-    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, os_http_write);
-    curl_easy_setopt(easy, CURLOPT_WRITEDATA, request);
-    curl_multi_add_handle(request->multi, easy);
+    curl.easy_setopt(easy, CURLOPT_URL, address);
+    curl.easy_setopt(easy, CURLOPT_USERAGENT, session->user_agent);
+    curl.easy_setopt(easy, CURLOPT_HTTPGET, 1L);
+    curl.easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
+    curl.easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+    curl.easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 1L);
+    curl.easy_setopt(easy, CURLOPT_MAXREDIRS, 20L);
+    curl.easy_setopt(easy, CURLOPT_PROXY, "");
+    curl.easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+    curl.easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, (long)os_http_connect_ms);
+    curl.easy_setopt(easy, CURLOPT_ERRORBUFFER, request->error_buffer);
+    curl.easy_setopt(easy, CURLOPT_HEADERFUNCTION, os_http_header);
+    curl.easy_setopt(easy, CURLOPT_HEADERDATA, request);
+    curl.easy_setopt(easy, CURLOPT_WRITEFUNCTION, os_http_write);
+    curl.easy_setopt(easy, CURLOPT_WRITEDATA, request);
+    curl.multi_add_handle(request->multi, easy);
     request->last_receive_ms = os_http_now_ms();
     request->start_ms = request->last_receive_ms;
 
@@ -258,7 +309,7 @@ bool os_http_query_content_length(os_http_request_t request, char* buffer, u64 s
 
 bool os_http_query_content_type(os_http_request_t request, char* buffer, u64 size) {
     const char* type = nullptr;
-    if (curl_easy_getinfo(request->easy, CURLINFO_CONTENT_TYPE, &type) != CURLE_OK || !type) return false;
+    if (curl.easy_getinfo(request->easy, CURLINFO_CONTENT_TYPE, &type) != CURLE_OK || !type) return false;
     u64 length = strlen(type);
     if (length + 1 > size) return false;
     memcpy(buffer, type, length + 1);
@@ -285,7 +336,7 @@ bool os_http_read(os_http_request_t request, void* buffer, u64 size, u64* read, 
         if (request->paused) {
             request->paused = false;
             // May hand over the held bytes at once, through os_http_write.
-            curl_easy_pause(request->easy, CURLPAUSE_CONT);
+            curl.easy_pause(request->easy, CURLPAUSE_CONT);
         }
         // The caller reads again as soon as it has the last bytes; the time it took
         // in between isn't the server's.
