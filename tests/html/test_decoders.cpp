@@ -246,19 +246,6 @@ TEST(Decoders, Iso2022Jp) {
     EXPECT_EQ(end_length, 3u);
 }
 
-TEST(Decoders, IndexToPointer) {
-    const u16 runs[][2] = {{10, 20}, {25, 26}, {100, 200}};
-    struct {
-        u32 pointer, expected;
-    } cases[] = {
-        {0, 0xFFFFFFFF}, {9, 0xFFFFFFFF}, {10, 0},   {19, 9},    {20, 0xFFFFFFFF}, {24, 0xFFFFFFFF},
-        {25, 10},        {26, 0xFFFFFFFF}, {100, 11}, {199, 110}, {200, 0xFFFFFFFF}, {65534, 0xFFFFFFFF},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(index_to_pointer(c.pointer, runs, 3), c.expected) << c.pointer;
-    }
-}
-
 TEST(DecodersDeathTest, RequiredPointers) {
     u8 bytes[2] = {0xA4, 0x40};
     u32 codepoint = 0;
