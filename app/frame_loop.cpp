@@ -64,11 +64,28 @@ void frame_fonts_create(font_set_t* fonts, data_t font_memory) {
     font_load(fonts, fixed_face, 12.0f, 1);
 }
 
-void frame_render_create(renderer_t* render, draw_t* draw, window_t* window, font_set_t* fonts, u32 icon_texture) {
+// The widgets go without icons rather than stop the program when their strip had no
+// memory or the driver refuses its texture.
+static u32 icon_texture_create(renderer_t* render, atlas_t* icons) {
+    u32 texture = 0;
+    if (icons->pixels) {
+        texture = render_texture_create(render, icons->pixels, (i32)icons->width, (i32)icons->height,
+                                        (u32)icons->channels, texture_linear);
+    }
+    if (!texture) {
+        icons->pixels = nullptr;
+        log_paragraph_start(log_user);
+        log_write_c_string(log_user, "The widgets' icons could not be made into a texture; they are not shown.");
+    }
+    return texture;
+}
+
+void frame_render_create(renderer_t* render, draw_t* draw, window_t* window, font_set_t* fonts, atlas_t* icons) {
     gl_renderer_create(render, window->width, window->height, renderer_alpha_blending,
                        window->handle ? render_backend_gl : render_backend_stub);
     // Atlases grow up to what the context takes, within a size worth their memory.
     if (window->handle) fonts->atlas_limit = (u16)min_of(gl_texture_size_limit(), 4096u);
+    u32 icon_texture = icon_texture_create(render, icons);
     draw_create(draw, render, fonts, window->screen_width, window->screen_height, icon_texture);
     panel_pictures_attach(render);
 }

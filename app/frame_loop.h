@@ -5,6 +5,7 @@
 #include "app/app.h"
 #include "gfx/font.h"
 #include "gfx/draw.h"
+#include "image/atlas.h"
 #include "platform/window.h"
 #include "store/codepoint_set.h"
 
@@ -46,9 +47,10 @@ void frame_window_create(window_t* window);
 // empty font.
 void frame_fonts_create(font_set_t* fonts, data_t font_memory);
 // Renderer for the client size with alpha blending (on the stub that records when
-// there is no window), and the frame's batches in it. `icon_texture` is the icon atlas
-// (0 until the UI makes it).
-void frame_render_create(renderer_t* render, draw_t* draw, window_t* window, font_set_t* fonts, u32 icon_texture);
+// there is no window), and the frame's batches in it, the icon batches on a texture
+// of the UI's icon strip. Without that texture the strip's pixels are let go of, so
+// that no icon is drawn, and the log panel says so.
+void frame_render_create(renderer_t* render, draw_t* draw, window_t* window, font_set_t* fonts, atlas_t* icons);
 // Composition, frame period and timer: the last steps of start-up.
 void frame_loop_start(frame_loop_t* loop);
 // One whole frame: messages (a stub window has none; its input is whatever a test

@@ -154,17 +154,10 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     // 17, 18. Sizes from the screen; the UI's record with its block.
     ui_create(&program->ui, data_allocate(0x100000), &program->window);
 
-    // 19. The icon texture from the UI's atlas, when there is a GL context.
-    const atlas_t* icons = &program->ui.icon_atlas;
-    u32 icon_texture = 0;
-    if (program->window.handle) {
-        icon_texture = gl_texture_create(icons->pixels, (i32)icons->width, (i32)icons->height, (u32)icons->channels,
-                                         texture_linear);
-    }
-
-    // 20, 21. The renderer and its batches; the UI draws into the six of the two
-    // layers.
-    frame_render_create(&program->render, &program->draw, &program->window, &program->fonts, icon_texture);
+    // 19-21. The renderer, the icon texture from the UI's atlas, and the batches;
+    // the UI draws into the six of the two layers.
+    frame_render_create(&program->render, &program->draw, &program->window, &program->fonts,
+                        &program->ui.icon_atlas);
     ui_bind_draw(&program->ui, &program->draw);
 
     // 22. The panel.

@@ -19,6 +19,7 @@ atlas_t atlas_create(const atlas_source_t* images, u32 count, u32 channels) {
     u64 stride = (u64)atlas.width * channels;
     u64 pixel_bytes = align_up(stride * atlas.height, 4);
     data_t block = data_allocate(pixel_bytes + 16 * (u64)count);
+    if (!block.bytes) return atlas_t{nullptr, 0, 0, nullptr, channels};  // no strip: its users draw none
     atlas.pixels = block.bytes;
     atlas.images = (f32*)(block.bytes + pixel_bytes);
 

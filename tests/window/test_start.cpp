@@ -9,6 +9,7 @@
 #include "app/startup.h"
 #include "base/log.h"
 #include "log_support.h"
+#include "views/panel_draw.h"
 
 static program_t start_program;  // far too large for the stack
 
@@ -46,3 +47,23 @@ TEST(Start, ADamagedNewestStoreOpensTheLogPanelOnAParagraph) {
     program_shutdown(&start_program);
     ASSERT_EQ(system(("rm -rf '" + folder + "'").c_str()), 0);
 }
+
+// An icon strip that got no memory, or whose texture the driver refuses: the
+// renderer comes up without icons and the log panel says so once.
+TEST(Start, IconsWithoutATextureAreLeftOutAndSaidOnce) {
+    static font_set_t fonts;  // only its address is kept
+    window_t window = {};
+    window_create_stub(&window, 640, 480);
+    renderer_t render;
+    draw_t draw;
+    atlas_t icons = {nullptr, 20, 10, nullptr, 1};
+    u8* mark = log_test_mark(log_user);
+    frame_render_create(&render, &draw, &window, &fonts, &icons);
+    panel_pictures_attach(nullptr);
+    EXPECT_EQ(gl_batch(&render, draw.icons[0])->texture, 0u);
+    EXPECT_EQ(render.textures_created, 0u);
+    std::string said = log_test_since(log_user, mark);
+    EXPECT_EQ(said.find("icons could not be made"), said.rfind("icons could not be made")) << said;
+    EXPECT_NE(said.find("icons could not be made"), std::string::npos) << said;
+}
+
