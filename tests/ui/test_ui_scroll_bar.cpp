@@ -159,31 +159,6 @@ TEST(ScrollBar, DraggingTheThumbFollowsTheMouseAndStopsPastTheEnds) {
     EXPECT_FALSE(ui_any_active(&f.h.ui));
 }
 
-TEST(ScrollBar, HorizontalBarRunsLeftToRight) {
-    ui_harness_t h;
-    pair_t id = UI_ID();
-    rect_t rect = {0, 0, 232, 16};
-    f32 offset = 0;
-    auto run = [&] { ui_scroll_bar_horizontal(&h.ui, id, rect, 100.0f, 1000.0f, &offset, 20.0f); };
-    h.move(225, 8);  // the second arrow, at the right
-    h.press();
-    h.frame(run);
-    EXPECT_EQ(offset, 20);
-    h.release();
-    h.frame(run);
-    rect_t thumb = h.quad_rect(h.rectangles, 5);
-    EXPECT_EQ(thumb.x0, 20);  // 16 + 180 * 20 / 900
-    h.move(25, 8);
-    h.press();
-    h.frame(run);
-    EXPECT_EQ(offset, 20);  // the jump from the last frame's mouse is no drag
-    h.move(43, 8);
-    h.frame(run);
-    EXPECT_EQ(offset, 110);
-    h.release();
-    h.frame(run);
-}
-
 TEST(ScrollBar, TooSmallToShowDoesNothing) {
     ui_harness_t h;
     pair_t id = UI_ID();

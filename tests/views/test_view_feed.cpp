@@ -28,8 +28,7 @@ struct address_box_t {
 TEST(FeedView, SavedAddressesNeverWriteOverOtherStrings) {
     store_fixture_t store;
     reader_t* reader = &store.reader;
-    std::string document = read_test_file("feeds/zones.rss");
-    feed_t* feed = store.merge(document, "http://example.test/zones.rss");
+    feed_t* feed = store.merge_file("zones.rss");
     ASSERT_NE(feed, nullptr);
     address_box_t box;
     std::string longer = "http://example.test/a/much/longer/address/of/zones.rss";

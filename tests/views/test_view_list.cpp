@@ -33,12 +33,10 @@ struct list_test_t : ::testing::Test {
 
     // Three feeds of generation 1 (10, 9 and 3 entries) and one of one entry in generation 2.
     void build() {
-        const char* names[4] = {"feeds/EMarley.rss", "feeds/donthitsave.xml", "feeds/zones.rss", "feeds/encoding_latin1.rss"};
+        const char* names[4] = {"EMarley.rss", "donthitsave.xml", "zones.rss", "encoding_latin1.rss"};
         for (u32 i = 0; i < 4; i++) {
             reader->generation = i < 3 ? 1 : 2;
-            std::string document = read_test_file(names[i]);
-            std::string address = std::string("http://example.test/") + names[i];
-            feeds[i] = store.merge(document, address.c_str());
+            feeds[i] = store.merge_file(names[i]);
             ASSERT_NE(feeds[i], nullptr) << names[i];
         }
         ASSERT_EQ(feeds[3]->entry_count, 1u);
@@ -258,8 +256,7 @@ TEST_F(list_test_t, counts_follow_the_pools_in_any_slot_order) {
     // merge fills with a new feed's entries.
     for (u32 i = 0; i < 3; i++) reader_remove_entry(reader, entry_at(feeds[0], 2), feeds[0]);
     reader->generation = 1;
-    std::string document = read_test_file("feeds/manton.rss");
-    feed_t* late = store.merge(document, "http://example.test/late");
+    feed_t* late = store.merge_file("manton.rss");
     ASSERT_NE(late, nullptr);
     ASSERT_GT(late->entry_count, 3u);
 
@@ -299,8 +296,7 @@ TEST_F(list_test_t, return_hands_the_entrys_link_to_its_feeds_target) {
     }
     build();
     reader->generation = 1;
-    std::string document = read_test_file("feeds/DaringFireball.atom");
-    feed_t* atom = store.merge(document, "http://example.test/atom");
+    feed_t* atom = store.merge_file("DaringFireball.atom");
     ASSERT_NE(atom, nullptr);
     entry_t* talk_show = nullptr;
     for (u32 i = 0; i < atom->entry_count && !talk_show; i++) {

@@ -13,8 +13,7 @@ class SignalTest : public x_server_test_t {};
 static std::string store_with_a_feed(const std::string& folder) {
     store_fixture_t store;
     store.use_folder(folder);
-    std::string document = read_test_file("feeds/atp.rss");
-    if (!store.merge(document, "https://atp.fm/rss")) return "";
+    if (!store.merge_file("atp.rss", "https://atp.fm/rss")) return "";
     if (!store.save()) return "";
     return command_output("'" NEWSLOOM_BINARY_DIR "/newsloom-tool' store \"$(ls -d '" + folder +
                           "'/feed_data_*.bin | tail -n 1)\"");
