@@ -184,10 +184,6 @@ protected:
         newest.pop_back();
         return command_output("'" NEWSLOOM_BINARY_DIR "/newsloom-tool' store '" + newest + "' 2>&1");
     }
-    int store_files() {
-        std::string files = command_output("ls '" + store_folder + "' 2>/dev/null");
-        return (int)std::count(files.begin(), files.end(), '\n');
-    }
 
     // Saves with F8 until the saved store satisfies `done`: the reader's state as
     // the program holds it, with nothing guessed from the screen.
