@@ -4,6 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -291,6 +294,56 @@ TEST(Font, OtherScriptsComeFromACoveringFaceAndMeasureAsTheyDraw) {
         EXPECT_EQ((u32)stbtt_FindGlyphIndex(&p.set.faces[g->face].info, (int)c), g->id) << std::hex << c;
         EXPECT_NE(g->id, 0u) << std::hex << c;
     }
+}
+
+// A face that fontconfig names for a character but that doesn't load (here a
+// bitmap font, which fontconfig reads and the glyph baker can't): the character
+// shows as U+FFFD, nothing is kept of the file, and the log says so once.
+TEST(Font, AFaceFontconfigNamesButThatDoesNotLoadIsSaidOnce) {
+    char pattern[] = "/tmp/newsloom_fake_font_XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    std::string folder = pattern;
+    std::string bdf = "STARTFONT 2.1\nFONT -fake-fake-medium-r-normal--16-160-75-75-c-80-iso10646-1\nSIZE 16 75 75\n"
+                      "FONTBOUNDINGBOX 8 16 0 -4\nSTARTPROPERTIES 5\nFAMILY_NAME \"Fake\"\n"
+                      "CHARSET_REGISTRY \"ISO10646\"\nCHARSET_ENCODING \"1\"\nFONT_ASCENT 12\nFONT_DESCENT 4\n"
+                      "ENDPROPERTIES\nCHARS 2\n";
+    for (u32 codepoint : {0x10FFFCu, 0x10FFFDu}) {
+        bdf += "STARTCHAR c" + std::to_string(codepoint) + "\nENCODING " + std::to_string(codepoint) +
+               "\nSWIDTH 500 0\nDWIDTH 8 0\nBBX 8 16 0 -4\nBITMAP\n";
+        for (u32 row = 0; row < 16; row++) bdf += "FF\n";
+        bdf += "ENDCHAR\n";
+    }
+    bdf += "ENDFONT\n";
+    // The system's faces and the fake one, bitmap fonts otherwise being refused.
+    std::string config = "<?xml version=\"1.0\"?>\n<fontconfig><include ignore_missing=\"yes\">/etc/fonts/fonts.conf"
+                         "</include><dir>" + folder + "</dir><cachedir>" + folder + "/cache</cachedir><selectfont>"
+                         "<acceptfont><pattern><patelt name=\"family\"><string>Fake</string></patelt></pattern>"
+                         "</acceptfont></selectfont></fontconfig>\n";
+    for (const auto& [name, text] : {std::pair{"/fake.bdf", bdf}, std::pair{"/fonts.conf", config}}) {
+        FILE* f = fopen((folder + name).c_str(), "wb");
+        ASSERT_NE(f, nullptr);
+        fputs(text.c_str(), f);
+        fclose(f);
+    }
+    setenv("FONTCONFIG_FILE", (folder + "/fonts.conf").c_str(), 1);
+    char path[4096];
+    u32 index = 0;
+    bool named = font_file_covering(0x10FFFD, path, sizeof(path), &index) && folder + "/fake.bdf" == path;
+    if (named) {
+        u8* mark = log_test_mark(log_main);
+        private_set_t p(4096, 1);
+        u32 faces = p.set.face_count;
+        for (u32 codepoint : {0x10FFFCu, 0x10FFFDu}) {
+            const glyph_t* glyph = font_glyph(&p.set.fonts[0], codepoint);
+            EXPECT_EQ(glyph->face, p.set.fonts[0].face);
+            EXPECT_EQ(glyph->width, font_glyph(&p.set.fonts[0], codepoint_replacement)->width);
+        }
+        EXPECT_EQ(p.set.face_count, faces);
+        EXPECT_EQ(log_lines_containing(log_main, mark, "covers a character could not be loaded"), 1u);
+    }
+    unsetenv("FONTCONFIG_FILE");
+    std::filesystem::remove_all(folder);
+    if (!named) GTEST_SKIP() << "fontconfig was set up by an earlier test in this process";
 }
 
 TEST(Font, NoFontFileIsAnEmptyFontThatStillLaysOut) {
