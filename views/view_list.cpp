@@ -35,7 +35,10 @@ bool feed_is_shown(const feed_t* feed, const panel_t* panel, u32 entry_rows, u32
 // Alive: of kind RSS (1) or Atom (2), deleted or not.
 static inline bool entry_kind_alive(u32 kind) { return (kind & ~record_deleted_flag) - 1 <= 1; }
 
-typedef u32 list_lanes_t __attribute__((vector_size(16)));
+// Slots counted at once: eight where the processor has registers that wide (two
+// halves of four where it hasn't), four, then one.
+typedef u32 list_lanes4_t __attribute__((vector_size(16)));
+typedef u32 list_lanes8_t __attribute__((vector_size(32)));
 
 struct entry_filter_t {
     u32 generation_min, generation_span;
@@ -53,27 +56,22 @@ struct entry_filter_t {
         return (generation - generation_min <= generation_span) & ((kind & deleted_mask) == deleted_value);
     }
     bool passes(const entry_t* entry) const { return passes(entry->kind, entry->generation); }
-    // `lanes` slots at once (a multiple of four), when all of them are live entries
-    // of `feed_id`: each lane of `passed` goes down by one for a slot that passes.
+    // A vector's worth of slots at once, when all of them are live entries of
+    // `feed_id`: each lane of `passed` goes down by one for a slot that passes.
     // False, with nothing counted, when one of them isn't.
-    template <u32 lanes>
-    bool count_slots(const entry_heads_t* heads, u32 at, u32 feed_id, list_lanes_t* passed) const {
-        list_lanes_t kind[lanes / 4], generation[lanes / 4];
-        list_lanes_t all_live = ~list_lanes_t{};
-        for (u32 i = 0; i < lanes / 4; i++) {
-            list_lanes_t feed;
-            __builtin_memcpy(&kind[i], &heads->kind[at + 4 * i], sizeof(feed));
-            __builtin_memcpy(&feed, &heads->feed_id[at + 4 * i], sizeof(feed));
-            __builtin_memcpy(&generation[i], &heads->generation[at + 4 * i], sizeof(feed));
-            all_live &= (list_lanes_t)(((kind[i] & ~record_deleted_flag) - 1u <= 1u) & (feed == feed_id));
-        }
-        u64 halves[2];
-        __builtin_memcpy(halves, &all_live, sizeof(halves));
-        if ((halves[0] & halves[1]) != ~0ull) return false;
-        for (u32 i = 0; i < lanes / 4; i++) {
-            *passed += (list_lanes_t)((generation[i] - generation_min <= generation_span) &
-                                      ((kind[i] & deleted_mask) == deleted_value));
-        }
+    template <typename lanes_t>
+    [[gnu::always_inline]] bool count_slots(const entry_heads_t* heads, u32 at, u32 feed_id, lanes_t* passed) const {
+        lanes_t kind, feed, generation;
+        __builtin_memcpy(&kind, &heads->kind[at], sizeof(lanes_t));
+        __builtin_memcpy(&feed, &heads->feed_id[at], sizeof(lanes_t));
+        __builtin_memcpy(&generation, &heads->generation[at], sizeof(lanes_t));
+        lanes_t live = (lanes_t)(((kind & ~record_deleted_flag) - 1u <= 1u) & (feed == feed_id));
+        u64 words[sizeof(lanes_t) / 8];
+        __builtin_memcpy(words, &live, sizeof(words));
+        u64 all = ~0ull;
+        for (u64 word : words) all &= word;
+        if (all != ~0ull) return false;
+        *passed += (lanes_t)((generation - generation_min <= generation_span) & ((kind & deleted_mask) == deleted_value));
         return true;
     }
 };
@@ -330,6 +328,71 @@ static u32* scratch_u32s(app_t* app, u64 count) {
     return values;
 }
 
+// One walk counts every feed's rows. It is most of the list's time in a full
+// store, so it reads the store's arrays of entry heads (kind word, feed id,
+// generation) rather than the records: entries of one feed mostly stand together,
+// so a run of them is counted eight or four slots at a time while all are live and
+// of the run's feed, one at a time otherwise, and its feed is looked up once at its
+// end.
+[[gnu::always_inline]] static inline void count_runs(const entry_filter_t& panel_filter, const reader_t* reader,
+                                                     const feed_slot_map_t& map, list_counts_t* counts, u32* own) {
+    // Copies that nothing the walk writes can reach stay in registers.
+    const entry_filter_t filter = panel_filter;
+    const entry_heads_t* heads = reader->entry_heads;
+    const u32 slot_count = reader->entries.max_entry_count;
+    u32 entries_left = reader->entries.entry_count;
+    u32 at = 0;
+    while (entries_left) {
+        while (at < slot_count && !entry_kind_alive(heads->kind[at])) at++;
+        if (at == slot_count) break;
+        const u32 feed_id = heads->feed_id[at], first = at;
+        u32 own_run = 0, rows_run = 0;
+        list_lanes8_t passed8 = {};
+        list_lanes4_t passed4 = {};
+        for (;;) {
+            while (at + 8 <= slot_count && entries_left - own_run >= 8 &&
+                   filter.count_slots(heads, at, feed_id, &passed8)) {
+                own_run += 8;
+                at += 8;
+            }
+            if (at + 4 <= slot_count && entries_left - own_run >= 4 &&
+                filter.count_slots(heads, at, feed_id, &passed4)) {
+                own_run += 4;
+                at += 4;
+            }
+            if (at == slot_count) break;
+            const u32 kind = heads->kind[at];
+            if (entry_kind_alive(kind)) {
+                if (heads->feed_id[at] != feed_id) break;
+                rows_run += filter.passes(kind, heads->generation[at]);
+                if (++own_run == entries_left) {
+                    at++;
+                    break;
+                }
+            }
+            at++;
+        }
+        for (u32 lane = 0; lane < 8; lane++) rows_run -= passed8[lane];
+        for (u32 lane = 0; lane < 4; lane++) rows_run -= passed4[lane];
+        entries_left -= own_run;
+        u32 slot = map.find(feed_id);
+        if (slot == list_not_recorded) continue;
+        if (own[slot] == 0) counts->feed_first_entry_slot[slot] = first;
+        own[slot] += own_run;
+        counts->feed_entry_rows[slot] += rows_run;
+    }
+}
+
+// The same walk, compiled for processors with eight-lane registers and for those without.
+[[gnu::target("avx2")]] static void count_runs_wide(const entry_filter_t& filter, const reader_t* reader,
+                                                   const feed_slot_map_t& map, list_counts_t* counts, u32* own) {
+    count_runs(filter, reader, map, counts, own);
+}
+static void count_runs_narrow(const entry_filter_t& filter, const reader_t* reader, const feed_slot_map_t& map,
+                              list_counts_t* counts, u32* own) {
+    count_runs(filter, reader, map, counts, own);
+}
+
 list_counts_t* list_count(app_t* app, reader_t* reader) {
     panel_t* panel = app->panel;
     u64 slots = reader->feeds.max_entry_count;
@@ -361,55 +424,14 @@ list_counts_t* list_count(app_t* app, reader_t* reader) {
     }
     ASSERT(feeds_seen == reader->feeds.entry_count);
 
-    // One walk counts every feed's rows. It is most of the list's time in a full
-    // store, so it reads the store's arrays of entry heads (kind word, feed id,
-    // generation) rather than the records: entries of one feed mostly stand
-    // together, so a run of them is counted eight or four slots at a time while all
-    // are live and of the run's feed, one at a time otherwise, and its feed is
-    // looked up once at its end.
     const entry_filter_t filter(panel);
     const entry_t* pool = (const entry_t*)reader->entries.entries;
     const entry_t* pool_end = pool + reader->entries.max_entry_count;
-    const entry_heads_t* heads = reader->entry_heads;
-    const u32 slot_count = reader->entries.max_entry_count;
-    u32 entries_left = reader->entries.entry_count;
-    u32 at = 0;
-    while (entries_left) {
-        while (at < slot_count && !entry_kind_alive(heads->kind[at])) at++;
-        if (at == slot_count) break;
-        const u32 feed_id = heads->feed_id[at], first = at;
-        u32 own_run = 0, rows_run = 0;
-        list_lanes_t passed = {};
-        for (;;) {
-            while (at + 8 <= slot_count && entries_left - own_run >= 8 &&
-                   filter.count_slots<8>(heads, at, feed_id, &passed)) {
-                own_run += 8;
-                at += 8;
-            }
-            if (at + 4 <= slot_count && entries_left - own_run >= 4 &&
-                filter.count_slots<4>(heads, at, feed_id, &passed)) {
-                own_run += 4;
-                at += 4;
-            }
-            if (at == slot_count) break;
-            const u32 kind = heads->kind[at];
-            if (entry_kind_alive(kind)) {
-                if (heads->feed_id[at] != feed_id) break;
-                rows_run += filter.passes(kind, heads->generation[at]);
-                if (++own_run == entries_left) {
-                    at++;
-                    break;
-                }
-            }
-            at++;
-        }
-        rows_run -= passed[0] + passed[1] + passed[2] + passed[3];
-        entries_left -= own_run;
-        u32 slot = map.find(feed_id);
-        if (slot == list_not_recorded) continue;
-        if (own[slot] == 0) counts->feed_first_entry_slot[slot] = first;
-        own[slot] += own_run;
-        counts->feed_entry_rows[slot] += rows_run;
+    static const bool wide = __builtin_cpu_supports("avx2");
+    if (wide) {
+        count_runs_wide(filter, reader, map, counts, own);
+    } else {
+        count_runs_narrow(filter, reader, map, counts, own);
     }
     // Only a frame that the keyboard moved records where the selected entry stands:
     // the rows of its feed before it, walked from the feed's first entry.
