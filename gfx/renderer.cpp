@@ -398,7 +398,10 @@ struct glyph_quad_t {
     rect_t box;
     rect_t uv;  // for the atlas's size when the quad was made
     const glyph_t* glyph;
-    u32 ink;
+    u32 ink_bytes;  // the vertices' size when it has ink, else 0
+    u32 size;       // the bytes of its code point
+    u32 codepoint;
+    u32 paired;     // one of the font's ASCII glyphs, stepping by the font's pair table
 };
 
 // The quads of the ASCII glyphs one font has drawn in this frame (a glyph drawn in
@@ -483,13 +486,13 @@ struct text_run_t {
 // A glyph the tables don't hold: through the font, which may bake it and grow the
 // atlas (the batch's counts are up to date for the quads written so far). Its quad
 // goes into the tables when it is one of the font's own ASCII glyphs, else into
-// `other`. `size` is the bytes taken.
-[[gnu::noinline]] static const glyph_quad_t* glyph_quad_make(text_run_t* run, const u8* p, const u8* end,
-                                                            u32* size, glyph_quad_t* other) {
+// `other`.
+[[gnu::noinline, gnu::cold]] static const glyph_quad_t* glyph_quad_make(text_run_t* run, const u8* p, const u8* end,
+                                                                       glyph_quad_t* other) {
     const font_t* font = run->font;
-    u32 codepoint = 0;
-    codepoint_next(p, end, &codepoint, size);
-    if (!*size) codepoint = codepoint_replacement, *size = 1;
+    u32 codepoint = 0, size = 0;
+    codepoint_next(p, end, &codepoint, &size);
+    if (!size) codepoint = codepoint_replacement, size = 1;
     const glyph_t* glyph = font_glyph_drawn(font, codepoint);
     if (atlas_size_of(font) != run->atlas_size) {
         // The atlas was made or grew: the quads written so far follow it, and the
@@ -512,13 +515,20 @@ struct text_run_t {
     quad->uv = {glyph->x0 * run->inverse_width, glyph->y0 * run->inverse_height, glyph->x1 * run->inverse_width,
                 glyph->y1 * run->inverse_height};
     quad->glyph = glyph;
-    quad->ink = glyph->x1 > glyph->x0;
+    quad->ink_bytes = glyph->x1 > glyph->x0 ? 4 * sizeof(vertex_colour_uv_t) : 0;
+    quad->size = size;
+    quad->codepoint = codepoint;
+    // A font made by hand (tests' fixed-advance fonts) has no pair table.
+    quad->paired = keep && font->step_ascii;
     return quad;
 }
 
-// The pen's step over a glyph that isn't one of the font's ASCII glyphs, or before
-// a code point that isn't ASCII.
-[[gnu::noinline]] static f32 glyph_step_other(const font_t* font, const glyph_t* glyph, const u8* p, const u8* end) {
+// The pen's step over a glyph when the pair table doesn't have it yet, or can't:
+// the glyph isn't one of the font's ASCII glyphs, or the code point after isn't ASCII.
+[[gnu::noinline, gnu::cold]] static f32 glyph_step(const font_t* font, const glyph_quad_t* quad, const u8* p,
+                                                  const u8* end) {
+    if (quad->paired && *p < 128) return font_step_pair_fill(font, quad->codepoint, *p);
+    const glyph_t* glyph = quad->glyph;
     u32 next = 0, size = 0;
     codepoint_next(p, end, &next, &size);
     i32 amount = size ? font_kerning(font, glyph, next) : 0;
@@ -528,51 +538,61 @@ struct text_run_t {
 // Glyph quads of one text command, at the end of the batch's vertices, with room
 // for `room` quads. `checked` when the batch may fill up before the text ends;
 // otherwise every glyph, blanks included, has room for its quad, written without
-// a branch.
+// a branch. Drawn ASCII glyphs and the steps between them come from tables; the
+// rest leaves the loop for calls that are met a few times a frame.
 template <bool checked>
 static void text_expand_glyphs(text_run_t* run, const u8* p, const u8* end, u32 room) {
     batch_t* batch = run->batch;
     batch_command_t* command = run->command;
     const font_t* font = run->font;
     const glyph_quad_t* quads = run->ascii->quads;
-    const u32 first_vertex = batch->vertex_count;
-    vertex_colour_uv_t* v = (vertex_colour_uv_t*)batch->vertices + first_vertex;
+    const f32* steps = font->step_ascii;
+    vertex_colour_uv_t* const first = (vertex_colour_uv_t*)batch->vertices + batch->vertex_count;
+    vertex_colour_uv_t* v = first;
     const vertex_colour_uv_t* v_end = v + room * 4;
     const u32 colour = command->colour;
-    // A font made by hand (tests' fixed-advance fonts) has no pair table.
-    const bool pair_table = font->step_ascii != nullptr;
+    const u32 first_vertex = batch->vertex_count;
+    // The batch's counts follow the quads written before the font is called.
+    auto counts_update = [&]() {
+        u32 written = (u32)(v - first) / 4;
+        batch->vertex_count = first_vertex + written * 4;
+        batch->index_count = command->first_index + written * 5;
+    };
+    glyph_quad_t other;
+    // The code point and its size stay in registers: read back from the quad, they
+    // would chain each glyph's loads to the one before.
+    u32 c = *p, size = 1;
+    const glyph_quad_t* quad = c < 128 ? &quads[c] : nullptr;
+    if (!quad || !quad->glyph) {
+        quad = glyph_quad_make(run, p, end, &other);
+        c = quad->codepoint, size = quad->size;
+    }
     f32 pen_x = command->x;
     const f32 pen_y = command->y;
-    bool first = command->trim_first != 0;
+    if (command->trim_first) pen_x -= quad->box.x0;
     for (;;) {
-        u32 c = *p;
-        u32 size = 1;
-        const glyph_quad_t* quad = c < 128 ? &quads[c] : nullptr;
-        glyph_quad_t other;
-        if (!quad || !quad->glyph) {
-            u32 written = (u32)(v - ((vertex_colour_uv_t*)batch->vertices + first_vertex)) / 4;
-            batch->vertex_count = first_vertex + written * 4;
-            batch->index_count = command->first_index + written * 5;
-            quad = glyph_quad_make(run, p, end, &size, &other);
-        }
-        if (first) pen_x -= quad->box.x0;
-        first = false;
-        if (checked && quad->ink && v == v_end) {
+        if (checked && quad->ink_bytes && v == v_end) {
             batch->dropped += 1;
             break;
         }
         const rect_t box = {pen_x + quad->box.x0, pen_y + quad->box.y0, pen_x + quad->box.x1, pen_y + quad->box.y1};
         if (!checked || v != v_end) quad_vertices(v, box, quad->uv, colour);
-        v += quad->ink * 4;
+        v = (vertex_colour_uv_t*)((u8*)v + quad->ink_bytes);
         p += size;
         if (p >= end) break;
-        const glyph_t* glyph = quad->glyph;
-        bool ascii_pair = pair_table && quad != &other && *p < 128;
-        pen_x += ascii_pair ? font_step_pair(font, c, *p) : glyph_step_other(font, glyph, p, end);
+        const u32 next = *p;
+        f32 step = quad->paired && next < 128 ? steps[c * 128 + next] : font_advance_unknown;
+        if (step == font_advance_unknown) [[unlikely]] step = glyph_step(font, quad, p, end);
+        pen_x += step;
+        c = next, size = 1;
+        quad = next < 128 ? &quads[next] : nullptr;
+        if (!quad || !quad->glyph) [[unlikely]] {
+            counts_update();
+            quad = glyph_quad_make(run, p, end, &other);
+            c = quad->codepoint, size = quad->size;
+        }
     }
-    u32 written = (u32)(v - ((vertex_colour_uv_t*)batch->vertices + first_vertex)) / 4;
-    batch->vertex_count = first_vertex + written * 4;
-    batch->index_count = command->first_index + written * 5;
+    counts_update();
 }
 
 static void text_expand(batch_t* batch, batch_command_t* command, ascii_glyphs_t* known) {
