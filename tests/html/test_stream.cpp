@@ -1,5 +1,6 @@
-// The input stream: line counting, undo and look-ahead, Big5 pairs, the UTF-8
-// push, the character sets, and the <meta> prescan with its asymmetries.
+// The input stream: line counting, the undo that needs a consume, the UTF-8 push,
+// the character sets, the <meta> prescan with its asymmetries, and declared
+// encodings (a Big5 pair among them) decoding the text.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -38,29 +39,6 @@ TEST(Stream, LineCountingQuirk) {
     }
 }
 
-TEST(Stream, UndoAndLookAhead) {
-    std::string input = "abc";
-    hp_t hp = stream_over(input, encoding_utf_8);
-    html_parser_error_t error = 0;
-    EXPECT_EQ(hp_consume(&hp, &error), 'a');
-    EXPECT_EQ(hp_consume(&hp, &error), 'b');
-    hp_unconsume(&hp);
-    const u8* after_a = hp.input.position;
-    hp_unconsume(&hp);
-    EXPECT_EQ(hp.input.position, after_a);
-    EXPECT_EQ(hp_consume(&hp, &error), 'b');
-
-    hp_peek_start(&hp);
-    EXPECT_EQ(hp_peek(&hp, &error), 'c');
-    EXPECT_EQ(hp.input.position, after_a + 1);  // an abandoned look-ahead leaves no trace
-    hp_peek_commit(&hp);
-    EXPECT_EQ(hp_consume(&hp, &error), 0u);
-    EXPECT_EQ(error, html_tokenizer_error_eof);
-    // Once the error is set nothing moves.
-    EXPECT_EQ(hp_consume(&hp, &error), 0u);
-    EXPECT_EQ(hp_peek(&hp, &error), 0u);
-}
-
 TEST(StreamDeathTest, UndoWithoutAConsumeStops) {
     std::string input = "ab";
     hp_t hp = stream_over(input, encoding_utf_8);
@@ -68,20 +46,6 @@ TEST(StreamDeathTest, UndoWithoutAConsumeStops) {
     hp_consume(&hp, &error);
     hp_peek_start(&hp);
     EXPECT_DEATH(hp_unconsume(&hp), "");
-}
-
-TEST(Stream, Big5PairGivesTheSecondCodePointWithNoBytes) {
-    std::string input = "\x88\x62\xa4\x40" "A";
-    hp_t hp = stream_over(input, encoding_big5);
-    html_parser_error_t error = 0;
-    EXPECT_EQ(hp_consume(&hp, &error), 0x00CAu);
-    const u8* after_pair = hp.input.position;
-    EXPECT_EQ(after_pair, (const u8*)input.data() + 2);
-    EXPECT_EQ(hp_consume(&hp, &error), 0x0304u);
-    EXPECT_EQ(hp.input.position, after_pair);
-    EXPECT_EQ(hp_consume(&hp, &error), 0x4E00u);
-    EXPECT_EQ(hp_consume(&hp, &error), (u32)'A');
-    EXPECT_EQ(error, 0u);
 }
 
 TEST(Stream, UnknownEncodingIsAnErrorNotAStop) {
