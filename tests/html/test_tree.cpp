@@ -175,21 +175,6 @@ TEST(Tree, WalkOrder) {
     }
 }
 
-TEST(Tree, TwoWalksRunOnOneTree) {
-    tree_run_t run("<p><b>x</b>y</p>", false);
-    EXPECT_EQ(walk_order(&run.tree), walk_order(&run.tree));
-    data_t memory = data_allocate(2 * hp_tree_walk_size(run.tree.node_count));
-    html_parser_error_t error = 0;
-    hp_tree_walk_t a = hp_tree_walk_start(&memory, run.tree.nodes, run.tree.node_count, &error);
-    hp_tree_walk_t b = hp_tree_walk_start(&memory, run.tree.nodes, run.tree.node_count, &error);
-    ASSERT_EQ(error, 0u);
-    hp_tree_walk_next(&a);
-    hp_tree_walk_next(&a);
-    EXPECT_EQ(hp_tree_walk_current(&b)->element, html_element_p);
-    EXPECT_TRUE(html_node_is_text(hp_tree_walk_current(&a)));
-    data_free(&memory);
-}
-
 TEST(Tree, WalkWithoutMemoryIsAnError) {
     tree_run_t run("<p>x</p>", false);
     data_t memory = data_allocate(4);
