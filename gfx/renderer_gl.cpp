@@ -210,12 +210,226 @@ static bool batch_is_opaque(const batch_t* batch, u64 offset) {
     return true;
 }
 
-static void batch_draw(renderer_t* renderer, batch_t* batch) {
+
+// Colour-only rectangles are drawn without the parts that a later opaque rectangle
+// of the same batch covers: a software driver shades every fragment it is given,
+// and a panel's background under its rows, or the window's under the panels, would
+// be shaded for nothing. Each covered rectangle becomes the pieces of it that show,
+// clipped to its scissor, in its place in the batch; the rest is copied as it is.
+struct cull_vertex_t {
+    f32 x, y;
+    u32 colour;
+};
+
+struct cull_region_t {
+    rect_t rect;  // what the quad covers, within its scissor and the viewport
+    bool opaque;
+    bool uniform;  // one colour on all four corners
+};
+
+// Pieces of one rectangle before it is drawn whole instead.
+constexpr u32 cull_piece_limit = 32;
+// Overlap tests one batch may spend; past them the rest is drawn as queued.
+constexpr u32 cull_test_budget = 16384;
+// Rectangles smaller than this many pixels are cheaper to draw than to cut.
+constexpr f32 cull_area_least = 1024;
+
+static u32 index_read(const batch_t* batch, u32 at) {
+    const u8* p = batch->indices + (u64)at * batch->index_size;
+    return batch->index_size == 4 ? *(const u32*)p : (batch->index_size == 2 ? *(const u16*)p : *p);
+}
+
+// The quad's four vertices, in strip order x0y1, x0y0, x1y1, x1y0.
+static const cull_vertex_t* quad_vertices(const batch_t* batch, const batch_command_t* command) {
+    u32 first = index_read(batch, command->first_index);
+    if (first + 4 > batch->vertex_count) return nullptr;
+    return (const cull_vertex_t*)batch->vertices + first;
+}
+
+static cull_region_t quad_region(const batch_t* batch, const batch_command_t* command, rect_t clip) {
+    cull_region_t region = {};
+    const cull_vertex_t* v = command->index_count == 5 ? quad_vertices(batch, command) : nullptr;
+    if (!v) return region;
+    rect_t r = {v[1].x, v[1].y, v[2].x, v[2].y};
+    // Anything but an upright rectangle the right way round is drawn as it is.
+    bool upright = v[0].x == r.x0 && v[0].y == r.y1 && v[3].x == r.x1 && v[3].y == r.y0 && r.x0 < r.x1 && r.y0 < r.y1;
+    if (!upright) return region;
+    region.rect = rect_intersect(r, clip);
+    region.opaque = (v[0].colour >> 24) == 255 && (v[1].colour >> 24) == 255 && (v[2].colour >> 24) == 255 &&
+                    (v[3].colour >> 24) == 255;
+    region.uniform = v[0].colour == v[1].colour && v[0].colour == v[2].colour && v[0].colour == v[3].colour;
+    return region;
+}
+
+// Adds a piece, joined to one it continues in a straight line; false when full.
+static bool piece_add(rect_t* pieces, u32* count, rect_t piece) {
+    for (u32 i = 0; i < *count; i++) {
+        rect_t* p = &pieces[i];
+        if (p->x0 == piece.x0 && p->x1 == piece.x1 && (p->y1 == piece.y0 || p->y0 == piece.y1)) {
+            p->y0 = min_of(p->y0, piece.y0), p->y1 = max_of(p->y1, piece.y1);
+            return true;
+        }
+        if (p->y0 == piece.y0 && p->y1 == piece.y1 && (p->x1 == piece.x0 || p->x0 == piece.x1)) {
+            p->x0 = min_of(p->x0, piece.x0), p->x1 = max_of(p->x1, piece.x1);
+            return true;
+        }
+    }
+    if (*count == cull_piece_limit) return false;
+    pieces[(*count)++] = piece;
+    return true;
+}
+
+// Takes `hole` out of the pieces: the sides left and right of it first, at the
+// piece's full height, so that a column of rows leaves one strip each side.
+static bool pieces_subtract(rect_t* pieces, u32* count, rect_t hole) {
+    for (u32 i = 0; i < *count;) {
+        rect_t p = pieces[i];
+        if (!rect_overlaps(p, hole)) {
+            i++;
+            continue;
+        }
+        pieces[i] = pieces[--*count];
+        f32 x0 = max_of(p.x0, hole.x0), x1 = min_of(p.x1, hole.x1);
+        rect_t parts[4];
+        u32 part_count = 0;
+        if (p.x0 < hole.x0) parts[part_count++] = rect_t{p.x0, p.y0, hole.x0, p.y1};
+        if (hole.x1 < p.x1) parts[part_count++] = rect_t{hole.x1, p.y0, p.x1, p.y1};
+        if (p.y0 < hole.y0) parts[part_count++] = rect_t{x0, p.y0, x1, hole.y0};
+        if (hole.y1 < p.y1) parts[part_count++] = rect_t{x0, hole.y1, x1, p.y1};
+        for (u32 k = 0; k < part_count; k++) {
+            if (!piece_add(pieces, count, parts[k])) return false;
+        }
+    }
+    return true;
+}
+
+template <typename index_t> static void cull_quad_write(batch_t* view, const cull_vertex_t* corners) {
+    u32 first = view->vertex_count;
+    cull_vertex_t* v = (cull_vertex_t*)view->vertices + first;
+    for (u32 i = 0; i < 4; i++) v[i] = corners[i];
+    index_t* index = (index_t*)view->indices + view->index_count;
+    for (u32 i = 0; i < 4; i++) index[i] = (index_t)(first + i);
+    index[4] = (index_t)~(index_t)0;
+    view->vertex_count += 4;
+    view->index_count += 5;
+}
+
+static void cull_piece_write(batch_t* view, rect_t r, u32 colour) {
+    const cull_vertex_t corners[4] = {{r.x0, r.y1, colour}, {r.x0, r.y0, colour}, {r.x1, r.y1, colour},
+                                      {r.x1, r.y0, colour}};
+    cull_quad_write<u32>(view, corners);
+}
+
+// Fills `view` with the batch as it is to be drawn, in `scratch`; false when the
+// batch isn't one of colour-only rectangles or the scratch has no room, and then
+// it is drawn as queued. When `clear` is given and the batch's first rectangle is
+// opaque, of one colour and covers the whole viewport unclipped, the frame's clear
+// takes its colour instead and the rectangle is left out.
+static bool batch_cull(const renderer_t* renderer, const batch_t* batch, data_t* scratch, batch_t* view,
+                       u32* clear, bool* cleared) {
+    *cleared = false;
+    if (batch->type != batch_type_quads || (batch->format & 15) != 4 || batch->vertex_size != sizeof(cull_vertex_t) ||
+        batch->command_count == 0) {
+        return false;
+    }
+    u64 regions_size = align_up((u64)batch->command_count * sizeof(cull_region_t), 8);
+    u64 commands_size = align_up((u64)batch->command_count * sizeof(batch_command_t), 8);
+    u64 quad_size = 4 * sizeof(cull_vertex_t) + 5 * sizeof(u32);
+    u64 room = scratch->reserved - align_up(scratch->used, 8);
+    if (room < regions_size + commands_size + quad_size * batch->command_count) return false;
+    u8* base = scratch->bytes + align_up(scratch->used, 8);
+    cull_region_t* regions = (cull_region_t*)base;
+    batch_command_t* commands = (batch_command_t*)(base + regions_size);
+    // Room for as many quads as the rest holds, vertices before indices.
+    u64 quad_capacity = (room - regions_size - commands_size) / quad_size;
+    if (quad_capacity * 4 >= 0xFFFFFFFFull) quad_capacity = 0xFFFFFFFFull / 4 - 1;
+    *view = *batch;
+    view->commands = commands;
+    view->vertices = (u8*)(commands + batch->command_count);
+    view->vertex_size = sizeof(cull_vertex_t);
+    view->indices = view->vertices + align_up(quad_capacity * 4 * sizeof(cull_vertex_t), 8);
+    view->index_size = 4;
+    view->vertex_count = 0;
+    view->index_count = 0;
+
+    // What each quad covers and where it is clipped.
+    u32 background = 0;
+    u32 first_quad = batch->command_count;
+    rect_t viewport = {0, 0, (f32)renderer->width, (f32)renderer->height};
+    rect_t clip = viewport;
+    bool clipped = false;
+    for (u32 i = 0; i < batch->command_count; i++) {
+        const batch_command_t* command = &batch->commands[i];
+        if (command->kind == render_command_scissor) {
+            const i32* s = command->scissor;
+            clipped = s[0] != 0;
+            clip = clipped ? rect_intersect(viewport, rect_t{(f32)s[1], (f32)s[2], (f32)(s[1] + s[3]), (f32)(s[2] + s[4])})
+                           : viewport;
+            regions[i] = cull_region_t{};
+            continue;
+        }
+        regions[i] = quad_region(batch, command, clip);
+        // The background: unclipped, of one opaque colour, over the whole viewport,
+        // and the first thing the batch draws.
+        if (clear && first_quad == batch->command_count && !clipped && regions[i].opaque && regions[i].uniform &&
+            rect_equal(regions[i].rect, viewport)) {
+            background = quad_vertices(batch, command)[0].colour;
+            *cleared = true;
+        }
+        if (first_quad == batch->command_count) first_quad = i;
+    }
+
+    u32 budget = cull_test_budget;
+    rect_t pieces[cull_piece_limit];
+    for (u32 i = 0; i < batch->command_count; i++) {
+        const batch_command_t* command = &batch->commands[i];
+        batch_command_t* copy = &commands[i];
+        *copy = *command;
+        if (command->kind == render_command_scissor) continue;
+        copy->first_index = view->index_count;
+        copy->index_count = 0;
+        const cull_vertex_t* corners = command->index_count == 5 ? quad_vertices(batch, command) : nullptr;
+        if (!corners) continue;
+        if (view->vertex_count / 4 + cull_piece_limit > quad_capacity) return false;
+        if (i == first_quad && *cleared) continue;
+        const cull_region_t* region = &regions[i];
+        rect_t r = region->rect;
+        bool candidate = region->opaque && region->uniform && rect_width(r) * rect_height(r) >= cull_area_least;
+        u32 piece_count = 1;
+        pieces[0] = r;
+        for (u32 j = i + 1; candidate && j < batch->command_count && piece_count > 0; j++) {
+            if (budget == 0) {
+                candidate = false;
+                break;
+            }
+            budget--;
+            const cull_region_t* above = &regions[j];
+            if (above->opaque && rect_overlaps(above->rect, r)) candidate = pieces_subtract(pieces, &piece_count, above->rect);
+        }
+        if (!candidate) {
+            cull_quad_write<u32>(view, corners);
+        } else {
+            for (u32 k = 0; k < piece_count; k++) cull_piece_write(view, pieces[k], corners[0].colour);
+        }
+        copy->index_count = view->index_count - copy->first_index;
+    }
+    if (*cleared) *clear = background;
+    return true;
+}
+
+// The atlases of a text batch's fonts are uploaded whether it draws or not.
+static void batch_atlases_upload(renderer_t* renderer, batch_t* batch) {
     bool text = batch->type == batch_type_text && batch->fonts;
     for (u32 f = 0; text && f < batch->fonts->font_count; f++) {
         if (batch->fonts->fonts[f].atlas) atlas_upload(renderer, &batch->fonts->fonts[f]);
     }
-    if (batch->vertex_count == 0) return;
+}
+
+// `drawn` is the batch or the view of it that batch_cull made; the batch keeps the
+// program and the buffers.
+static void batch_draw(renderer_t* renderer, batch_t* batch, const batch_t* drawn) {
+    bool text = batch->type == batch_type_text && batch->fonts;
+    if (drawn->vertex_count == 0) return;
     if (!batch->program) {
         if (!renderer->programs[batch->program_slot]) {
             renderer->programs[batch->program_slot] = program_create(batch->program_slot);
@@ -233,13 +447,13 @@ static void batch_draw(renderer_t* renderer, batch_t* batch) {
         glGenBuffers(1, &batch->vertex_buffer);
         glGenBuffers(1, &batch->index_buffer);
     }
-    buffer_upload(GL_ELEMENT_ARRAY_BUFFER, batch->index_buffer, batch->index_count,
-                  batch->index_size, batch->indices);
-    buffer_upload(GL_ARRAY_BUFFER, batch->vertex_buffer, batch->vertex_count,
-                  batch->vertex_size, batch->vertices);
+    buffer_upload(GL_ELEMENT_ARRAY_BUFFER, batch->index_buffer, drawn->index_count,
+                  drawn->index_size, drawn->indices);
+    buffer_upload(GL_ARRAY_BUFFER, batch->vertex_buffer, drawn->vertex_count,
+                  drawn->vertex_size, drawn->vertices);
 
     u32 components = (batch->format & 3) + 2;
-    GLsizei stride = (GLsizei)batch->vertex_size;
+    GLsizei stride = (GLsizei)drawn->vertex_size;
     u64 offset = 0;
     GLint position = glGetAttribLocation(batch->program, "position");
     if (position >= 0) {
@@ -266,34 +480,34 @@ static void batch_draw(renderer_t* renderer, batch_t* batch) {
     // Opaque rectangles draw the same without blending, and a software driver then
     // neither reads what lies below them nor draws what they cover.
     bool unblended = (renderer->flags & renderer_alpha_blending) && batch->type == batch_type_quads &&
-                     (batch->format & 4) && !(batch->format & 8) && batch_is_opaque(batch, components * 4);
+                     (batch->format & 4) && !(batch->format & 8) && batch_is_opaque(drawn, components * 4);
     if (unblended) glDisable(GL_BLEND);
 
     glActiveTexture(GL_TEXTURE0);
     u32 bound = batch->texture;
     if (bound) glBindTexture(GL_TEXTURE_2D, bound);
     glEnable(GL_PRIMITIVE_RESTART);
-    glPrimitiveRestartIndex(batch_restart_value(batch));
+    glPrimitiveRestartIndex(batch_restart_value(drawn));
 
     // Runs of commands between scissors go out as one draw; images go one by one.
     u32 run_first = 0, run_end = 0;
     bool run_open = false;
-    for (u32 i = 0; i < batch->command_count; i++) {
-        batch_command_t* command = &batch->commands[i];
+    for (u32 i = 0; i < drawn->command_count; i++) {
+        const batch_command_t* command = &drawn->commands[i];
         if (command->kind == render_command_scissor) {
-            if (run_open) draw_range(batch, run_first, run_end);
+            if (run_open) draw_range(drawn, run_first, run_end);
             run_open = false;
             scissor_apply(command->scissor);
             continue;
         }
         if (command->index_count == 0) continue;
         if (command->kind == batch_type_images) {
-            if (run_open) draw_range(batch, run_first, run_end);
+            if (run_open) draw_range(drawn, run_first, run_end);
             run_open = false;
             glBindTexture(GL_TEXTURE_2D, command->texture);
             bound = command->texture;
             if (bytes_per_pixel >= 0) glUniform1ui(bytes_per_pixel, command->bytes_per_pixel);
-            draw_range(batch, command->first_index, command->first_index + command->index_count);
+            draw_range(drawn, command->first_index, command->first_index + command->index_count);
             continue;
         }
         // Each font has its own atlas: a run ends where the text's texture changes.
@@ -305,7 +519,7 @@ static void batch_draw(renderer_t* renderer, batch_t* batch) {
             continue;
         }
         if (texture != bound) {
-            if (run_open) draw_range(batch, run_first, run_end);
+            if (run_open) draw_range(drawn, run_first, run_end);
             run_open = false;
             glBindTexture(GL_TEXTURE_2D, texture);
             bound = texture;
@@ -316,33 +530,59 @@ static void batch_draw(renderer_t* renderer, batch_t* batch) {
         }
         run_end = command->first_index + command->index_count;
     }
-    if (run_open) draw_range(batch, run_first, run_end);
+    if (run_open) draw_range(drawn, run_first, run_end);
     glDisable(GL_SCISSOR_TEST);
     if (unblended) glEnable(GL_BLEND);
 }
 
+static void clear_apply(u32 colour) {
+    glClearColor((f32)(colour & 255) / 255.0f, (f32)((colour >> 8) & 255) / 255.0f,
+                 (f32)((colour >> 16) & 255) / 255.0f, (f32)(colour >> 24) / 255.0f);
+    glClear(GL_COLOR_BUFFER_BIT);
+}
+
 void render_gl_execute(renderer_t* renderer) {
     render_command_t* commands = (render_command_t*)renderer->commands.bytes;
+    // A clear waits for the first batch that draws, whose background may be its colour.
+    bool clear_pending = false, clipped = false;
+    u32 clear_colour = 0;
     for (u32 i = 0; i < renderer->command_count; i++) {
         render_command_t* command = &commands[i];
         switch (command->kind) {
             case render_command_clear:
-                glClearColor(command->colour.r, command->colour.g, command->colour.b, command->colour.a);
-                glClear(GL_COLOR_BUFFER_BIT);
+                if (clear_pending) clear_apply(clear_colour);
+                clear_pending = true;
+                clear_colour = color_pack(command->colour);
                 break;
             case render_command_viewport:
                 glViewport(command->x, command->y, command->width, command->height);
                 break;
             case render_command_scissor: {
+                if (clear_pending) clear_apply(clear_colour);
+                clear_pending = false;
                 i32 scissor[5] = {command->enabled, command->x, command->y, command->width, command->height};
                 scissor_apply(scissor);
+                clipped = command->enabled != 0;
                 break;
             }
-            case render_command_batch:
-                batch_draw(renderer, &renderer->batches[command->batch]);
+            case render_command_batch: {
+                batch_t* batch = &renderer->batches[command->batch];
+                batch_atlases_upload(renderer, batch);
+                if (batch->vertex_count == 0) break;
+                batch_t view;
+                bool cleared = false;
+                bool culled = !clipped && batch_cull(renderer, batch, &renderer->vertex_data, &view,
+                                                     clear_pending ? &clear_colour : nullptr, &cleared);
+                if (clear_pending) clear_apply(clear_colour);
+                clear_pending = false;
+                batch_draw(renderer, batch, culled ? &view : batch);
+                // The batch left the scissor off.
+                clipped = false;
                 break;
+            }
         }
     }
+    if (clear_pending) clear_apply(clear_colour);
     glDisable(GL_SCISSOR_TEST);
 }
 

@@ -133,6 +133,52 @@ TEST_F(GlTest, BatchesDrawWhatTheyQueued) {
     }
     EXPECT_GT(new_ink, 100);
     EXPECT_EQ(glGetError(), (GLenum)GL_NO_ERROR);
+
+    // Rectangles over rectangles, as a panel's background under its rows: the
+    // backend leaves out what is covered, and every pixel must still be what drawing
+    // them one after the other gives. Edges off the pixel centres, scissors, a
+    // translucent one in between and a background over the whole window.
+    struct layer_t {
+        rect_t rect;
+        colour_t colour;
+        rect_t clip;  // x0 == x1: none
+    } layers[] = {
+        {{0, 0, 320, 240}, {0.2f, 0.2f, 0.2f, 1}, {}},
+        {{20.25f, 20.25f, 300.75f, 220.75f}, {0.4f, 0.3f, 0.3f, 1}, {}},
+        {{60.25f, 100.25f, 180.75f, 230.25f}, {0, 0, 1, 0.5f}, {}},
+        {{40, 10, 250, 150}, {0.8f, 0.1f, 0.1f, 1}, {30, 30, 200, 200}},
+        {{22.5f, 160.25f, 298.25f, 180.25f}, {0.5f, 0.5f, 0.5f, 1}, {0, 0, 320, 240}},
+        {{22.5f, 180.25f, 298.25f, 200.25f}, {0.6f, 0.6f, 0.6f, 1}, {0, 0, 320, 240}},
+        {{100.75f, 170.25f, 120.25f, 175.75f}, {0, 1, 0, 1}, {}},
+    };
+    gl_frame_begin(&render);
+    gl_clear(&render, colour_black);
+    for (const layer_t& layer : layers) {
+        bool clipped = layer.clip.x1 > layer.clip.x0;
+        gl_scissor(rectangles, clipped, (i32)layer.clip.x0, (i32)layer.clip.y0, (i32)rect_width(layer.clip),
+                   (i32)rect_height(layer.clip));
+        gl_batch_rectangle(rectangles, layer.rect, nullptr, nullptr, layer.colour);
+    }
+    gl_frame_end(&render);
+    gl_read_framebuffer(0, 0, 320, 240, pixels, sizeof(pixels));
+    int wrong = 0;
+    for (int y = 0; y < 240; y++) {
+        for (int x = 0; x < 320; x++) {
+            f32 expected[3] = {0, 0, 0};
+            for (const layer_t& layer : layers) {
+                f32 cx = (f32)x + 0.5f, cy = (f32)y + 0.5f;
+                bool clipped = layer.clip.x1 > layer.clip.x0;
+                if (!rect_contains(layer.rect, cx, cy) || (clipped && !rect_contains(layer.clip, cx, cy))) continue;
+                const f32 source[3] = {layer.colour.r, layer.colour.g, layer.colour.b};
+                for (int c = 0; c < 3; c++) expected[c] = source[c] * layer.colour.a + expected[c] * (1 - layer.colour.a);
+            }
+            pixel_t p = at(x, y);
+            const int got[3] = {p.r, p.g, p.b};
+            for (int c = 0; c < 3; c++) wrong += std::abs(got[c] - (int)(expected[c] * 255 + 0.5f)) > 2;
+        }
+    }
+    EXPECT_EQ(wrong, 0);
+    EXPECT_EQ(glGetError(), (GLenum)GL_NO_ERROR);
 }
 
 // The icon strip as start-up uploads it: one coverage byte a pixel, drawn by a
