@@ -39,10 +39,7 @@ struct store_t {
 static store_t* store_create() {
     store_t* store = new store_t{};
     store->scratch = data_allocate(MIB(10));
-    store->codepoint_block = data_allocate(codepoint_set_size());
-    codepoint_set_init(&store->codepoints, &store->codepoint_block);
-    reader_init(&store->reader);
-    store->reader.codepoints = &store->codepoints;
+    reader_init_standalone(&store->reader, &store->codepoints, &store->codepoint_block);
     return store;
 }
 

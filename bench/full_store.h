@@ -63,12 +63,10 @@ inline void full_store_fill(data_t* scratch, reader_t* reader, std::vector<std::
 // as an exit would save it.
 inline bool full_store_save(const std::string& folder) {
     data_t scratch = data_allocate(MIB(10));
-    data_t codepoint_block = data_allocate(codepoint_set_size());
-    codepoint_set_t codepoints = {};
-    codepoint_set_init(&codepoints, &codepoint_block);
+    data_t codepoint_block;
+    codepoint_set_t codepoints;
     reader_t reader = {};
-    reader_init(&reader);
-    reader.codepoints = &codepoints;
+    reader_init_standalone(&reader, &codepoints, &codepoint_block);
     std::vector<std::string> documents = full_store_documents();
     full_store_fill(&scratch, &reader, documents);
     printf("full store: %u feeds, %u entries, %llu bytes of text\n", reader.feeds.entry_count,

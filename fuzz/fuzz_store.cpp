@@ -26,10 +26,7 @@ static fuzz_store_t* fuzz_store() {
     store = new fuzz_store_t{};
     memory_query_system(nullptr, nullptr, nullptr, nullptr);
     store->scratch = data_allocate(MIB(10));
-    store->codepoint_block = data_allocate(codepoint_set_size());
-    codepoint_set_init(&store->codepoints, &store->codepoint_block);
-    reader_init(&store->reader);
-    store->reader.codepoints = &store->codepoints;
+    reader_init_standalone(&store->reader, &store->codepoints, &store->codepoint_block);
     const char* folder = getenv("TMPDIR");
     snprintf(store->file_path, sizeof(store->file_path), "%s/fuzz_store_%d.bin", folder ? folder : "/tmp",
              (int)getpid());

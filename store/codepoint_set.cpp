@@ -17,6 +17,13 @@ void codepoint_set_init(codepoint_set_t* set, data_t* block) {
     codepoint_set_rebuild_index(set);
 }
 
+void codepoint_set_create(codepoint_set_t* set, data_t* block) {
+    *block = data_allocate(codepoint_set_size());
+    ASSERT(block->bytes);
+    *set = codepoint_set_t{};
+    codepoint_set_init(set, block);
+}
+
 void codepoint_set_add(codepoint_set_t* set, u32 codepoint) {
     ASSERT(set->count < set->capacity);
     ASSERT(codepoint <= 0x10FFFF);

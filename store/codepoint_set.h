@@ -39,6 +39,9 @@ struct codepoint_set_t {
 u64 codepoint_set_size();
 // Pushes the list and the bitmap into `block` and starts with the defaults.
 void codepoint_set_init(codepoint_set_t* set, data_t* block);
+// The same in a block of its own, made here, for what runs the store without the
+// program's memory (the tool, benches, tests); data_free of the block ends it.
+void codepoint_set_create(codepoint_set_t* set, data_t* block);
 inline bool codepoint_set_contains(const codepoint_set_t* set, u32 codepoint) {
     return codepoint <= 0x10FFFF && (set->present[codepoint >> 3] & (1u << (codepoint & 7))) != 0;
 }

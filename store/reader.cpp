@@ -58,6 +58,12 @@ void reader_init(reader_t* reader) {
     reader->persons_maybe_unused = 0;
 }
 
+void reader_init_standalone(reader_t* reader, codepoint_set_t* codepoints, data_t* codepoint_block) {
+    codepoint_set_create(codepoints, codepoint_block);
+    reader_init(reader);
+    reader->codepoints = codepoints;
+}
+
 void reader_release(reader_t* reader) {
     data_free(&reader->memory);
     reader->entry_heads = nullptr;

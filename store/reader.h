@@ -216,6 +216,9 @@ struct reader_snapshot_t {
 extern void (*reader_entry_removed_hook)(u32 entry_id);
 
 void reader_init(reader_t* reader);
+// A reader over a code point set of its own (codepoint_set_create), as the tool,
+// benches and tests run it; reader_release and data_free of the block end them.
+void reader_init_standalone(reader_t* reader, codepoint_set_t* codepoints, data_t* codepoint_block);
 // Gives back the pools and both string regions.
 void reader_release(reader_t* reader);
 

@@ -191,9 +191,9 @@ static int tool_feed(int argc, char** argv) {
     }
 
     data_t scratch = data_allocate(MIB(10));
-    data_t codepoint_block = data_allocate(codepoint_set_size());
-    codepoint_set_t codepoints = {};
-    codepoint_set_init(&codepoints, &codepoint_block);
+    data_t codepoint_block;
+    codepoint_set_t codepoints;
+    codepoint_set_create(&codepoints, &codepoint_block);
 
     int status = 0;
     for (int i = 1; i < argc; i++) {

@@ -13,12 +13,10 @@ static int tool_store(int argc, char** argv) {
         fprintf(stderr, "usage: newsloom-tool store FILE\n");
         return 2;
     }
-    data_t codepoint_block = data_allocate(codepoint_set_size());
-    codepoint_set_t codepoints = {};
-    codepoint_set_init(&codepoints, &codepoint_block);
+    data_t codepoint_block;
+    codepoint_set_t codepoints;
     reader_t reader = {};
-    reader_init(&reader);
-    reader.codepoints = &codepoints;
+    reader_init_standalone(&reader, &codepoints, &codepoint_block);
 
     data_t path = data_from_size(strlen(argv[1]), argv[1]);
     file_error_t error = 0;

@@ -128,10 +128,8 @@ static int tool_update(int argc, char** argv) {
     }
     http_error_t http_error = 0;
     http_session_open(data_literal("newsloom"), &http_error);
-    reader_init(&update_reader);
-    data_t codepoint_block = data_allocate(codepoint_set_size());
-    codepoint_set_init(&update_codepoints, &codepoint_block);
-    update_reader.codepoints = &update_codepoints;
+    data_t codepoint_block;
+    reader_init_standalone(&update_reader, &update_codepoints, &codepoint_block);
     reader_load_status_t status = {};
     if (!reader_load(&update_app.scratch, update_app.storage_path, &update_reader, &status)) {
         char message[2048];

@@ -43,8 +43,7 @@ protected:
         ASSERT_TRUE(update_server.start(NEWSLOOM_TEST_DATA "/feeds", true));
         downloads_prepare();
         if (!update_codepoint_block.bytes) {
-            update_codepoint_block = data_allocate(codepoint_set_size());
-            codepoint_set_init(&update_codepoints, &update_codepoint_block);
+            codepoint_set_create(&update_codepoints, &update_codepoint_block);
         }
     }
     static void TearDownTestSuite() {

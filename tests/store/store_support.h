@@ -24,10 +24,7 @@ struct store_fixture_t {
 
     store_fixture_t() {
         scratch = data_allocate(MIB(10));
-        codepoint_block = data_allocate(codepoint_set_size());
-        codepoint_set_init(&codepoints, &codepoint_block);
-        reader_init(&reader);
-        reader.codepoints = &codepoints;
+        reader_init_standalone(&reader, &codepoints, &codepoint_block);
     }
     ~store_fixture_t() {
         reader_release(&reader);
