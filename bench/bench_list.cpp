@@ -53,10 +53,7 @@ struct ours_t {
 
 ours_t* ours_make(std::vector<std::string>& documents) {
     static ours_t o;
-    o.codepoint_block = data_allocate(codepoint_set_size());
-    codepoint_set_init(&o.codepoints, &o.codepoint_block);
-    reader_init(&o.reader);
-    o.reader.codepoints = &o.codepoints;
+    reader_init_standalone(&o.reader, &o.codepoints, &o.codepoint_block);
     o.reader.generation = 1;
     data_t merge_memory = data_allocate(MIB(10));
     full_store_fill(&merge_memory, &o.reader, documents);
