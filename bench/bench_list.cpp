@@ -30,12 +30,6 @@ const f32 screen_width = 1280, screen_height = 720;
 // The left side of the window at its first width, below the generation bar.
 const rect_t list_rect = {2, 2, 448, 690};
 
-std::string font_path(const char* family) {
-    char path[4096];
-    if (!font_file_find(family, path, sizeof(path))) return std::string();
-    return path;
-}
-
 // Newsloom: the list on the stub window and the queue-only renderer.
 struct ours_t {
     data_t codepoint_block;
@@ -58,16 +52,7 @@ ours_t* ours_make(std::vector<std::string>& documents) {
     data_t merge_memory = data_allocate(MIB(10));
     full_store_fill(&merge_memory, &o.reader, documents);
 
-    file_error_t error = 0;
-    std::string sans = font_path("DejaVu Sans");
-    data_t face = file_read_all(data_from_size(sans.size(), sans.data()), false, &error);
-    font_set_create(&o.fonts, data_allocate(0x500000));
-    for (f32 size : {14.0f, 16.0f, 20.0f, 12.0f}) font_load(&o.fonts, face, size, 0);
-    window_create_stub(&o.window, (i32)screen_width, (i32)screen_height);
-    gl_renderer_create(&o.render, (i32)screen_width, (i32)screen_height, renderer_alpha_blending, render_backend_stub);
-    draw_create(&o.draw, &o.render, &o.fonts, 1920, 1080, 0);
-    ui_create(&o.ui, data_allocate(ui_widget_memory_size), &o.window);
-    ui_bind_draw(&o.ui, &o.draw);
+    frame_ours_create(&o.fonts, &o.window, &o.render, &o.draw, &o.ui, screen_width, screen_height);
 
     o.app.scratch = data_allocate(MIB(10));
     o.app.window = &o.window;

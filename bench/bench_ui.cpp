@@ -40,12 +40,6 @@ std::string words_make() {
     return text;
 }
 
-std::string font_path(const char* family) {
-    char path[4096];
-    if (!font_file_find(family, path, sizeof(path))) return std::string();
-    return path;
-}
-
 const char* const button_labels[8] = {"Update all", "Update selected", "Add feed", "Links",
                                       "Log",        "Help",            "Save",     "Quit"};
 const char* const choices[4] = {"Small text", "Body text", "Titles", "Fixed pitch"};
@@ -65,16 +59,7 @@ struct ours_t {
 ours_t* ours_make(const std::string& text) {
     static ours_t o;
     o.text = text;
-    file_error_t error = 0;
-    std::string sans = font_path("DejaVu Sans");
-    data_t face = file_read_all(data_from_size(sans.size(), sans.data()), false, &error);
-    font_set_create(&o.fonts, data_allocate(0x500000));
-    for (f32 size : {14.0f, 16.0f, 20.0f, 12.0f}) font_load(&o.fonts, face, size, 0);
-    window_create_stub(&o.window, (i32)screen_width, (i32)screen_height);
-    gl_renderer_create(&o.render, (i32)screen_width, (i32)screen_height, renderer_alpha_blending, render_backend_stub);
-    draw_create(&o.draw, &o.render, &o.fonts, 1920, 1080, 0);
-    ui_create(&o.ui, data_allocate(ui_widget_memory_size), &o.window);
-    ui_bind_draw(&o.ui, &o.draw);
+    frame_ours_create(&o.fonts, &o.window, &o.render, &o.draw, &o.ui, screen_width, screen_height);
     o.frame_memory = data_allocate(MIB(16));
     data_t init_memory = data_allocate(MIB(1));
     demo_panel_init(&o.panel, &init_memory);

@@ -1,5 +1,6 @@
 // One frame of ours against the same frame drawn by Dear ImGui: both are run nine
-// times, and the medians are printed side by side with their ratio.
+// times, and the medians are printed side by side with their ratio. Our side's
+// fonts, stub window, renderer and UI are made alike for each frame benchmark.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -8,6 +9,13 @@
 #include <map>
 #include <string>
 #include <vector>
+
+#include "base/file.h"
+#include "gfx/draw.h"
+#include "gfx/renderer.h"
+#include "platform/fonts.h"
+#include "platform/window.h"
+#include "ui/ui_core.h"
 
 struct median_reporter_t : benchmark::ConsoleReporter {
     std::map<std::string, double> cpu;
@@ -34,4 +42,28 @@ inline int frame_pair_run(int argc, char** argv, const std::string& name, const 
                ours, peer, ours / peer);
     }
     return 0;
+}
+
+// The file of a face the system has itself, else empty.
+inline std::string font_path(const char* family) {
+    char path[4096];
+    if (!font_file_find(family, path, sizeof(path))) return std::string();
+    return path;
+}
+
+// Our side's drawing: DejaVu Sans at the program's four sizes, a stub window of the
+// screen's size, the recording renderer with the frame's batches, and the UI drawing
+// into them.
+inline void frame_ours_create(font_set_t* fonts, window_t* window, renderer_t* render, draw_t* draw, ui_t* ui,
+                              f32 width, f32 height) {
+    file_error_t error = 0;
+    std::string sans = font_path("DejaVu Sans");
+    data_t face = file_read_all(data_from_size(sans.size(), sans.data()), false, &error);
+    font_set_create(fonts, data_allocate(0x500000));
+    for (f32 size : {14.0f, 16.0f, 20.0f, 12.0f}) font_load(fonts, face, size, 0);
+    window_create_stub(window, (i32)width, (i32)height);
+    gl_renderer_create(render, (i32)width, (i32)height, renderer_alpha_blending, render_backend_stub);
+    draw_create(draw, render, fonts, 1920, 1080, 0);
+    ui_create(ui, data_allocate(ui_widget_memory_size), window);
+    ui_bind_draw(ui, draw);
 }
