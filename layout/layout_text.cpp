@@ -655,8 +655,10 @@ static fit_walk_t fit_walk(const font_t* font, const u8* first, const u8* end, u
         if (!track_ellipsis && before < 0x80 && *p < 0x80) {
             const u8* run = p;
             for (; p < end; p++) {
+                // Control characters, line breaks among them, and bytes above ASCII
+                // leave the loop in one compare.
                 u32 c = *p;
-                if (c >= 0x80 || is_line_break(c)) break;
+                if (c - 0x0E >= 0x80 - 0x0E) break;
                 f32 advance = font_advance_pair(font, before, c);
                 if (used + advance > width) {
                     walk.reached_end = false;
