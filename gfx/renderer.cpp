@@ -392,17 +392,39 @@ void gl_batch_command_colour(batch_t* batch, u32 command_index, colour_t colour)
     }
 }
 
-// A glyph as text draws it: its box from the pen, its atlas box, and one when it
-// has ink to draw (a blank's quad is written all the same and not counted).
+static inline u32 bits_of(f32 value) {
+    u32 bits;
+    __builtin_memcpy(&bits, &value, 4);
+    return bits;
+}
+
+// Four lanes of a glyph quad's vertices, as floats and as bits.
+typedef f32 quad_lanes_t __attribute__((vector_size(16)));
+typedef u32 quad_bits_t __attribute__((vector_size(16)));
+
+// A glyph as text draws it: its four vertices as they are written, 80 bytes in
+// five words of four lanes, with the positions taken from the pen and the colour's
+// bits 0; and its ink (a blank's quad is written all the same and not counted).
+// In the order of the vertices (x y colour u v) the words are
+//   x0 y1 c u0 | v1 x0 y0 c | u0 v0 x1 y1 | c u1 v1 x1 | y0 c u1 v0
 struct glyph_quad_t {
-    rect_t box;
-    rect_t uv;  // for the atlas's size when the quad was made
+    quad_lanes_t words[5];  // for the atlas's size when the quad was made
     const glyph_t* glyph;
     u32 ink_bytes;  // the vertices' size when it has ink, else 0
     u32 size;       // the bytes of its code point
     u32 codepoint;
-    u32 paired;     // one of the font's ASCII glyphs, stepping by the font's pair table
+    // The font's pair table's row of steps after it when it is one of the font's
+    // ASCII glyphs, else a row that knows none.
+    const f32* steps;
 };
+
+struct steps_unknown_t {
+    f32 values[128];
+    constexpr steps_unknown_t() : values() {
+        for (f32& value : values) value = font_advance_unknown;
+    }
+};
+static constexpr steps_unknown_t steps_unknown = {};
 
 // The quads of the ASCII glyphs one font has drawn in this frame (a glyph drawn in
 // a frame keeps its place in the atlas until the next begins).
@@ -511,15 +533,20 @@ struct text_run_t {
     // A glyph that found no room in the atlas tries again where it next appears.
     bool keep = codepoint < 128 && glyph == font_glyph_ascii(font, codepoint);
     glyph_quad_t* quad = keep ? &run->ascii->quads[codepoint] : other;
-    quad->box = {glyph->offset_x0, glyph->offset_y0, glyph->offset_x1, glyph->offset_y1};
-    quad->uv = {glyph->x0 * run->inverse_width, glyph->y0 * run->inverse_height, glyph->x1 * run->inverse_width,
-                glyph->y1 * run->inverse_height};
+    const f32 x0 = glyph->offset_x0, y0 = glyph->offset_y0, x1 = glyph->offset_x1, y1 = glyph->offset_y1;
+    const f32 u0 = glyph->x0 * run->inverse_width, v0 = glyph->y0 * run->inverse_height;
+    const f32 u1 = glyph->x1 * run->inverse_width, v1 = glyph->y1 * run->inverse_height;
+    quad->words[0] = quad_lanes_t{x0, y1, 0, u0};
+    quad->words[1] = quad_lanes_t{v1, x0, y0, 0};
+    quad->words[2] = quad_lanes_t{u0, v0, x1, y1};
+    quad->words[3] = quad_lanes_t{0, u1, v1, x1};
+    quad->words[4] = quad_lanes_t{y0, 0, u1, v0};
     quad->glyph = glyph;
     quad->ink_bytes = glyph->x1 > glyph->x0 ? 4 * sizeof(vertex_colour_uv_t) : 0;
     quad->size = size;
     quad->codepoint = codepoint;
     // A font made by hand (tests' fixed-advance fonts) has no pair table.
-    quad->paired = keep && font->step_ascii;
+    quad->steps = keep && font->step_ascii ? font->step_ascii + codepoint * 128 : steps_unknown.values;
     return quad;
 }
 
@@ -527,7 +554,7 @@ struct text_run_t {
 // the glyph isn't one of the font's ASCII glyphs, or the code point after isn't ASCII.
 [[gnu::noinline, gnu::cold]] static f32 glyph_step(const font_t* font, const glyph_quad_t* quad, const u8* p,
                                                   const u8* end) {
-    if (quad->paired && *p < 128) return font_step_pair_fill(font, quad->codepoint, *p);
+    if (quad->steps != steps_unknown.values && *p < 128) return font_step_pair_fill(font, quad->codepoint, *p);
     const glyph_t* glyph = quad->glyph;
     u32 next = 0, size = 0;
     codepoint_next(p, end, &next, &size);
@@ -546,7 +573,6 @@ static void text_expand_glyphs(text_run_t* run, const u8* p, const u8* end, u32 
     batch_command_t* command = run->command;
     const font_t* font = run->font;
     const glyph_quad_t* quads = run->ascii->quads;
-    const f32* steps = font->step_ascii;
     vertex_colour_uv_t* const first = (vertex_colour_uv_t*)batch->vertices + batch->vertex_count;
     vertex_colour_uv_t* v = first;
     const vertex_colour_uv_t* v_end = v + room * 4;
@@ -558,38 +584,51 @@ static void text_expand_glyphs(text_run_t* run, const u8* p, const u8* end, u32 
         batch->vertex_count = first_vertex + written * 4;
         batch->index_count = command->first_index + written * 5;
     };
+    // A quad's words are its record's plus the pen where a position is and the
+    // colour's bits where the colour is: the same sums as one coordinate at a time.
+    const f32 pen_y = command->y;
+    const quad_bits_t pen_y_lanes[5] = {{0, bits_of(pen_y), 0, 0}, {0, 0, bits_of(pen_y), 0},
+                                        {0, 0, 0, bits_of(pen_y)}, {0, 0, 0, 0}, {bits_of(pen_y), 0, 0, 0}};
+    const quad_bits_t pen_x_masks[5] = {{~0u, 0, 0, 0}, {0, ~0u, 0, 0}, {0, 0, ~0u, 0}, {0, 0, 0, ~0u}, {0, 0, 0, 0}};
+    const quad_bits_t colour_lanes[5] = {{0, 0, colour, 0}, {0, 0, 0, colour}, {0, 0, 0, 0}, {colour, 0, 0, 0},
+                                         {0, colour, 0, 0}};
     glyph_quad_t other;
-    // The code point and its size stay in registers: read back from the quad, they
-    // would chain each glyph's loads to the one before.
-    u32 c = *p, size = 1;
-    const glyph_quad_t* quad = c < 128 ? &quads[c] : nullptr;
+    // The size stays in a register: read back from the quad, it would chain each
+    // glyph's loads to the one before.
+    u32 size = 1;
+    const glyph_quad_t* quad = *p < 128 ? &quads[*p] : nullptr;
     if (!quad || !quad->glyph) {
         quad = glyph_quad_make(run, p, end, &other);
-        c = quad->codepoint, size = quad->size;
+        size = quad->size;
     }
     f32 pen_x = command->x;
-    const f32 pen_y = command->y;
-    if (command->trim_first) pen_x -= quad->box.x0;
+    if (command->trim_first) pen_x -= quad->words[0][0];
     for (;;) {
         if (checked && quad->ink_bytes && v == v_end) {
             batch->dropped += 1;
             break;
         }
-        const rect_t box = {pen_x + quad->box.x0, pen_y + quad->box.y0, pen_x + quad->box.x1, pen_y + quad->box.y1};
-        if (!checked || v != v_end) quad_vertices(v, box, quad->uv, colour);
+        if (!checked || v != v_end) {
+            const quad_bits_t pen_x_lanes = (quad_bits_t)quad_lanes_t{pen_x, pen_x, pen_x, pen_x};
+            for (u32 w = 0; w < 5; w++) {
+                const quad_lanes_t pen = (quad_lanes_t)((pen_x_lanes & pen_x_masks[w]) | pen_y_lanes[w]);
+                const quad_bits_t word = (quad_bits_t)(quad->words[w] + pen) | colour_lanes[w];
+                __builtin_memcpy((u8*)v + 16 * w, &word, 16);
+            }
+        }
         v = (vertex_colour_uv_t*)((u8*)v + quad->ink_bytes);
         p += size;
         if (p >= end) break;
         const u32 next = *p;
-        f32 step = quad->paired && next < 128 ? steps[c * 128 + next] : font_advance_unknown;
+        f32 step = next < 128 ? quad->steps[next] : font_advance_unknown;
         if (step == font_advance_unknown) [[unlikely]] step = glyph_step(font, quad, p, end);
         pen_x += step;
-        c = next, size = 1;
+        size = 1;
         quad = next < 128 ? &quads[next] : nullptr;
         if (!quad || !quad->glyph) [[unlikely]] {
             counts_update();
             quad = glyph_quad_make(run, p, end, &other);
-            c = quad->codepoint, size = quad->size;
+            size = quad->size;
         }
     }
     counts_update();
