@@ -137,7 +137,12 @@ struct link_target_t {
     u32 unused;
 };
 
-enum : u32 { feed_meta_oldest_first = 1 };
+// feed_meta_t::flags, the feed view's options.
+enum : u32 {
+    feed_meta_oldest_first = 1,
+    feed_meta_hide_enclosure = 2,
+    feed_meta_draw_enclosure_picture = 4,
+};
 
 struct feed_meta_t {
     u32 feed_id;

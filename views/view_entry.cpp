@@ -70,7 +70,6 @@ static data_t date_text(date_t date, data_t* block) {
 }
 
 entry_head_t entry_head_rss(reader_t* reader, const feed_t* feed, const entry_t* entry, data_t* block) {
-    (void)reader;
     entry_head_t head = {};
     const entry_rss_t& rss = entry->rss;
     head.title = rss.title;
@@ -82,9 +81,9 @@ entry_head_t entry_head_rss(reader_t* reader, const feed_t* feed, const entry_t*
     if (rss.enclosure_url.used) {
         feed_meta_t* meta = feed ? reader_find_meta(reader, feed->id) : nullptr;
         u32 flags = meta ? meta->flags : 0;
-        // The feed view's options: 2 "Hide enclosure.", 4 "Draw enclosure image.".
-        head.show_enclosure = !(flags & 2);
-        head.show_enclosure_picture = (flags & 4) && entry_enclosure_is_picture(rss.enclosure_url);
+        head.show_enclosure = !(flags & feed_meta_hide_enclosure);
+        head.show_enclosure_picture =
+            (flags & feed_meta_draw_enclosure_picture) && entry_enclosure_is_picture(rss.enclosure_url);
         head.enclosure_name = entry_enclosure_name(rss.enclosure_url);
         head.enclosure_size = format_size_in_block(rss.enclosure_length, block);
     }

@@ -54,7 +54,8 @@ static layout_item_t* feed_slot(layout_t* layout, f32 width, f32 height) {
 
 static const data_t feed_options[3] = {data_literal("Sort oldest to newest entries."), data_literal("Hide enclosure."),
                                        data_literal("Draw enclosure image.")};
-static const u32 feed_option_bits[3] = {feed_meta_oldest_first, 2, 4};
+static const u32 feed_option_bits[3] = {feed_meta_oldest_first, feed_meta_hide_enclosure,
+                                        feed_meta_draw_enclosure_picture};
 
 // The widgets on their slots; gives 1 when the sort or the delete button acted.
 static u32 feed_widgets(app_t* app, reader_t* reader, feed_t* feed, layout_item_t* const* slots, u32 options) {
