@@ -124,8 +124,8 @@ void ui_set_mode(ui_t* ui, u32 mode) {
 }
 
 u32 ui_mode_from_layout(const layout_t* layout) {
-    if (layout->state == 1) return ui_mode_logic;
-    if (layout->state == 3) return ui_mode_render;
+    if (layout->state == layout_state_logic) return ui_mode_logic;
+    if (layout->state == layout_state_draw) return ui_mode_render;
     return ui_mode_none;
 }
 

@@ -27,7 +27,7 @@ static void layout_bars(scroll_offsets_t* offsets, ui_t* ui, layout_t* layout, r
         ui_scroll_bar_horizontal(ui, horizontal_id, bar, layout->width, layout->max_x, &layout->scroll_x, line_step);
         offsets->x = layout->scroll_x;
     }
-    if (layout->state == 1) {
+    if (layout->state == layout_state_logic) {
         if (!vertical) offsets->y = 0;
         if (!horizontal) offsets->x = 0;
     }
