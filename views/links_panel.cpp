@@ -68,17 +68,6 @@ struct links_measures_t {
     f32 text_drop;  // a text beside a widget, level with the widget's own text
 };
 
-// A text at the pen, then the pen `gap` to its right and back up.
-static void label(layout_t* layout, data_t text, f32 gap, f32 drop) {
-    layout_advance(layout, 0, drop, 0);
-    layout_string(layout, text);
-    layout_advance(layout, gap, -drop, layout_advance_ceil_x);
-}
-
-static f32 text_width(const ui_t* ui, data_t text) {
-    return ceilf(layout_get_single_line_size(ui_font(ui, 1), text.bytes, text.used, codepoint_invalid).width);
-}
-
 // One row per queued link: the link cut to the room that its "Open" and "X" leave,
 // the row under the mouse in the hover colour. Links are runs of non-blanks.
 static void queue_rows(app_t* app, layout_t* layout, link_target_t* target, pair_t id, const links_measures_t* m) {
@@ -159,13 +148,13 @@ void draw_links(app_t* app, reader_t* reader, rect_t rect) {
     const data_t remove_all = data_literal("Remove all"), queue_label = data_literal("Queue links and open them all later.");
     links_measures_t m = {};
     m.height = ceilf(button_height(ui, 1));
-    m.name_label = text_width(ui, name);
-    m.executable_label = text_width(ui, executable);
+    m.name_label = label_width(ui, name);
+    m.executable_label = label_width(ui, executable);
     m.label = (m.name_label > m.executable_label ? m.name_label : m.executable_label) + 4;
     m.os_default = button_width(ui, os_default, 1);
     m.open_all = button_width(ui, open_all, 1);
     m.remove_all = button_width(ui, remove_all, 1);
-    m.check = ceilf(ui_font(ui, 1)->size) + 4 + text_width(ui, queue_label);
+    m.check = ceilf(ui_font(ui, 1)->size) + 4 + label_width(ui, queue_label);
     m.open = button_width(ui, data_literal("Open"), 1);
     m.remove = button_width(ui, data_literal("X"), 1);
     m.text_drop = floorf((m.height - ui_font(ui, 1)->size) / 2);
@@ -207,13 +196,13 @@ void draw_links(app_t* app, reader_t* reader, rect_t rect) {
             }
             layout_new_line(&layout);
 
-            label(&layout, name, m.label - m.name_label, m.text_drop);
+            label_beside(&layout, name, m.label - m.name_label, m.text_drop);
             f32 width = layout_remaining_floor(&layout);
             layout_item_t* name_box = layout_box(&layout, width > box_minimum ? width : box_minimum, m.height, 0,
                                                  layout_box_pen_right | layout_box_ceil);
             layout_new_line(&layout);
             layout_advance(&layout, 0, 5, 0);
-            label(&layout, executable, m.label - m.executable_label, m.text_drop);
+            label_beside(&layout, executable, m.label - m.executable_label, m.text_drop);
             width = layout_remaining_floor(&layout) - 2 - m.os_default;
             layout_item_t* executable_box = layout_box(&layout, width > box_minimum ? width : box_minimum, m.height,
                                                        0, layout_box_pen_right | layout_box_ceil);
@@ -241,7 +230,7 @@ void draw_links(app_t* app, reader_t* reader, rect_t rect) {
             data_t count = data_make(sizeof(counts[i]), 0, counts[i]);
             count.used += format_u64(count.bytes, count.reserved, link_queue_count(target), 0, ' ', 0);
             data_push_c_string(&count, " queued links");
-            label(&layout, count, 10, m.text_drop);
+            label_beside(&layout, count, 10, m.text_drop);
             layout_item_t* open_button =
                 layout_box(&layout, m.open_all, m.height, 0, layout_box_pen_right | layout_box_ceil);
             layout_advance(&layout, 2, 0, 0);

@@ -36,18 +36,6 @@ u32 feed_target_row(const reader_t* reader, const feed_meta_t* meta) {
     return row < reader_link_target_count ? (u32)row : 0;
 }
 
-static f32 text_width(const ui_t* ui, data_t text) {
-    return ceilf(layout_get_single_line_size(ui_font(ui, 1), text.bytes, text.used, codepoint_invalid).width);
-}
-
-// A text at the pen, dropped to stand level with the widget beside it, then the
-// pen `gap` to its right and back up.
-static void feed_label(layout_t* layout, data_t text, f32 gap, f32 drop) {
-    layout_advance(layout, 0, drop, 0);
-    layout_string(layout, text);
-    layout_advance(layout, gap, -drop, layout_advance_ceil_x);
-}
-
 static layout_item_t* feed_slot(layout_t* layout, f32 width, f32 height) {
     return layout_box(layout, width, height, 0, layout_box_pen_right | layout_box_ceil);
 }
@@ -128,7 +116,7 @@ static void draw_feed(app_t* app, reader_t* reader, rect_t rect, bool rss) {
         layout_set_wrap(&layout, 0, layout_remaining(&layout), layout_wrap_eat_space);
         // Slots: the address box, "Save", three options, the drop-down, the button.
         layout_item_t* slots[7] = {};
-        feed_label(&layout, uri, 2, drop);
+        label_beside(&layout, uri, 2, drop);
         slots[0] = feed_slot(&layout, fmaxf(layout_remaining_floor(&layout) - 2 - save_width, 40), height);
         layout_advance(&layout, 2, 0, 0);
         slots[1] = feed_slot(&layout, save_width, height);
@@ -136,11 +124,11 @@ static void draw_feed(app_t* app, reader_t* reader, rect_t rect, bool rss) {
         layout_advance(&layout, 0, 10, 0);
         for (u32 i = 0; i < options; i++) {
             if (i) layout_advance(&layout, 0, 2, 0);
-            slots[2 + i] = feed_slot(&layout, check_height + 4 + text_width(ui, feed_options[i]), check_height);
+            slots[2 + i] = feed_slot(&layout, check_height + 4 + label_width(ui, feed_options[i]), check_height);
             layout_new_line(&layout);
         }
         layout_advance(&layout, 0, 10, 0);
-        feed_label(&layout, executable, 0, drop);
+        label_beside(&layout, executable, 0, drop);
         slots[5] = feed_slot(&layout, fmaxf(layout_remaining_floor(&layout), 60), height);
         layout_new_line(&layout);
         layout_advance(&layout, 0, 10, 0);

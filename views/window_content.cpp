@@ -64,6 +64,16 @@ f32 button_width(const ui_t* ui, data_t text, u32 font) {
     return ceilf(width + style->margin[2] + style->margin[3] + style->padding[2] + style->padding[3]);
 }
 
+f32 label_width(const ui_t* ui, data_t text) {
+    return ceilf(layout_get_single_line_size(ui_font(ui, 1), text.bytes, text.used, codepoint_invalid).width);
+}
+
+void label_beside(layout_t* layout, data_t text, f32 gap, f32 drop) {
+    layout_advance(layout, 0, drop, 0);
+    layout_string(layout, text);
+    layout_advance(layout, gap, -drop, layout_advance_ceil_x);
+}
+
 void show_log(app_t* app) { panel_show_log(app->panel); }
 
 // The right strip's buttons in reading order, each on the row where it still fits.
