@@ -38,13 +38,16 @@ static void target_text_store(data_t* text, data_t edit) {
     text->used = edit.used;
 }
 
-// The box edits a temporary of `capacity` bytes; the text goes back at once.
+// The box edits a temporary of `capacity` bytes; an edit goes back at once. A
+// longer text (a reader file written elsewhere) shows cut but stays whole until
+// the user types in it.
 static void target_text_box(ui_t* ui, pair_t id, rect_t box, data_t* text, u64 capacity) {
     u8 buffer[1024];
     data_t edit = data_make(capacity < sizeof(buffer) ? capacity : sizeof(buffer), 0, buffer);
     data_push_string(&edit, text->bytes, text->used < edit.reserved ? text->used : edit.reserved);
     ui_text_box(ui, id, box, &edit, 1);
-    target_text_store(text, edit);
+    const ui_widget_state_t* state = ui_widget_state(ui, id);
+    if (state && state->text_box.edited_now) target_text_store(text, edit);
 }
 
 // The desktop's handler of http links, or an empty executable when there is none.

@@ -243,9 +243,14 @@ TEST_F(WindowFrames, TheLinksPanelListsAQueueAndItsXRemovesALink) {
 }
 
 // "Remove all" takes the rows away in the frame of the click; a name is cut to
-// its box's 128 bytes.
+// its box's 128 bytes once typed in, and a longer one read from a file stays whole
+// while it is only shown.
 TEST_F(WindowFrames, TheLinksPanelRemeasuresAndCapsAName) {
     link_target_t* target = &program.reader.link_targets[0];
+    std::string long_name(200, 'f'), long_executable(1500, 'e');
+    link_target_t* read = &program.reader.link_targets[1];
+    read->name = data_from_size(long_name.size(), long_name.data());
+    read->executable = data_from_size(long_executable.size(), long_executable.data());
     target->queue_enabled = 1;
     for (int i = 0; i < 60; i++) link_queue_append(target, data_literal("http://a.example/row"));
     tap(key_f3);
@@ -261,7 +266,10 @@ TEST_F(WindowFrames, TheLinksPanelRemeasuresAndCapsAName) {
     type(std::string(200, 'n').c_str());
     EXPECT_GE(target->name.used, 100u);
     EXPECT_LE(target->name.used, 128u);
+    EXPECT_EQ(read->name.used, long_name.size());
+    EXPECT_EQ(read->executable.used, long_executable.size());
     target->name = data_t{};
+    *read = link_target_t{};
     target->queue_enabled = 0;
 }
 
