@@ -43,20 +43,6 @@ static store_t* store_create() {
     return store;
 }
 
-// Back to an empty store without giving memory back, so that each merge is a first one.
-static void store_empty(store_t* store) {
-    reader_t* reader = &store->reader;
-    for (u32 i = 0; i < reader->feeds.max_entry_count; i++) {
-        feed_t* feed = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i);
-        if (!feed_is_alive(feed)) continue;
-        reader_ensure_meta(reader, feed);
-        reader_remove_feed(reader, feed);
-    }
-    reader_remove_unused_categories(reader);
-    reader_remove_unused_persons(reader);
-    reader->strings.used = 0;
-}
-
 static std::string read_file(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     std::stringstream bytes;
@@ -85,7 +71,7 @@ static void bench_merge(benchmark::State& state, const std::vector<document_t>* 
             benchmark::DoNotOptimize(feed);
             data_clear(&store->scratch);
             state.PauseTiming();
-            store_empty(store);
+            reader_remove_all(&store->reader);
             state.ResumeTiming();
         }
     }

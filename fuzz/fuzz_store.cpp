@@ -33,19 +33,6 @@ static fuzz_store_t* fuzz_store() {
     return store;
 }
 
-static void fuzz_store_empty(fuzz_store_t* store) {
-    reader_t* reader = &store->reader;
-    for (u32 i = 0; i < reader->feeds.max_entry_count; i++) {
-        feed_t* feed = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i);
-        if (!feed_is_alive(feed)) continue;
-        reader_ensure_meta(reader, feed);
-        reader_remove_feed(reader, feed);
-    }
-    reader_remove_unused_categories(reader);
-    reader_remove_unused_persons(reader);
-    reader->strings.used = 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const u8* bytes, size_t size) {
     fuzz_store_t* store = fuzz_store();
     // An exact-size copy, so that any read past the end is caught.
@@ -61,7 +48,7 @@ extern "C" int LLVMFuzzerTestOneInput(const u8* bytes, size_t size) {
         data_clear(&store->scratch);
     }
     if (!reader_is_consistent(&store->reader)) __builtin_trap();
-    fuzz_store_empty(store);
+    reader_remove_all(&store->reader);
 
     // The same bytes as a store file: refused or read, never a stop.
     FILE* file = fopen(store->file_path, "wb");
@@ -73,7 +60,7 @@ extern "C" int LLVMFuzzerTestOneInput(const u8* bytes, size_t size) {
         if (reader_file_read(&store->reader, path, &error) == reader_file_fine) {
             if (!reader_is_consistent(&store->reader)) __builtin_trap();
         }
-        fuzz_store_empty(store);
+        reader_remove_all(&store->reader);
     }
     return 0;
 }

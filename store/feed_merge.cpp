@@ -1125,3 +1125,15 @@ feed_t* reader_merge_document(data_t* scratch, reader_t* reader, data_t document
     data_free(&copy);
     return feed;
 }
+
+void reader_remove_all(reader_t* reader) {
+    for (u32 i = 0; i < reader->feeds.max_entry_count; i++) {
+        feed_t* feed = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i);
+        if (!feed_is_alive(feed)) continue;
+        reader_ensure_meta(reader, feed);
+        reader_remove_feed(reader, feed);
+    }
+    reader_remove_unused_categories(reader);
+    reader_remove_unused_persons(reader);
+    reader->strings.used = 0;
+}

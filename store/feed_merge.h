@@ -35,3 +35,6 @@ bool reader_add_person(reader_t* reader, u32 encoding, person_t* record, u32 kin
 // What the drain does after a merge that gave a feed: make its record of flags if
 // it has none, with the first link target. Null only when the metas pool is full.
 feed_meta_t* reader_ensure_meta(reader_t* reader, feed_t* feed);
+// Back to an empty store that keeps its memory, so that the next merge is a first
+// one (benchmarks and fuzzing merge the same documents again and again).
+void reader_remove_all(reader_t* reader);
