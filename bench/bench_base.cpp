@@ -8,13 +8,13 @@
 #include <string.h>
 #include <time.h>
 
-#include <map>
 #include <string>
 #include <vector>
 
 #include "base/date.h"
 #include "base/format.h"
 #include "base/text.h"
+#include "bench/median_reporter.h"
 
 // About 1 MB of running text: mostly ASCII with accented letters, Greek, CJK and
 // the odd emoji, as feed titles and bodies mix them.
@@ -136,16 +136,6 @@ static void bench_strptime(benchmark::State& state) {
     }
 }
 
-struct median_reporter_t : benchmark::ConsoleReporter {
-    std::map<std::string, double> seconds;
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs) {
-            if (run.aggregate_name == "median") seconds[run.run_name.function_name] = run.GetAdjustedRealTime();
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-};
-
 int main(int argc, char** argv) {
     utf8_sample = mixed_text();
     utf16_sample.resize(utf8_sample.size());
@@ -193,8 +183,8 @@ int main(int argc, char** argv) {
 
     printf("\nmedian time, ours against the C library (above 1 means ours is faster):\n");
     for (const pair_t& pair : pairs) {
-        double ours = reporter.seconds[pair.name];
-        double peer = reporter.seconds[std::string(pair.peer_name) + "/" + pair.name];
+        double ours = reporter.real[pair.name];
+        double peer = reporter.real[std::string(pair.peer_name) + "/" + pair.name];
         if (ours <= 0 || peer <= 0) continue;
         printf("  %-18s against %-9s %.2fx\n", pair.name, pair.peer_name, peer / ours);
     }

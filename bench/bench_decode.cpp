@@ -6,11 +6,11 @@
 
 #include <cstdio>
 #include <fstream>
-#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "bench/median_reporter.h"
 #include "html/encoding.h"
 
 struct sample_t {
@@ -104,19 +104,6 @@ static void bench_iconv(benchmark::State& state, const sample_t* sample) {
     state.SetBytesProcessed((int64_t)state.iterations() * (int64_t)sample->bytes.size());
 }
 
-// Keeps the median of each benchmark so that the ratios can be printed at the end.
-struct median_reporter_t : benchmark::ConsoleReporter {
-    std::map<std::string, double> seconds;
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs) {
-            if (run.aggregate_name == "median") {
-                seconds[run.run_name.function_name] = run.GetAdjustedRealTime();
-            }
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-};
-
 int main(int argc, char** argv) {
     samples.push_back({"gbk_kc0011", encoding_gbk, "GBK", read_test_file("kc0011.rss")});
     samples.push_back({"big5", encoding_big5, "BIG5", generated_text(encoding_big5, "BIG5", 0xA4, 0xC6, 0x40, 0xFE)});
@@ -141,8 +128,8 @@ int main(int argc, char** argv) {
 
     printf("\nmedian throughput, frame against iconv (glibc):\n");
     for (const sample_t& sample : samples) {
-        double frame = reporter.seconds[std::string("frame/") + sample.name];
-        double peer = reporter.seconds[std::string("iconv/") + sample.name];
+        double frame = reporter.real[std::string("frame/") + sample.name];
+        double peer = reporter.real[std::string("iconv/") + sample.name];
         if (frame <= 0 || peer <= 0) continue;
         // Times are per iteration in the reporter's unit, which is the same for both.
         double frame_rate = sample.bytes.size() / frame;

@@ -7,13 +7,13 @@
 
 #include <cstdio>
 #include <fstream>
-#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "base/data.h"
 #include "bench/html_document.h"
+#include "bench/median_reporter.h"
 #include "html/tokenizer.h"
 #include "html/tree.h"
 
@@ -87,21 +87,8 @@ static void bench_gumbo(benchmark::State& state, const html_sample_t* sample) {
     state.SetBytesProcessed((int64_t)state.iterations() * (int64_t)sample->bytes);
 }
 
-// Keeps the medians for the ratios. The machine may be shared: CPU time is the
-// fairer measure then, and both are printed.
-struct median_reporter_t : benchmark::ConsoleReporter {
-    std::map<std::string, double> real;
-    std::map<std::string, double> cpu;
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs) {
-            if (run.aggregate_name != "median") continue;
-            real[run.run_name.function_name] = run.GetAdjustedRealTime();
-            cpu[run.run_name.function_name] = run.GetAdjustedCPUTime();
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-};
-
+// The machine may be shared: CPU time is the fairer measure then, and both are
+// printed.
 int main(int argc, char** argv) {
     static html_sample_t corpus = {"corpus_entries", {}};
     static html_sample_t generated = {"generated_1mb", {}};

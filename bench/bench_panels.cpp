@@ -9,12 +9,12 @@
 #include <time.h>
 
 #include <cstdio>
-#include <map>
 #include <string>
 
 #include "app/frame_loop.h"
 #include "app/startup.h"
 #include "base/log.h"
+#include "bench/median_reporter.h"
 #include "gfx/draw.h"
 #include "platform/fonts.h"
 #include "views/panel.h"
@@ -160,16 +160,6 @@ void bench_imgui(benchmark::State& state, u32 panel) {
     state.counters["quads"] = ImGui::GetDrawData()->TotalVtxCount / 4;
 }
 
-struct median_reporter_t : benchmark::ConsoleReporter {
-    std::map<std::string, double> median;
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs) {
-            if (run.aggregate_name == "median") median[run.run_name.function_name] = run.GetAdjustedRealTime();
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -195,8 +185,8 @@ int main(int argc, char** argv) {
     benchmark::RunSpecifiedBenchmarks(&reporter);
     printf("\nmedian main-thread cpu time of one window frame (us):\n");
     for (const auto& c : cases) {
-        double ours = reporter.median[std::string("newsloom/") + c.name];
-        double peer = reporter.median[std::string("imgui/") + c.name];
+        double ours = reporter.real[std::string("newsloom/") + c.name];
+        double peer = reporter.real[std::string("imgui/") + c.name];
         if (ours > 0 && peer > 0) {
             printf("  %-5s newsloom %9.1f  imgui %9.1f  ratio newsloom/imgui %.2f\n", c.name, ours, peer,
                    ours / peer);

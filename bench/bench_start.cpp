@@ -24,11 +24,11 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <map>
 #include <string>
 #include <vector>
 
 #include "bench/full_store.h"
+#include "bench/median_reporter.h"
 #include "tests/window/x_server.h"
 
 namespace {
@@ -109,20 +109,6 @@ void BM_NewsloomFullStore(benchmark::State& state) {
     }
 }
 
-struct median_reporter_t : benchmark::ConsoleReporter {
-    std::map<std::string, double> seconds;
-    std::map<std::string, double> main_thread_ms;
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs) {
-            if (run.aggregate_name != "median") continue;
-            seconds[run.run_name.function_name] = run.GetAdjustedRealTime();
-            auto counter = run.counters.find("main_thread_ms");
-            if (counter != run.counters.end()) main_thread_ms[run.run_name.function_name] = counter->second;
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -164,15 +150,15 @@ int main(int argc, char** argv) {
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
 
-    double floor = reporter.seconds["start/glfw_window_floor"];
-    double newsloom = reporter.seconds["start/newsloom_full_store"];
+    double floor = reporter.real["start/glfw_window_floor"];
+    double newsloom = reporter.real["start/newsloom_full_store"];
     if (floor > 0 && newsloom > 0) {
         printf("start to first frame, medians: newsloom with a full store %.1f ms, bare GLFW window %.1f ms: "
                "%.2fx the floor (goal: at most 1.5x)\n",
                newsloom, floor, newsloom / floor);
     }
-    double floor_main = reporter.main_thread_ms["start/glfw_window_floor"];
-    double newsloom_main = reporter.main_thread_ms["start/newsloom_full_store"];
+    double floor_main = reporter.counter("start/glfw_window_floor", "main_thread_ms");
+    double newsloom_main = reporter.counter("start/newsloom_full_store", "main_thread_ms");
     if (floor_main > 0 && newsloom_main > 0) {
         printf("processor time of the main thread to the first frame, medians: newsloom %.1f ms, bare GLFW "
                "window %.1f ms: %.2fx\n",

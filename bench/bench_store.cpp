@@ -11,11 +11,11 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "bench/median_reporter.h"
 #include "store/feed_merge.h"
 #include "store/reader.h"
 #include "store/reader_file.h"
@@ -151,16 +151,6 @@ static void bench_sort_feed(benchmark::State& state) {
     }
 }
 
-struct median_reporter_t : benchmark::ConsoleReporter {
-    std::map<std::string, double> seconds;
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs) {
-            if (run.aggregate_name == "median") seconds[run.run_name.function_name] = run.GetAdjustedRealTime();
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-};
-
 int main(int argc, char** argv) {
     memory_query_system(nullptr, nullptr, nullptr, nullptr);
     for (const char* name : corpus_files) {
@@ -224,8 +214,8 @@ int main(int argc, char** argv) {
         const std::vector<document_t>& documents = std::string(set) == "corpus" ? corpus : generated_list;
         u64 total = 0;
         for (const document_t& d : documents) total += d.bytes.size();
-        double merge = reporter.seconds[std::string("merge/") + set];
-        double peer = reporter.seconds[std::string("libxml2/") + set];
+        double merge = reporter.real[std::string("merge/") + set];
+        double peer = reporter.real[std::string("libxml2/") + set];
         if (merge <= 0 || peer <= 0) continue;
         // Both times are in the reporter's default unit (ns).
         printf("  %-10s %9llu bytes  merge %7.1f MB/s  libxml2 %7.1f MB/s  ratio merge/libxml2 %.2fx\n", set,
@@ -233,8 +223,8 @@ int main(int argc, char** argv) {
     }
     printf("full store (100 feeds, 10000 entries): save %.2f ms, load %.2f ms (goal: under 30 ms each), "
            "sort of one feed %.3f ms, update of a known feed of 100 old items %.3f ms\n",
-           reporter.seconds["store/save_full"], reporter.seconds["store/load_full"],
-           reporter.seconds["store/sort_feed_full"], reporter.seconds["store/merge_known_full"]);
+           reporter.real["store/save_full"], reporter.real["store/load_full"],
+           reporter.real["store/sort_feed_full"], reporter.real["store/merge_known_full"]);
     std::filesystem::remove_all(store_folder);
     benchmark::Shutdown();
     return 0;

@@ -13,13 +13,13 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <map>
 #include <string>
 #include <vector>
 
 #include <algorithm>
 
 #include "base/types.h"
+#include "bench/median_reporter.h"
 #include "tests/net/feed_server.h"
 
 static feed_server_t bench_server;
@@ -103,22 +103,6 @@ static void BM_update_newsboat(benchmark::State& state) {
 BENCHMARK(BM_update_newsloom)->Iterations(1)->Repetitions(5)->UseManualTime()->Unit(benchmark::kMillisecond)->ReportAggregatesOnly(true);
 BENCHMARK(BM_update_newsboat)->Iterations(1)->Repetitions(5)->UseManualTime()->Unit(benchmark::kMillisecond)->ReportAggregatesOnly(true);
 
-// Keeps the medians to print the ratios after the table.
-struct median_reporter_t : benchmark::ConsoleReporter {
-    std::map<std::string, double> time_ms;
-    std::map<std::string, double> peak_mib;
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs) {
-            if (run.aggregate_name != "median") continue;
-            std::string name = run.run_name.function_name;
-            time_ms[name] = run.GetAdjustedRealTime();
-            auto peak = run.counters.find("peak_MiB");
-            if (peak != run.counters.end()) peak_mib[name] = peak->second.value;
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-};
-
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     bench_folder = temporary_folder("newsloom_bench_update_");
@@ -145,13 +129,13 @@ int main(int argc, char** argv) {
     bench_server.stop();
     remove_tree(bench_folder);
 
-    auto& t = reporter.time_ms;
-    auto& m = reporter.peak_mib;
+    auto& t = reporter.real;
+    auto m = [&](const char* name) { return reporter.counter(name, "peak_MiB"); };
     if (t.count("BM_update_newsloom") && t.count("BM_update_newsboat")) {
         printf("update of 100 feeds, medians: newsloom %.1f ms, %.1f MiB; newsboat %.1f ms, %.1f MiB\n",
-               t["BM_update_newsloom"], m["BM_update_newsloom"], t["BM_update_newsboat"], m["BM_update_newsboat"]);
+               t["BM_update_newsloom"], m("BM_update_newsloom"), t["BM_update_newsboat"], m("BM_update_newsboat"));
         printf("ratio newsloom/newsboat: wall time %.2f (goal <= 0.50), peak memory %.2f (goal <= 1.00)\n",
-               t["BM_update_newsloom"] / t["BM_update_newsboat"], m["BM_update_newsloom"] / m["BM_update_newsboat"]);
+               t["BM_update_newsloom"] / t["BM_update_newsboat"], m("BM_update_newsloom") / m("BM_update_newsboat"));
     }
     return 0;
 }

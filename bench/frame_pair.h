@@ -6,26 +6,16 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
-#include <map>
 #include <string>
 #include <vector>
 
 #include "base/file.h"
+#include "bench/median_reporter.h"
 #include "gfx/draw.h"
 #include "gfx/renderer.h"
 #include "platform/fonts.h"
 #include "platform/window.h"
 #include "ui/ui_core.h"
-
-struct median_reporter_t : benchmark::ConsoleReporter {
-    std::map<std::string, double> cpu;
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs) {
-            if (run.aggregate_name == "median") cpu[run.run_name.function_name] = run.GetAdjustedCPUTime();
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-};
 
 inline void frame_repeat(benchmark::internal::Benchmark* bench) {
     bench->Unit(benchmark::kMicrosecond)->Repetitions(9)->ReportAggregatesOnly(true);
