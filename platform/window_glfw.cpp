@@ -374,6 +374,7 @@ void window_handle_messages(window_t* window, u32 flags) {
     if (__atomic_exchange_n(&glfw_close_requested, 0, __ATOMIC_ACQ_REL)) window->quit_requested = 1;
     glfw_mouse_position(window, &window->mouse_x, &window->mouse_y);
     if (window->events_dropped) {
+        log_paragraph_start(log_user);
         log_write_c_string(log_user, "Too much input in one frame: ");
         log_write_u64(log_user, window->events_dropped);
         log_write_c_string(log_user, " events were dropped.\n");

@@ -26,6 +26,7 @@ void feed_save_address(reader_t* reader, feed_t* feed, data_t text) {
         return;
     }
     if (!reader_try_store_string(reader, text, &feed->address)) {
+        log_paragraph_start(log_user);
         log_write_c_string(log_user, "The feed's new address was not saved: the store holds no more text.\n");
     }
 }
