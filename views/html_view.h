@@ -78,7 +78,8 @@ void html_skip_pass(panel_t* panel, layout_t* layout);
 
 // A picture at the pen: the box of its size once it is ready, else its placeholder.
 // `url` stays valid for the frame; it is the boxes' user value. `start` asks for
-// the download; a request for the size is made in the widget pass.
+// the download, `resize` for the size once it has loaded; the size is asked for in
+// the widget pass only.
 void html_picture(layout_t* layout, u32 entry_id, const data_t* url, data_t alternate, bool start, bool resize);
 // "[img]", the alternate text, what the query is doing, "[/img]", behind a box of
 // 1 by 1 whose user value is `url` (0 when there is none: nothing will load).

@@ -1,3 +1,5 @@
+// The entry view: the head of the selected entry, its description parsed once per
+// selection, and the passes that lay both out in the right panel.
 #include "views/view_entry.h"
 
 #include "app/app.h"
