@@ -99,6 +99,13 @@ void ui_frame_begin(ui_t* ui, const input_frame_t* input) {
     ui->clip = ui->screen;
     ui->mode = ui_mode_both;
     ui->hot = pair_t{};
+    // An open list whose widget went unseen for a frame (a key showed another panel)
+    // would shield its rectangle and keep the mouse for good: it is closed.
+    if (ui->modal_on && !ui->modal_seen) {
+        if (pair_starts_with(ui->active, pair_parent(ui->modal_id))) ui_active_clear(ui);
+        ui_modal_end(ui);
+    }
+    ui->modal_seen = 0;
     ui->previous_active = ui->active;
     ui->previous_active_kind = ui->active_kind;
     if (ui->draw) draw_clip(ui->draw, draw_layer_overlay, nullptr);
@@ -276,6 +283,7 @@ bool ui_hit_test(const ui_t* ui, pair_t id, rect_t rect, const f32* mouse) {
 void ui_modal_begin(ui_t* ui, pair_t id, rect_t rect) {
     ASSERT(!ui->modal_on || pair_equal(ui->modal_id, id));
     ui->modal_on = 1;
+    ui->modal_seen = 1;
     ui->modal_id = id;
     ui->modal_rect = rect;
 }

@@ -160,6 +160,7 @@ struct ui_t {
     ui_widget_state_t* widget_states;
     u64 widget_state_count;
     u32 modal_on;
+    u32 modal_seen;  // its widget renewed the modal region in this frame
     rect_t modal_rect;
     pair_t modal_id;
     rect_t clip;

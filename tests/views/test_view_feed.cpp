@@ -144,6 +144,21 @@ TEST_F(FeedViewFrames, TheDropDownStoresTheChosenLinkTarget) {
     program.reader.link_targets[3].name = data_t{};
 }
 
+// A key that shows another panel while the list is open closes it: the mouse
+// is free again for the rest of the window.
+TEST_F(FeedViewFrames, AnotherPanelClosesAnOpenDropDown) {
+    show(feeds[0]);
+    const batch_command_t* label = drawn_starting("Executable: ");
+    ASSERT_NE(label, nullptr);
+    click_at((i32)label->x + 200, (i32)label->y + 2);
+    ASSERT_TRUE(program.ui.modal_on);
+    tap(key_f3);
+    EXPECT_EQ(program.panel.right_panel, (u32)panel_right_links);
+    click("Help (F1)");
+    EXPECT_EQ(program.panel.right_panel, (u32)panel_right_help);
+    EXPECT_FALSE(program.ui.modal_on);
+}
+
 // In a window too low for the whole view the wheel scrolls it, and the button
 // that was out of reach can be clicked.
 TEST_F(FeedViewFrames, AViewLowerThanItsContentScrollsTheButtonIntoReach) {
