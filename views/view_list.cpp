@@ -350,8 +350,9 @@ static u32* scratch_u32s(app_t* app, u64 count) {
         list_lanes8_t passed8 = {};
         list_lanes4_t passed4 = {};
         for (;;) {
-            while (at + 8 <= slot_count && entries_left - own_run >= 8 &&
-                   filter.count_slots(heads, at, feed_id, &passed8)) {
+            // Blocks that fit both in the pool and in the entries not yet met.
+            u32 blocks = min_of(slot_count - at, entries_left - own_run) / 8;
+            for (; blocks && filter.count_slots(heads, at, feed_id, &passed8); blocks--) {
                 own_run += 8;
                 at += 8;
             }
