@@ -106,6 +106,13 @@ void ui_frame_begin(ui_t* ui, const input_frame_t* input) {
         ui_modal_end(ui);
     }
     ui->modal_seen = 0;
+    // A button holds the mouse only while it is down, and lets go at the release it
+    // sees. One that missed its release (a key showed another panel while it was
+    // pressed) would keep the mouse from every other widget: it lets go here.
+    bool clicking = ui->active_kind == ui_kind_button || ui->active_kind == ui_kind_check_box;
+    if (clicking && !input_down(input, key_mouse_left) && !input_released(input, key_mouse_left)) {
+        ui_active_clear(ui);
+    }
     ui->previous_active = ui->active;
     ui->previous_active_kind = ui->active_kind;
     if (ui->draw) draw_clip(ui->draw, draw_layer_overlay, nullptr);
