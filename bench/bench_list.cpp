@@ -100,16 +100,9 @@ peer_t* peer_make() {
         p.titles.push_back("Feed " + std::to_string(f));
         for (u32 i = 0; i < 100; i++) p.titles.push_back("Item number " + std::to_string(i) + " of the generated feed");
     }
-    p.context = ImGui::CreateContext();
+    p.context = imgui_peer_create(screen_width, screen_height, {16.0f, 20.0f});
     ImGuiIO& io = ImGui::GetIO();
-    io.DisplaySize = ImVec2(screen_width, screen_height);
-    io.IniFilename = nullptr;
-    std::string sans = font_path("DejaVu Sans");
-    io.Fonts->AddFontFromFileTTF(sans.c_str(), 16.0f);
-    p.title_font = io.Fonts->AddFontFromFileTTF(sans.c_str(), 20.0f);
-    unsigned char* pixels;
-    int width, height;
-    io.Fonts->GetTexDataAsAlpha8(&pixels, &width, &height);
+    p.title_font = io.Fonts->Fonts[1];
     io.MousePos = ImVec2(100, 720 - 300);
     return &p;
 }

@@ -105,17 +105,8 @@ struct peer_t {
 peer_t* peer_make(const std::string& text) {
     static peer_t p;
     p.text = text;
-    p.context = ImGui::CreateContext();
-    ImGuiIO& io = ImGui::GetIO();
-    io.DisplaySize = ImVec2(screen_width, screen_height);
-    io.IniFilename = nullptr;
-    std::string sans = font_path("DejaVu Sans");
-    io.Fonts->AddFontFromFileTTF(sans.c_str(), 16.0f);
-    io.Fonts->AddFontFromFileTTF(sans.c_str(), 14.0f);
-    unsigned char* pixels;
-    int width, height;
-    io.Fonts->GetTexDataAsAlpha8(&pixels, &width, &height);
-    io.MousePos = ImVec2(60, 20);
+    p.context = imgui_peer_create(screen_width, screen_height, {16.0f, 14.0f});
+    ImGui::GetIO().MousePos = ImVec2(60, 20);
     return &p;
 }
 

@@ -1,11 +1,14 @@
 // One frame of ours against the same frame drawn by Dear ImGui: both are run nine
 // times, and the medians are printed side by side with their ratio. Our side's
-// fonts, stub window, renderer and UI are made alike for each frame benchmark.
+// fonts, stub window, renderer and UI, and the peer's context, are made alike for
+// each frame benchmark.
 #pragma once
 
 #include <benchmark/benchmark.h>
+#include <imgui.h>
 
 #include <cstdio>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -56,4 +59,19 @@ inline void frame_ours_create(font_set_t* fonts, window_t* window, renderer_t* r
     draw_create(draw, render, fonts, 1920, 1080, 0);
     ui_create(ui, data_allocate(ui_widget_memory_size), window);
     ui_bind_draw(ui, draw);
+}
+
+// The peer's side: a Dear ImGui context of the screen's size without a settings
+// file, DejaVu Sans at `sizes` (its fonts in that order), and the font atlas built.
+inline ImGuiContext* imgui_peer_create(f32 width, f32 height, std::initializer_list<f32> sizes) {
+    ImGuiContext* context = ImGui::CreateContext();
+    ImGuiIO& io = ImGui::GetIO();
+    io.DisplaySize = ImVec2(width, height);
+    io.IniFilename = nullptr;
+    std::string sans = font_path("DejaVu Sans");
+    for (f32 size : sizes) io.Fonts->AddFontFromFileTTF(sans.c_str(), size);
+    unsigned char* pixels;
+    int atlas_width, atlas_height;
+    io.Fonts->GetTexDataAsAlpha8(&pixels, &atlas_width, &atlas_height);
+    return context;
 }
