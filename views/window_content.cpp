@@ -83,6 +83,7 @@ void show_log(app_t* app) { panel_show_log(app->panel); }
 struct menu_right_t {
     data_t labels[8];
     f32 x[8];      // from the strip's left edge
+    f32 width[8];
     u32 row[8];    // 0 on top
     u32 rows;
     u8 queued_bytes[64];
@@ -106,6 +107,7 @@ static void menu_right_measure(const ui_t* ui, const reader_t* reader, f32 width
         if (x > 0 && x + button > width) x = 0, row++;
         menu->labels[i] = labels[i];
         menu->x[i] = x;
+        menu->width[i] = button;
         menu->row[i] = row;
         x += button + 2;
     }
@@ -130,7 +132,7 @@ void draw_menu_right(app_t* app, reader_t* reader, rect_t rect) {
     for (u32 i = 0; i < 8; i++) {
         f32 x = rect.x0 + menu.x[i];
         f32 y1 = top - (f32)menu.row[i] * (height + 2);
-        rect_t box = {x, y1 - height, x + button_width(ui, menu.labels[i], 1), y1};
+        rect_t box = {x, y1 - height, x + menu.width[i], y1};
         bool clicked =
             ui_dispatch_begin(ui, box) && ui_button(ui, pair_push(UI_ID(), (i64)i + 1), box, menu.labels[i], 1);
         if (!clicked && !input_struck(&ui->input, key_f1 + i)) continue;
