@@ -7,6 +7,7 @@
 #include "base/text.h"
 #include "layout/layout.h"
 #include "platform/os.h"
+#include "ui/ui_scroll_bar.h"
 
 // Ids.
 
@@ -88,6 +89,12 @@ void ui_bind_draw(ui_t* ui, draw_t* draw) {
     ui->fonts = draw->fonts;
 }
 
+static bool held_while_pressed(const ui_t* ui) {
+    if (ui->active_kind == ui_kind_button || ui->active_kind == ui_kind_check_box) return true;
+    i64 part = (i64)pair_last(ui->active);
+    return ui->active_kind == ui_kind_scroll_part && part <= ui_scroll_first_arrow && part >= ui_scroll_track;
+}
+
 void ui_frame_begin(ui_t* ui, const input_frame_t* input) {
     data_clear(ui->memory);
     ui->input = *input;
@@ -106,12 +113,16 @@ void ui_frame_begin(ui_t* ui, const input_frame_t* input) {
         ui_modal_end(ui);
     }
     ui->modal_seen = 0;
-    // A button holds the mouse only while it is down, and lets go at the release it
-    // sees. One that missed its release (a key showed another panel while it was
-    // pressed) would keep the mouse from every other widget: it lets go here.
-    bool clicking = ui->active_kind == ui_kind_button || ui->active_kind == ui_kind_check_box;
-    if (clicking && !input_down(input, key_mouse_left) && !input_released(input, key_mouse_left)) {
-        ui_active_clear(ui);
+    // A button or a part of a scroll bar holds the mouse only while it is down, and
+    // lets go at the release it sees. One that missed its release (a key showed
+    // another panel while it was pressed) would keep the mouse from every other
+    // widget: it lets go here, as it would have.
+    if (held_while_pressed(ui) && !input_down(input, key_mouse_left) && !input_released(input, key_mouse_left)) {
+        if (ui->active_kind == ui_kind_scroll_part) {
+            ui_active_to_parent(ui, pair_parent(ui->active));
+        } else {
+            ui_active_clear(ui);
+        }
     }
     ui->previous_active = ui->active;
     ui->previous_active_kind = ui->active_kind;
