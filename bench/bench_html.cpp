@@ -16,6 +16,7 @@
 #include "bench/median_reporter.h"
 #include "html/tokenizer.h"
 #include "html/tree.h"
+#include "tests/html/html_corpus_entries.h"
 
 struct html_sample_t {
     const char* name;
@@ -92,15 +93,7 @@ static void bench_gumbo(benchmark::State& state, const html_sample_t* sample) {
 int main(int argc, char** argv) {
     static html_sample_t corpus = {"corpus_entries", {}};
     static html_sample_t generated = {"generated_1mb", {}};
-    const char* entries[] = {
-        "russcox_content_15.html",        "cloudblog_description_2.html",    "cloudblog_description_6.html",
-        "DaringFireball_content_43.html", "DaringFireball_content_45.html",  "monkeydom_description_7.html",
-        "atp_description_62.html",        "qemu_content_0.html",             "neverworkintheory_content_0.html",
-        "aktuality_description_0.html",   "489_encoded_0.html",              "EMarley_description_0.html",
-        "manton_encoded_0.html",          "scriptingNews_description_0.html", "theomnishow_description_0.html",
-        "medscape_description_0.html",
-    };
-    for (const char* entry : entries) {
+    for (const char* entry : html_corpus_entries) {
         if (!sample_add(&corpus, read_entry(entry))) fprintf(stderr, "bench_html: %s isn't accepted whole\n", entry);
     }
     if (!sample_add(&generated, generated_document())) {

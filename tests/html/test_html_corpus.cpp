@@ -6,21 +6,13 @@
 #include <string>
 
 #include "file_support.h"
+#include "html_corpus_entries.h"
 #include "html_parse_support.h"
 
 static std::string read_entry(const std::string& name) { return read_test_file(("html/" + name).c_str()); }
 
-static const char* const accepted_whole[] = {
-    "russcox_content_15.html",        "cloudblog_description_2.html",    "cloudblog_description_6.html",
-    "DaringFireball_content_43.html", "DaringFireball_content_45.html",  "monkeydom_description_7.html",
-    "atp_description_62.html",        "qemu_content_0.html",             "neverworkintheory_content_0.html",
-    "aktuality_description_0.html",   "489_encoded_0.html",              "EMarley_description_0.html",
-    "manton_encoded_0.html",          "scriptingNews_description_0.html", "theomnishow_description_0.html",
-    "medscape_description_0.html",
-};
-
 TEST(HtmlCorpus, EntriesParseWhole) {
-    for (const char* name : accepted_whole) {
+    for (const char* name : html_corpus_entries) {
         std::string html = read_entry(name);
         ASSERT_GT(html.size(), 100u) << name;
         tree_run_t run(html, false);
