@@ -134,13 +134,6 @@ u64 data_shrink_to_used(data_t* block) {
     return given_up;
 }
 
-void data_skip(data_t* block, u64 size) {
-    if (block->reserved < size) return;
-    block->bytes += size;
-    block->used -= size;
-    block->reserved -= size;
-}
-
 void* data_push(data_t* block, u64 size, u64 alignment) {
     ASSERT(alignment == 0 || alignment == 1 || alignment == 2 || alignment == 4 || alignment == 8);
     if (alignment == 0) alignment = memory_default_alignment;
@@ -160,26 +153,10 @@ u8* data_push_u8(data_t* block, u8 value) {
     return slot;
 }
 
-u16* data_push_u16(data_t* block, u16 value) {
-    u16* slot = (u16*)data_push(block, 2, 2);
-    if (slot) *slot = value;
-    return slot;
-}
-
-u32* data_push_u32(data_t* block, u32 value) {
-    u32* slot = (u32*)data_push(block, 4, 4);
-    if (slot) *slot = value;
-    return slot;
-}
-
 void* data_push_bytes(data_t* block, const void* bytes, u64 size, u64 alignment) {
     void* copy = data_push(block, size, alignment);
     if (copy) bytes_copy(copy, bytes, size);
     return copy;
-}
-
-void* data_push_data(data_t* block, data_t source, u64 alignment) {
-    return data_push_bytes(block, source.bytes, source.used, alignment);
 }
 
 u8* data_push_string(data_t* block, const void* bytes, u64 size) {
@@ -189,17 +166,3 @@ u8* data_push_string(data_t* block, const void* bytes, u64 size) {
 }
 
 u8* data_push_c_string(data_t* block, const char* text) { return data_push_string(block, text, text_length(text)); }
-
-void string_append(data_t* block, data_t* string, data_t addition) {
-    u8* copy = data_push_string(block, addition.bytes, addition.used);
-    // A full block has already logged; the string keeps what it had rather than
-    // growing over bytes that were never written.
-    if (!copy) return;
-    if (string->used == 0) {
-        string->bytes = copy;
-        string->used = 0;
-        string->reserved = 0;
-    }
-    string->used += addition.used;
-    string->reserved += addition.used;
-}

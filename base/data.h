@@ -57,17 +57,11 @@ inline void data_clear(data_t* block) { block->used = 0; }
 inline u8* data_end(data_t block) { return block.bytes + block.used; }
 u64 data_shrink_to_used(data_t* block);
 inline void data_pop(data_t* block, u64 size) { block->used -= size; }
-void data_skip(data_t* block, u64 size);
 
 // The allocator of the whole program. alignment is 0 (meaning 8), 1, 2, 4 or 8.
 // A full block logs one line on channel 0 and gives null, the block unchanged.
 void* data_push(data_t* block, u64 size, u64 alignment);
 u8* data_push_u8(data_t* block, u8 value);
-u16* data_push_u16(data_t* block, u16 value);
-u32* data_push_u32(data_t* block, u32 value);
 void* data_push_bytes(data_t* block, const void* bytes, u64 size, u64 alignment);
-void* data_push_data(data_t* block, data_t source, u64 alignment);
 u8* data_push_string(data_t* block, const void* bytes, u64 size);
 u8* data_push_c_string(data_t* block, const char* text);
-// Appends to `string`, which must be the last thing pushed into `block`.
-void string_append(data_t* block, data_t* string, data_t addition);

@@ -459,5 +459,3 @@ date_t date_parse_rfc3339(data_t string) {
     if (p != end) return date_t{};
     return date_from_parts(parts);
 }
-
-f64 seconds_between(u64 start, u64 end, u64 frequency) { return (f64)(i64)(end - start) / (f64)frequency; }

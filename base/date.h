@@ -34,4 +34,3 @@ data_t date_to_string(date_t date, data_t* block, u32 flags, data_t separator);
 // RFC 3339 with the shorter forms of ISO 8601 that dc:date uses.
 date_t date_parse_rfc822(data_t string);
 date_t date_parse_rfc3339(data_t string);
-f64 seconds_between(u64 start, u64 end, u64 frequency);

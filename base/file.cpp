@@ -73,13 +73,6 @@ u64 file_size(file_handle_t handle, file_error_t* error) {
     return size;
 }
 
-u64 file_size_by_path(data_t path, file_error_t* error) {
-    file_handle_t handle = file_open(path, false, false, error);
-    u64 size = file_size(handle, error);
-    file_close(handle, error);
-    return size;
-}
-
 static constexpr u64 file_chunk_size = 0xFFFFFFFFull;
 
 // No earlier error, an open handle and an offset that a file can hold.
@@ -183,16 +176,6 @@ void file_rename(data_t from, data_t to, file_error_t* error) {
     if (!os_file_rename(from_terminated, to_terminated)) file_fail(error, file_error_rename);
 }
 
-bool directory_create(data_t path, file_error_t* error) {
-    char terminated[file_path_capacity];
-    if (!file_path_terminate(path.bytes, path.used, terminated, error)) return false;
-    if (os_directory_create(terminated) < 0) {
-        file_fail(error, file_error_create_directory);
-        return false;
-    }
-    return true;
-}
-
 bool directory_create_with_parents(data_t path, file_error_t* error) {
     char terminated[file_path_capacity];
     if (!file_path_terminate(path.bytes, path.used, terminated, error)) return false;
@@ -222,12 +205,6 @@ void directory_sync(data_t path, file_error_t* error) {
     char terminated[file_path_capacity];
     if (!file_path_terminate(path.bytes, path.used, terminated, error)) return;
     if (!os_directory_sync(terminated)) file_fail(error, file_error_write);
-}
-
-bool file_exists(data_t path, file_error_t* error) {
-    char terminated[file_path_capacity];
-    if (!file_path_terminate(path.bytes, path.used, terminated, error)) return false;
-    return os_path_kind(terminated) == 0;
 }
 
 bool directory_exists(data_t path, file_error_t* error) {
@@ -454,64 +431,4 @@ void log_file_failure(const char* doing, data_t path, file_error_t error) {
     log_write_c_string(log_user, ": ");
     log_file_error(log_user, error);
     log_write_c_string(log_user, "\n");
-}
-
-static constexpr u64 process_buffer_size = 16384;
-static constexpr u64 process_max_arguments = 256;
-
-bool process_start(data_t command_line, data_t working_directory, bool wait, u32* exit_code) {
-    // Split at blanks outside double quotes; \" is a literal quote. Each argument
-    // is terminated in place in the buffer behind the previous one.
-    char buffer[process_buffer_size];
-    char* argv[process_max_arguments + 1];
-    u64 argc = 0;
-    u64 at = 0;
-    bool fits = command_line.used + working_directory.used + 2 <= process_buffer_size;
-    if (fits) {
-        u64 i = 0;
-        while (i < command_line.used && argc < process_max_arguments) {
-            while (i < command_line.used && (command_line.bytes[i] == ' ' || command_line.bytes[i] == '\t')) i++;
-            if (i == command_line.used) break;
-            argv[argc++] = buffer + at;
-            bool quoted = false;
-            for (; i < command_line.used; i++) {
-                u8 c = command_line.bytes[i];
-                if (c == '\\' && i + 1 < command_line.used && command_line.bytes[i + 1] == '"') {
-                    buffer[at++] = '"';
-                    i++;
-                } else if (c == '"') {
-                    quoted = !quoted;
-                } else if ((c == ' ' || c == '\t') && !quoted) {
-                    break;
-                } else {
-                    buffer[at++] = (char)c;
-                }
-            }
-            buffer[at++] = 0;
-        }
-    }
-    if (!fits || argc == 0) {
-        // Long link queues are the user's doing; say so instead of stopping.
-        log_write_c_string(log_user, fits ? "Nothing to start: the command line is empty.\n"
-                                          : "The command line is too long to start.\n");
-        return false;
-    }
-    argv[argc] = nullptr;
-    char* directory = nullptr;
-    if (working_directory.used) {
-        directory = buffer + at;
-        bytes_copy(directory, working_directory.bytes, working_directory.used);
-        directory[working_directory.used] = 0;
-    }
-    i32 status = 0;
-    if (!os_process_start(argv, directory, wait, &status)) {
-        log_system_error(log_main, (u64)os_last_error());
-        return false;
-    }
-    if (exit_code) {
-        // Without waiting the program is still running: there is no code to give.
-        if (!wait) return false;
-        *exit_code = (u32)status;
-    }
-    return true;
 }

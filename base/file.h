@@ -37,7 +37,6 @@ file_handle_t file_open(const u8* path, u64 path_size, bool write, bool overwrit
 file_handle_t file_open(data_t path, bool write, bool overwrite, file_error_t* error);
 void file_close(file_handle_t handle, file_error_t* error);
 u64 file_size(file_handle_t handle, file_error_t* error);
-u64 file_size_by_path(data_t path, file_error_t* error);
 u64 file_read(file_handle_t handle, u64 offset, u64 size, void* buffer, file_error_t* error);
 u64 file_write(file_handle_t handle, u64 offset, u64 size, const void* buffer, file_error_t* error);
 // Waits until the written bytes are on the disk; a failure is a write error.
@@ -48,13 +47,11 @@ void file_write_all(data_t path, const void* bytes, u64 size, bool overwrite, fi
 void file_delete(data_t path, file_error_t* error);
 // Renames over an existing target; the save of the store relies on it being atomic.
 void file_rename(data_t from, data_t to, file_error_t* error);
-bool directory_create(data_t path, file_error_t* error);
 // Creates the folder and every missing folder above it, as `mkdir -p` does.
 bool directory_create_with_parents(data_t path, file_error_t* error);
 // Waits until the folder's names are on the disk: after a rename, so that a power
 // cut can't leave the new name pointing at nothing. A failure is a write error.
 void directory_sync(data_t path, file_error_t* error);
-bool file_exists(data_t path, file_error_t* error);
 bool directory_exists(data_t path, file_error_t* error);
 
 data_t file_extension(data_t name);
@@ -93,7 +90,3 @@ u64 file_error_text(file_error_t error, char* buffer, u64 size);
 void log_file_error(u64 channel, file_error_t error);
 // A paragraph of its own on the log panel: `doing`, the path, then why.
 void log_file_failure(const char* doing, data_t path, file_error_t error);
-// Runs a command line (split at blanks, double quotes group) without a shell.
-// Returns false when the program couldn't be started, or with `wait` when it
-// couldn't be waited for; `exit_code`, when given, receives its exit status.
-bool process_start(data_t command_line, data_t working_directory, bool wait, u32* exit_code);

@@ -178,13 +178,6 @@ u64 format_f64(u8* buffer, u64 size, f64 value, u64 width, u8 pad, u32 decimals,
     return at;
 }
 
-u64 data_push_u64_text(data_t* block, u64 value, u64 width, u8 pad, format_flags_t flags) {
-    if (block->used > block->reserved) return 0;
-    u64 length = format_u64(block->bytes + block->used, block->reserved - block->used, value, width, pad, flags);
-    block->used += length;
-    return length;
-}
-
 u64 format_size(u64 size_in_bytes, u8* buffer, u64 buffer_size) {
     static const struct {
         u64 limit;

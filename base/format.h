@@ -26,6 +26,5 @@ u64 parse_u64(const u8* bytes, u64 size);
 u64 format_i64(u8* buffer, u64 size, i64 value, u64 width, u8 pad, format_flags_t flags);
 u64 format_u64(u8* buffer, u64 size, u64 value, u64 width, u8 pad, format_flags_t flags);
 u64 format_f64(u8* buffer, u64 size, f64 value, u64 width, u8 pad, u32 decimals, format_flags_t flags);
-u64 data_push_u64_text(data_t* block, u64 value, u64 width, u8 pad, format_flags_t flags);
 u64 format_size(u64 size_in_bytes, u8* buffer, u64 buffer_size);
 data_t format_size_in_block(u64 size_in_bytes, data_t* block);

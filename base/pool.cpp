@@ -30,21 +30,6 @@ void pool_create(data_t* parent, pool_t* pool, u64 entry_size, u64 alignment, u3
     pool_lay_out(pool, entry_size, alignment, max_entry_count);
 }
 
-void pool_create_alone(pool_t* pool, u64 entry_size, u64 alignment, u32 max_entry_count) {
-    pool->block = data_allocate(pool_size(entry_size, alignment, max_entry_count), nullptr);
-    ASSERT(pool->block.bytes || pool->block.reserved == 0);
-    pool_lay_out(pool, entry_size, alignment, max_entry_count);
-}
-
-void pool_destroy(pool_t* pool) {
-    data_free(&pool->block);
-    data_zero(&pool->block);
-    pool->free_slots = nullptr;
-    pool->entries = nullptr;
-    pool->entry_count = 0;
-    pool->max_entry_count = 0;
-}
-
 void* pool_alloc(pool_t* pool, u64 entry_size) {
     ASSERT(pool);
     if (pool->entry_count >= pool->max_entry_count) return nullptr;
@@ -114,46 +99,4 @@ void pool_compact(pool_t* pool, u64 entry_size, pool_filter_t is_alive, pool_mar
         if (slot >= pool->max_entry_count) break;
     }
     pool_reset_free_stack(pool);
-}
-
-void pool_sort(pool_t* pool, u64 entry_size, bool descending, u64 filter_value, pool_filter_t is_alive,
-               pool_sort_filter_t filter, pool_compare_t compare, pool_swap_t swap) {
-    if (pool->entry_count == 0) return;
-    u64 outer_alive = 0;
-    for (u64 i = 0; i < pool->max_entry_count && outer_alive < (u64)pool->entry_count - 1; i++) {
-        u8* first = pool->entries + i * entry_size;
-        if (!is_alive(first)) continue;
-        outer_alive++;
-        if (!filter(first, filter_value)) continue;
-        u64 inner_alive = outer_alive;
-        for (u64 j = i + 1; j < pool->max_entry_count && inner_alive < pool->entry_count; j++) {
-            u8* later = pool->entries + j * entry_size;
-            if (!is_alive(later)) continue;
-            inner_alive++;
-            if (!filter(later, filter_value)) continue;
-            i32 order = descending ? compare(later, first) : compare(first, later);
-            if (order != 0) swap(first, later);
-        }
-    }
-}
-
-void pool_print(pool_t* pool, u64 entry_size) {
-    log_write_c_string(log_main, "{\n");
-    log_indent_more(log_main);
-    log_write_value(log_main, pool->max_entry_count, true, "max_entry_count: ", true);
-    log_write_value(log_main, pool->entry_count, true, "entry_count: ", true);
-    u64 position = (u64)pool->max_entry_count - ((u64)pool->entry_count + 1);
-    log_write_indentation(log_main);
-    log_write_c_string(log_main, "first free: [ ");
-    log_write_u64(log_main, position);
-    log_write_c_string(log_main, " ] ");
-    // A full pool has no first free slot; its position wraps and isn't read.
-    bool has_free = pool->entry_count < pool->max_entry_count;
-    u32 index = has_free ? pool->free_slots[position] : 0;
-    log_write_u64(log_main, index);
-    log_write_c_string(log_main, " first byte: ");
-    log_write_u64(log_main, has_free ? pool->entries[(u64)index * entry_size] : 0);
-    log_write_c_string(log_main, "\n");
-    log_indent_less(log_main);
-    log_write_c_string(log_main, "}\n");
 }

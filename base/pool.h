@@ -14,9 +14,6 @@ struct pool_t {
 
 typedef bool (*pool_filter_t)(void* entry);
 typedef void (*pool_mark_dead_t)(void* entry);
-typedef bool (*pool_sort_filter_t)(void* entry, u64 filter_value);
-typedef i32 (*pool_compare_t)(void* a, void* b);
-typedef void (*pool_swap_t)(void* a, void* b);
 
 struct pool_iterator_t {
     pool_t* pool;
@@ -30,8 +27,6 @@ struct pool_iterator_t {
 
 u64 pool_size(u64 entry_size, u64 alignment, u64 max_entry_count);
 void pool_create(data_t* parent, pool_t* pool, u64 entry_size, u64 alignment, u32 max_entry_count);
-void pool_create_alone(pool_t* pool, u64 entry_size, u64 alignment, u32 max_entry_count);
-void pool_destroy(pool_t* pool);
 // Fills the free stack in its fresh order: slots come out 0, 1, 2, ...
 void pool_reset_free_stack(pool_t* pool);
 void* pool_alloc(pool_t* pool, u64 entry_size);
@@ -46,6 +41,3 @@ void pool_release_index(pool_t* pool, u32 index);
 pool_iterator_t pool_iterator_start(pool_t* pool, u64 entry_size, pool_filter_t filter);
 void* pool_iterator_next(pool_iterator_t* iterator);
 void pool_compact(pool_t* pool, u64 entry_size, pool_filter_t is_alive, pool_mark_dead_t mark_dead);
-void pool_sort(pool_t* pool, u64 entry_size, bool descending, u64 filter_value, pool_filter_t is_alive,
-               pool_sort_filter_t filter, pool_compare_t compare, pool_swap_t swap);
-void pool_print(pool_t* pool, u64 entry_size);

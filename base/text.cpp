@@ -56,20 +56,10 @@ static bool bytes_equal_folded(const u8* a, const u8* b, u64 size) {
     return true;
 }
 
-bool data_equal_no_case(data_t a, data_t b) {
-    if (a.used != b.used) return false;
-    ASSERT(a.bytes && b.bytes);
-    return bytes_equal_folded(a.bytes, b.bytes, a.used);
-}
-
 bool bytes_starts_with_no_case(const u8* first, const u8* end, const void* prefix, u64 prefix_size) {
     ASSERT(first && prefix);
     if (end < first || (u64)(end - first) < prefix_size) return false;
     return bytes_equal_folded(first, (const u8*)prefix, prefix_size);
-}
-
-bool data_starts_with_no_case(data_t text, data_t prefix) {
-    return bytes_starts_with_no_case(text.bytes, text.bytes + text.used, prefix.bytes, prefix.used);
 }
 
 void data_to_lower(data_t text) {
@@ -87,69 +77,11 @@ u8* bytes_find(u8* first, u8* end, const void* needle, u64 needle_size) {
     return end;
 }
 
-u8* bytes_find_last(u8* first, u8* end, const void* needle, u64 needle_size) {
-    if (!first || !end || first >= end || needle_size == 0 || needle_size > (u64)(end - first)) return end;
-    for (u64 offset = (u64)(end - first) - needle_size + 1; offset > 0; offset--) {
-        if (memcmp(first + offset - 1, needle, needle_size) == 0) return first + offset - 1;
-    }
-    return end;
-}
-
-u8* bytes_find_space(u8* first, u8* end) {
-    for (u8* at = first; at < end; at++) {
-        if (char_is_space(*at)) return at;
-    }
-    return nullptr;
-}
-
-u8* bytes_find_last_space(u8* first, u8* end) {
-    for (u8* at = end; at > first; at--) {
-        if (char_is_space(at[-1])) return at - 1;
-    }
-    return nullptr;
-}
-
 u8* bytes_find_not_space(u8* first, u8* end) {
     for (u8* at = first; at < end; at++) {
         if (!char_is_space(*at)) return at;
     }
     return nullptr;
-}
-
-u8* bytes_find_last_not_space(u8* first, u8* end) {
-    for (u8* at = end; at > first; at--) {
-        if (!char_is_space(at[-1])) return at - 1;
-    }
-    return nullptr;
-}
-
-bool char_is_any_u32(u32 c, const u32* set, u64 set_size) {
-    PROFILE_ZONE(char_is_any_u32);
-    for (u64 i = 0; i < set_size; i++) {
-        if (set[i] == c) return true;
-    }
-    return false;
-}
-
-void string_replace_chars(data_t text, const char* from, const char* to) {
-    u32 count = text_length(from);
-    ASSERT(count == text_length(to));
-    for (u64 i = 0; i < text.used; i++) {
-        // Later pairs see what earlier pairs made of the byte, so "ab" -> "bc"
-        // turns an 'a' into a 'c'.
-        u8 c = text.bytes[i];
-        for (u32 j = 0; j < count; j++) {
-            if (c == (u8)from[j]) c = (u8)to[j];
-        }
-        text.bytes[i] = c;
-    }
-}
-
-data_t string_trim_end(data_t text, const char* set) {
-    ASSERT(text.bytes);
-    u32 set_size = text_length(set);
-    while (text.used > 0 && char_is_any(text.bytes[text.used - 1], set, set_size)) text.used--;
-    return text;
 }
 
 // FNV-1a at either width: only the offset basis and the prime differ.
@@ -164,10 +96,6 @@ template <typename hash_t> static hash_t hash_fnv1a(const void* bytes, u64 size,
 }
 
 u32 hash_fnv1a_32(const void* bytes, u64 size) { return hash_fnv1a<u32>(bytes, size, 0x811C9DC5u, 16777619u); }
-
-u64 hash_fnv1a_64(const void* bytes, u64 size) {
-    return hash_fnv1a<u64>(bytes, size, 0xCBF29CE484222325ull, 0x100000001B3ull);
-}
 
 void utf8_decode(const u8* first, const u8* end, u32* codepoint, u32* length, utf_error_t* error) {
     if (*error) return;
@@ -372,12 +300,6 @@ u64 utf16_count(const u8* first, const u8* end) {
     return count;
 }
 
-u64 utf16_length(const u16* text) {
-    u64 length = 0;
-    while (text[length]) length++;
-    return length;
-}
-
 u64 utf16_to_utf8(const u16* source, u64 unit_count, u8* target, u64 target_size, utf_error_t* error) {
     if (*error) return 0;
     const u8* at = (const u8*)source;
@@ -447,21 +369,4 @@ u64 utf8_to_utf16(const u8* source, u64 size, u16* target, u64 target_size, utf_
         source += length;
     }
     return written;
-}
-
-u64 data_utf16_to_utf8(data_t source, data_t* target, utf_error_t* error) {
-    ASSERT((source.used & 1) == 0);
-    if (*error || target->used > target->reserved) return 0;
-    u64 written = utf16_to_utf8((const u16*)source.bytes, source.used / 2, target->bytes + target->used,
-                                target->reserved - target->used, error);
-    target->used += written;
-    return written;
-}
-
-u64 data_utf8_to_utf16(data_t source, data_t* target, utf_error_t* error) {
-    if (*error || target->used > target->reserved) return 0;
-    u64 units = utf8_to_utf16(source.bytes, source.used, (u16*)(target->bytes + target->used),
-                              (target->reserved - target->used) / 2, error);
-    target->used += units * 2;
-    return units;
 }

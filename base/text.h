@@ -48,19 +48,13 @@ bool bytes_equal(const void* a, u64 a_size, const void* b, u64 b_size);
 bool data_equal(data_t a, data_t b);
 bool bytes_starts_with(const u8* first, const u8* end, const void* prefix, u64 prefix_size);
 bool data_starts_with(data_t text, data_t prefix);
-bool data_equal_no_case(data_t a, data_t b);
 bool bytes_starts_with_no_case(const u8* first, const u8* end, const void* prefix, u64 prefix_size);
-bool data_starts_with_no_case(data_t text, data_t prefix);
 void data_to_lower(data_t text);
 
-// Both give `end` when nothing is found.
+// Gives `end` when nothing is found.
 u8* bytes_find(u8* first, u8* end, const void* needle, u64 needle_size);
-u8* bytes_find_last(u8* first, u8* end, const void* needle, u64 needle_size);
-// These four give null when nothing is found.
-u8* bytes_find_space(u8* first, u8* end);
-u8* bytes_find_last_space(u8* first, u8* end);
+// Gives null when nothing is found.
 u8* bytes_find_not_space(u8* first, u8* end);
-u8* bytes_find_last_not_space(u8* first, u8* end);
 
 inline bool char_is_any(u32 c, const void* set, u64 set_size) {
     const u8* s = (const u8*)set;
@@ -69,13 +63,8 @@ inline bool char_is_any(u32 c, const void* set, u64 set_size) {
     }
     return false;
 }
-bool char_is_any_u32(u32 c, const u32* set, u64 set_size);
-
-void string_replace_chars(data_t text, const char* from, const char* to);
-data_t string_trim_end(data_t text, const char* set);
 
 u32 hash_fnv1a_32(const void* bytes, u64 size);
-u64 hash_fnv1a_64(const void* bytes, u64 size);
 
 void utf8_decode(const u8* first, const u8* end, u32* codepoint, u32* length, utf_error_t* error);
 // A null `first` asks for the length alone.
@@ -87,11 +76,8 @@ u32 utf8_last_char_length(const u8* first, const u8* end);
 void utf16_decode(const u8* first, const u8* end, u32* codepoint, u32* units, u32 big_endian, utf_error_t* error);
 void utf16_encode(u8* first, u8* end, u32 codepoint, u32* units, u32 big_endian, utf_error_t* error);
 u64 utf16_count(const u8* first, const u8* end);
-u64 utf16_length(const u16* text);
 
 // Bad input is replaced by U+FFFD, never fatal; the error is then cleared.
 u64 utf16_to_utf8(const u16* source, u64 unit_count, u8* target, u64 target_size, utf_error_t* error);
 // target_size counts 16-bit units.
 u64 utf8_to_utf16(const u8* source, u64 size, u16* target, u64 target_size, utf_error_t* error);
-u64 data_utf16_to_utf8(data_t source, data_t* target, utf_error_t* error);
-u64 data_utf8_to_utf16(data_t source, data_t* target, utf_error_t* error);

@@ -14,11 +14,22 @@ struct record_t {
 static bool record_is_alive(void* entry) { return ((record_t*)entry)->alive != 0; }
 static void record_mark_dead(void* entry) { ((record_t*)entry)->alive = 0; }
 
+// A pool in a block of its own, freed with the test.
+struct owned_pool_t {
+    data_t block;
+    pool_t pool;
+    explicit owned_pool_t(u32 count) {
+        block = data_allocate(pool_size(sizeof(record_t), 4, count));
+        pool_create(&block, &pool, sizeof(record_t), 4, count);
+    }
+    ~owned_pool_t() { data_free(&block); }
+};
+
 static u64 index_of(pool_t* pool, void* entry) { return pool_index_of(pool, sizeof(record_t), entry); }
 
 TEST(Pool, FreeStackHandsOutInOrderAndReusesTheLastReleased) {
-    pool_t pool;
-    pool_create_alone(&pool, sizeof(record_t), 4, 4);
+    owned_pool_t owned_pool(4);
+    pool_t& pool = owned_pool.pool;
     record_t* a = (record_t*)pool_alloc(&pool, sizeof(record_t));
     record_t* b = (record_t*)pool_alloc(&pool, sizeof(record_t));
     record_t* c = (record_t*)pool_alloc(&pool, sizeof(record_t));
@@ -34,17 +45,15 @@ TEST(Pool, FreeStackHandsOutInOrderAndReusesTheLastReleased) {
     EXPECT_EQ(pool_alloc(&pool, sizeof(record_t)), nullptr);  // full: null, nothing changes
     EXPECT_EQ(pool.entry_count, 4u);
     EXPECT_EQ(pool_at(&pool, sizeof(record_t), 2), (void*)c);
-    pool_destroy(&pool);
 
-    pool_t empty;
-    pool_create_alone(&empty, sizeof(record_t), 4, 2);
+    owned_pool_t owned_empty(2);
+    pool_t& empty = owned_empty.pool;
     EXPECT_DEATH(pool_release_index(&empty, 0), "");
-    pool_destroy(&empty);
 }
 
 TEST(Pool, IteratorStopsAfterCountFound) {
-    pool_t pool;
-    pool_create_alone(&pool, sizeof(record_t), 4, 10);
+    owned_pool_t owned_pool(10);
+    pool_t& pool = owned_pool.pool;
     for (u32 i = 0; i < 10; i++) *(record_t*)pool_at(&pool, sizeof(record_t), i) = record_t{0, i};
     pool_iterator_t walk = pool_iterator_start(&pool, sizeof(record_t), record_is_alive);
     EXPECT_EQ(pool_iterator_next(&walk), nullptr);  // empty pool
@@ -61,12 +70,11 @@ TEST(Pool, IteratorStopsAfterCountFound) {
     seen.clear();
     while (record_t* r = (record_t*)pool_iterator_next(&walk)) seen.push_back(r->value);
     EXPECT_EQ(seen, (std::vector<u32>{0, 1, 2}));  // three found: slot 7 is never reached
-    pool_destroy(&pool);
 }
 
 TEST(Pool, CompactionFillsHolesFromTheTop) {
-    pool_t pool;
-    pool_create_alone(&pool, sizeof(record_t), 4, 10);
+    owned_pool_t owned_pool(10);
+    pool_t& pool = owned_pool.pool;
     for (u32 i = 0; i < 10; i++) *(record_t*)pool_at(&pool, sizeof(record_t), i) = record_t{0, i};
     for (u32 i : {0u, 5u, 9u}) ((record_t*)pool_at(&pool, sizeof(record_t), i))->alive = 1;
     pool.entry_count = 3;
@@ -85,5 +93,4 @@ TEST(Pool, CompactionFillsHolesFromTheTop) {
     EXPECT_EQ(pool.free_slots[9], 0u);
     EXPECT_EQ(pool.free_slots[0], 9u);
     EXPECT_EQ(index_of(&pool, pool_alloc(&pool, sizeof(record_t))), 3u);
-    pool_destroy(&pool);
 }

@@ -169,10 +169,6 @@ TEST(Text, SearchTable) {
     u8* s_end = s + spaced.size();
     EXPECT_EQ(bytes_find_not_space(s, s_end), s + 1);
     EXPECT_EQ(bytes_find_not_space(s, s + 1), nullptr);
-
-    const u32 set[] = {0x20AC, 0x41};
-    EXPECT_TRUE(char_is_any_u32(0x41, set, 2));
-    EXPECT_FALSE(char_is_any_u32(0x42, set, 2));
 }
 
 TEST(Text, EditingAndHashes) {
