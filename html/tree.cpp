@@ -282,48 +282,12 @@ html_node_t* html_node_child(html_node_t* node, u64 index) {
     return node->children[index];
 }
 
-data_t* html_node_text(html_node_t* node) { return html_node_is_text(node) ? &node->text : nullptr; }
-
 html_attribute_t* html_node_attribute(html_node_t* node, html_attribute_name_t name) {
     if (!node || node->kind != html_node_kind_element) return nullptr;
     for (u32 i = 0; i < node->attribute_count; i++) {
         if (node->attributes[i].name == name) return node->attributes + i;
     }
     return nullptr;
-}
-
-html_node_t* html_tree_find_element(html_tree_t* tree, html_element_t element, u64* start) {
-    html_node_t* found = nullptr;
-    for (u64 i = start ? *start : 0; i < tree->node_count; i++) {
-        html_node_t* node = tree->nodes + i;
-        if (!html_node_is_element(node, element)) continue;
-        if (start) {
-            *start = i;
-            return node;
-        }
-        found = node;
-    }
-    return found;
-}
-
-html_node_t* html_tree_find_attribute(html_tree_t* tree, html_attribute_name_t name, data_t value, u64* start) {
-    for (u64 i = start ? *start : 0; i < tree->node_count; i++) {
-        html_attribute_t* attribute = html_node_attribute(tree->nodes + i, name);
-        if (attribute && data_equal(attribute->value, value)) {
-            if (start) *start = i;
-            return tree->nodes + i;
-        }
-    }
-    return nullptr;
-}
-
-html_node_t* html_tree_find_id(html_tree_t* tree, data_t value) {
-    html_node_t* found = nullptr;
-    for (u64 i = 0; i < tree->node_count; i++) {
-        html_attribute_t* attribute = html_node_attribute(tree->nodes + i, html_attribute_id);
-        if (attribute && data_equal(attribute->value, value)) found = tree->nodes + i;
-    }
-    return found;
 }
 
 // ---- walk ----

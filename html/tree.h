@@ -60,16 +60,7 @@ bool html_node_is_text(html_node_t* node);
 // element 0 matches any element.
 bool html_node_is_element(html_node_t* node, html_element_t element);
 html_node_t* html_node_child(html_node_t* node, u64 index);
-data_t* html_node_text(html_node_t* node);
 html_attribute_t* html_node_attribute(html_node_t* node, html_attribute_name_t name);
-
-// With `start`, from *start to the first match, whose index goes to *start; without
-// it, the last match of the whole tree.
-html_node_t* html_tree_find_element(html_tree_t* tree, html_element_t element, u64* start);
-// The first element from *start (or 0) with the attribute equal to `value`.
-html_node_t* html_tree_find_attribute(html_tree_t* tree, html_attribute_name_t name, data_t value, u64* start);
-// The last element whose id is `value`.
-html_node_t* html_tree_find_id(html_tree_t* tree, data_t value);
 
 // Depth first, no recursion and nothing written into the nodes, so several walks
 // can run on one tree. Text and void elements are visited once, as opening; other
