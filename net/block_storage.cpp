@@ -52,18 +52,6 @@ void block_storage_create(block_storage_t* storage, u64 region_size, u64 commit_
     storage->free_list = node;
 }
 
-void block_storage_destroy(block_storage_t* storage) {
-    storage->free_list = nullptr;
-    storage->spare_nodes = nullptr;
-    storage->block_size = 0;
-    storage->commit_size = 0;
-    data_free(&storage->memory);
-    data_free(&storage->node_memory);
-    data_zero(&storage->memory);
-    data_zero(&storage->node_memory);
-    data_zero(&storage->nodes);
-}
-
 void* block_storage_allocate(block_storage_t* storage, u64 size) {
     block_storage_node_t** link = &storage->free_list;
     // The requested size, not the rounded one, decides; ranges are whole blocks, so
@@ -144,28 +132,5 @@ void block_storage_free(block_storage_t* storage, void* address, u64 size) {
         merged->next = node->next;
         block_storage_release_node(storage, node);
         break;
-    }
-}
-
-void block_storage_defragment(block_storage_t* storage) {
-    for (block_storage_node_t* a = storage->free_list; a; a = a->next) {
-        block_storage_node_t* previous = a;
-        block_storage_node_t* b = a->next;
-        while (b) {
-            block_storage_node_t* following = b->next;
-            if (b->address == a->address + a->size) {
-                a->size += b->size;
-            } else if (a->address + b->size == a->address) {
-                // An empty range: only its node goes.
-                a->address = b->address;
-            } else {
-                previous = b;
-                b = following;
-                continue;
-            }
-            previous->next = following;
-            block_storage_release_node(storage, b);
-            b = following;
-        }
     }
 }

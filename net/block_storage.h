@@ -31,7 +31,6 @@ constexpr u64 block_storage_commit_size = 0x100000;
 constexpr u64 block_storage_block_size = 128;
 
 void block_storage_create(block_storage_t* storage, u64 region_size, u64 commit_size, u64 block_size);
-void block_storage_destroy(block_storage_t* storage);
 // Null when no free range is large enough.
 void* block_storage_allocate(block_storage_t* storage, u64 size);
 void block_storage_free(block_storage_t* storage, void* address, u64 size);
@@ -40,4 +39,3 @@ void block_storage_add_free(block_storage_t* storage, void* address, u64 size);
 // True for addresses in the committed part: tells memory owned here from literals
 // and from the reader's strings.
 bool block_storage_contains(block_storage_t* storage, const void* address);
-void block_storage_defragment(block_storage_t* storage);

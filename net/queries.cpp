@@ -45,13 +45,6 @@ void query_job_download(void* argument) {
     wake_post();
 }
 
-bool query_table_has_feed(query_t* table, u64 count, u32 feed_id) {
-    for (u64 i = 0; i < count; i++) {
-        if (atomic_load_acquire_u32(&table[i].state) == query_state_queued && table[i].feed_id == feed_id) return true;
-    }
-    return false;
-}
-
 data_t query_address_copy(data_t address) {
     u8* bytes = (u8*)block_storage_allocate(&block_storage, address.used + 1);
     if (!bytes) return data_t{};

@@ -36,8 +36,6 @@ query_t* query_find_free(query_t* table, u64 count);
 void query_fill(query_t* query, data_t address, u32 feed_id);
 // The worker's job; the argument is the slot.
 void query_job_download(void* query);
-// True while a slot of this feed is queued or running (the left panel marks it).
-bool query_table_has_feed(query_t* table, u64 count, u32 feed_id);
 
 // A copy of `address` in block_storage with a zero byte behind it (reserved is
 // length + 1), independent of the reader's strings, which move. Null bytes when

@@ -5,7 +5,6 @@
 
 thread_queue_t thread_queue;
 data_t temp_memory;
-u32 temp_memory_taken;
 
 static u32 thread_loop(void* context_pointer);
 
@@ -19,9 +18,8 @@ void thread_queue_create(thread_queue_t* queue, u32 thread_count) {
     queue->terminated_count = 0;
     queue->thread_count = thread_count;
     queue->semaphore = thread_semaphore_create(0, thread_count);
-    // The events outlive termination (the last worker may still be inside its
-    // set), so a queue record made again keeps the ones it has.
-    if (!queue->completed_event) queue->completed_event = thread_event_create();
+    // The event outlives termination (the last worker may still be inside its
+    // set), so a queue record made again keeps the one it has.
     if (!queue->terminated_event) queue->terminated_event = thread_event_create();
     for (u32 i = 0; i < thread_count; i++) {
         thread_context_t* context = &queue->contexts[i];
@@ -65,11 +63,7 @@ bool thread_do_work(thread_queue_t* queue) {
         PROFILE_ZONE(thread_user_function);
         job.function(job.argument);
     }
-    u32 completed = atomic_add_u32(&queue->completed_count, 1);
-    if (completed == atomic_load_acquire_u32(&queue->queued_count)) {
-        PROFILE_ZONE(thread_queue_completed_signal);
-        thread_event_set(queue->completed_event);
-    }
+    atomic_add_u32(&queue->completed_count, 1);
     return true;
 }
 
@@ -100,20 +94,6 @@ static u32 thread_loop(void* context_pointer) {
     return 0;
 }
 
-void thread_complete_queue(thread_queue_t* queue) {
-    PROFILE_ZONE(thread_complete_queue);
-    while (atomic_load_acquire_u32(&queue->completed_count) != queue->queued_count) {
-        if (!thread_do_work(queue)) {
-            PROFILE_ZONE(thread_wait_for_completion);
-            // The event may carry a signal of an earlier round; the counts are
-            // looked at again either way.
-            thread_event_wait(queue->completed_event);
-        }
-    }
-    queue->completed_count = 0;
-    queue->queued_count = 0;
-}
-
 void thread_terminate(thread_queue_t* queue) {
     PROFILE_ZONE(thread_terminate);
     queue->terminated_count = 0;
@@ -137,16 +117,4 @@ void thread_terminate(thread_queue_t* queue) {
 void temp_memory_create(u64 size) {
     ASSERT(temp_memory.bytes == nullptr);
     temp_memory = data_allocate(size);
-    temp_memory_taken = 0;
-}
-
-data_t temp_memory_acquire() {
-    ASSERT(temp_memory_taken == 0);
-    temp_memory_taken = 1;
-    return temp_memory;
-}
-
-void temp_memory_release() {
-    ASSERT(temp_memory_taken != 0);
-    temp_memory_taken = 0;
 }

@@ -1,6 +1,6 @@
 // The work queue: a lock-free ring of 1024 jobs with one producer (the main thread)
-// and up to seven worker threads, a semaphore for sleeping workers and two events
-// for completion and termination. Also the one global scratch block, temp_memory.
+// and up to seven worker threads, a semaphore for sleeping workers and an event
+// for termination. Also the one global scratch block, temp_memory.
 #pragma once
 
 #include "base/data.h"
@@ -27,7 +27,6 @@ struct thread_context_t {
 
 struct thread_queue_t {
     thread_semaphore_t semaphore;
-    thread_event_t completed_event;
     thread_event_t terminated_event;
     thread_job_t jobs[thread_queue_capacity];
     thread_context_t contexts[thread_max_count];
@@ -48,16 +47,11 @@ void thread_queue_create(thread_queue_t* queue, u32 thread_count);
 bool thread_queue_work(thread_queue_t* queue, thread_job_function_t function, void* argument);
 // True when there was a job in the ring when it looked (run here or taken by another).
 bool thread_do_work(thread_queue_t* queue);
-// The caller helps until every queued job is done; then both counts start again.
-void thread_complete_queue(thread_queue_t* queue);
 // Stops the workers and blocks until all have gone. Jobs still in the ring stay unrun.
 void thread_terminate(thread_queue_t* queue);
 
 constexpr u64 temp_memory_size = 0x500000;
 extern data_t temp_memory;
-extern u32 temp_memory_taken;
 
-// Only the main thread uses these.
+// Only the main thread uses temp_memory.
 void temp_memory_create(u64 size);
-data_t temp_memory_acquire();
-void temp_memory_release();

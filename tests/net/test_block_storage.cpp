@@ -12,7 +12,10 @@ protected:
         block_storage_create(&storage, block_storage_region_size, block_storage_commit_size, block_storage_block_size);
         start = storage.memory.bytes;
     }
-    void TearDown() override { block_storage_destroy(&storage); }
+    void TearDown() override {
+        data_free(&storage.memory);
+        data_free(&storage.node_memory);
+    }
     u32 node_count() {
         u32 count = 0;
         for (block_storage_node_t* node = storage.free_list; node; node = node->next) count++;
