@@ -259,19 +259,6 @@ feed_meta_t* reader_add_meta(reader_t* reader, u32 feed_id) {
     return meta;
 }
 
-reader_snapshot_t reader_snapshot(reader_t* reader) {
-    return reader_snapshot_t{reader->strings, reader->last_category_id, reader->last_person_id};
-}
-
-void reader_restore_snapshot(reader_t* reader, reader_snapshot_t snapshot) {
-    reader_remove_unused_categories(reader);
-    reader_remove_unused_persons(reader);
-    ASSERT(reader->strings.bytes == snapshot.strings.bytes);
-    reader->strings.used = snapshot.strings.used;
-    reader->last_category_id = snapshot.last_category_id;
-    reader->last_person_id = snapshot.last_person_id;
-}
-
 void reader_rebuild_entry_heads(reader_t* reader) {
     for (u32 i = 0; i < reader->entries.max_entry_count; i++) {
         reader_note_entry(reader, (const entry_t*)pool_at(&reader->entries, sizeof(entry_t), i));
@@ -676,10 +663,9 @@ void reader_sort_feed(reader_t* reader, feed_t* feed) {
     if (feed->entry_count < 2) return;
     feed_meta_t* meta = reader_find_meta(reader, feed->id);
     ASSERT(meta);
-    // The exchange sort of pool_sort, run over this feed's slots alone: pool_sort
-    // compares and swaps only slots that pass the filter, each with every later
-    // one, so the order comes out the same, without a walk of the whole pool for
-    // each of the feed's entries.
+    // An exchange sort over this feed's slots alone, each compared and swapped with
+    // every later one, gathered first so that the whole pool isn't walked for each
+    // of the feed's entries.
     bool descending = (meta->flags & feed_meta_oldest_first) != 0;
     u32 slots[reader_entry_capacity];
     u32 count = 0;
@@ -697,13 +683,6 @@ void reader_sort_feed(reader_t* reader, feed_t* feed) {
                 reader_note_entry(reader, later);
             }
         }
-    }
-}
-
-void reader_sort_all(reader_t* reader) {
-    for (u32 i = 0; i < reader->feeds.max_entry_count; i++) {
-        feed_t* feed = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i);
-        if (feed_is_alive(feed)) reader_sort_feed(reader, feed);
     }
 }
 

@@ -210,12 +210,6 @@ struct reader_t {
     entry_heads_t* entry_heads;
 };
 
-struct reader_snapshot_t {
-    data_t strings;
-    u32 last_category_id;
-    u32 last_person_id;
-};
-
 // The image slots of a removed entry belong to the image layer, which the store
 // doesn't reach: it sets this at start-up.
 extern void (*reader_entry_removed_hook)(u32 entry_id);
@@ -274,9 +268,6 @@ void reader_attach_entry(reader_t* reader, feed_t* feed, entry_t* entry);
 // merge; null when the metas pool is full.
 feed_meta_t* reader_add_meta(reader_t* reader, u32 feed_id);
 
-reader_snapshot_t reader_snapshot(reader_t* reader);
-void reader_restore_snapshot(reader_t* reader, reader_snapshot_t snapshot);
-
 // The entry heads: one slot's copy brought up to date, all of them rebuilt from the
 // pool (after a load or a compaction), and the comparison the checks use.
 inline void reader_note_entry(reader_t* reader, const entry_t* entry) {
@@ -333,7 +324,6 @@ feed_t* reader_next_feed(reader_t* reader, feed_t* feed, bool show_empty, u32 fi
 
 // Ordering.
 void reader_sort_feed(reader_t* reader, feed_t* feed);
-void reader_sort_all(reader_t* reader);
 
 // Strings.
 bool reader_reserve_strings(reader_t* reader, u64 size);
@@ -352,6 +342,5 @@ bool reader_is_consistent(reader_t* reader);
 // For a loaded file whose strings are still offsets: every slot below a pool's
 // count is a live record and every string lies inside the store.
 bool reader_slots_are_sound(reader_t* reader, u64 string_store_size);
-void reader_dump(reader_t* reader, data_t path);
-// The listing of reader_dump on log channel 5 without writing it anywhere.
+// A listing of the whole store on log channel 5, written nowhere.
 void reader_dump_to_log(reader_t* reader);

@@ -516,8 +516,3 @@ void reader_dump_to_log(reader_t* reader) {
         log_write_u64(c, relation->target_id);
     });
 }
-
-void reader_dump(reader_t* reader, data_t path) {
-    reader_dump_to_log(reader);
-    log_save(log_reader_dump, path);
-}
