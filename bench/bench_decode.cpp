@@ -105,7 +105,7 @@ static void bench_iconv(benchmark::State& state, const sample_t* sample) {
 }
 
 int main(int argc, char** argv) {
-    samples.push_back({"gbk_kc0011", encoding_gbk, "GBK", read_test_file("kc0011.rss")});
+    samples.push_back({"gbk_kc0011", encoding_gbk, "GBK", read_test_file("feeds/kc0011.rss")});
     samples.push_back({"big5", encoding_big5, "BIG5", generated_text(encoding_big5, "BIG5", 0xA4, 0xC6, 0x40, 0xFE)});
     samples.push_back(
         {"shift_jis", encoding_shift_jis, "SHIFT_JIS", generated_text(encoding_shift_jis, "SHIFT_JIS", 0x88, 0x9F, 0x40, 0xFC)});
