@@ -1,7 +1,7 @@
 // panel_t: the view state that lasts between frames, zeroed at start and never
-// saved. The views own it; of what lies below them, nothing reads it. Only the
-// fields that the drain of finished downloads and the start-up need are here so
-// far; each view adds its own fields below them, with a line on what they are for.
+// saved. The views own it; of what lies below them, nothing reads it. The fields
+// that the drain of finished downloads and the start-up read come first; each
+// view's own follow, with a line on what they are for.
 #pragma once
 
 #include "base/data.h"
