@@ -399,13 +399,6 @@ void directory_list_sort(directory_list_t* list, u64* keys) {
     if (list->count > 1) directory_list_sort_range(list, keys, 0, (i64)list->count - 1);
 }
 
-void log_system_error(u64 channel, u64 code) {
-    char text[1024];
-    u64 length = os_error_text((i32)code, text, sizeof(text));
-    log_write_bytes(channel, text, length);
-    log_write_bytes(channel, "\n", 1);
-}
-
 u64 file_error_text(file_error_t error, char* buffer, u64 size) {
     if (size == 0) return 0;
     if (error && !file_reason.text && file_reason.system_error) {

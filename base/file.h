@@ -81,7 +81,6 @@ directory_list_t directory_list_create(data_t* block, u32 capacity);
 void directory_walk(directory_list_t* list, data_t root, data_t extensions, data_t excluded, u32 flags);
 void directory_list_sort(directory_list_t* list, u64* keys);
 
-void log_system_error(u64 channel, u64 code);
 // Why `error` came about, in words: the system's own text for the failure that set
 // it on this thread, or what the value means when the system wasn't asked (a path
 // too long, a short read). Gives the bytes written, at most size - 1, terminated.
