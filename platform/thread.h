@@ -27,8 +27,6 @@ thread_event_t thread_event_create();
 void thread_event_close(thread_event_t event);
 void thread_event_set(thread_event_t event);
 void thread_event_wait(thread_event_t event);
-// Gives false when `milliseconds` passed without the event being set.
-bool thread_event_wait_timeout(thread_event_t event, u64 milliseconds);
 
 // Compiler intrinsics rather than system calls, so they live here inline. All are
 // sequentially consistent except where the name says otherwise.

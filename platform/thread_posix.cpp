@@ -119,16 +119,3 @@ void thread_event_wait(thread_event_t event) {
     event->set = false;
     pthread_mutex_unlock(&event->mutex);
 }
-
-bool thread_event_wait_timeout(thread_event_t event, u64 milliseconds) {
-    timespec deadline = condition_deadline(milliseconds);
-    pthread_mutex_lock(&event->mutex);
-    int result = 0;
-    while (!event->set && result == 0) {
-        result = pthread_cond_timedwait(&event->condition, &event->mutex, &deadline);
-    }
-    bool was_set = event->set;
-    event->set = false;
-    pthread_mutex_unlock(&event->mutex);
-    return was_set;
-}

@@ -138,7 +138,6 @@ void window_create(window_t* window, data_t title, i32 width, i32 height, i32 x,
 // comes only from the input_* functions below, which the test calls between
 // frames, starting with input_frame_begin.
 void window_create_stub(window_t* window, i32 width, i32 height);
-void window_destroy(window_t* window);
 void window_handle_messages(window_t* window, u32 flags);
 void window_swap_buffers(window_t* window);
 void window_set_cursor(window_t* window, void* cursor);

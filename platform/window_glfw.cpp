@@ -339,13 +339,6 @@ void window_create_stub(window_t* window, i32 width, i32 height) {
     window->cursor_current = window->cursors[window_cursor_arrow];
 }
 
-void window_destroy(window_t* window) {
-    wake_install(nullptr);
-    if (window->handle) glfw_teardown();
-    window->handle = nullptr;
-    window->running = 0;
-}
-
 void window_handle_messages(window_t* window, u32 flags) {
     PROFILE_ZONE(window_handle_messages);
     // A close asked for before the wait would have nothing left to end the wait.
