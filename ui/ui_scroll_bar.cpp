@@ -198,10 +198,6 @@ f64 ui_scroll_bar_vertical(ui_t* ui, pair_t id, rect_t rect, f64 view, f64 conte
     return scroll_bar(ui, id, rect, true, view, content, offset, step);
 }
 
-f64 ui_scroll_bar_horizontal(ui_t* ui, pair_t id, rect_t rect, f64 view, f64 content, f64* offset, f64 step) {
-    return scroll_bar(ui, id, rect, false, view, content, offset, step);
-}
-
 f32 ui_scroll_bar_vertical(ui_t* ui, pair_t id, rect_t rect, f32 view, f32 content, f32* offset, f32 step) {
     f64 value = *offset;
     f64 change = scroll_bar(ui, id, rect, true, view, content, &value, step);

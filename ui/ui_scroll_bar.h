@@ -19,7 +19,6 @@ enum : i64 {
 // `step` is the pixels of one arrow click. The vertical offset grows downward on
 // screen, the horizontal one rightward.
 f64 ui_scroll_bar_vertical(ui_t* ui, pair_t id, rect_t rect, f64 view, f64 content, f64* offset, f64 step);
-f64 ui_scroll_bar_horizontal(ui_t* ui, pair_t id, rect_t rect, f64 view, f64 content, f64* offset, f64 step);
 f32 ui_scroll_bar_vertical(ui_t* ui, pair_t id, rect_t rect, f32 view, f32 content, f32* offset, f32 step);
 f32 ui_scroll_bar_horizontal(ui_t* ui, pair_t id, rect_t rect, f32 view, f32 content, f32* offset, f32 step);
 
