@@ -9,6 +9,8 @@
 #include "platform/thread.h"
 #include "platform/wake.h"
 
+volatile u32 query_running_count = 0;
+
 query_t* query_find_free(query_t* table, u64 count) {
     for (u64 i = 0; i < count; i++) {
         if (atomic_load_acquire_u32(&table[i].state) == query_state_free) return &table[i];
@@ -22,6 +24,7 @@ void query_fill(query_t* query, data_t address, u32 feed_id) {
     query->error = 0;
     data_zero(&query->data);
     query->error_message[0] = 0;
+    atomic_add_u32(&query_running_count, 1);
     atomic_store_release_u32(&query->state, query_state_queued);
 }
 
@@ -42,6 +45,7 @@ void query_job_download(void* argument) {
     bytes_copy(query->error_message, message, length);
     query->error_message[length] = 0;
     atomic_store_release_u32(&query->state, query_state_finished);
+    atomic_add_u32(&query_running_count, ~0u);
     wake_post();
 }
 
@@ -77,6 +81,7 @@ bool query_submit(query_t* table, u64 count, data_t address_copy, u32 feed_id) {
     if (!thread_queue_work(&thread_queue, query_job_download, slot)) {
         query_not_queued(address_copy, "Not queued, too many downloads waiting: ");
         atomic_store_release_u32(&slot->state, query_state_free);
+        atomic_add_u32(&query_running_count, ~0u);
         block_storage_free(&block_storage, address_copy.bytes, address_copy.reserved);
         return false;
     }

@@ -30,6 +30,12 @@ struct query_t {
     char content_type[128];  // of the response, zero-terminated; for the merge
 };
 
+// How many slots of any table are queued or running: raised by query_fill before
+// the slot's state, lowered after the worker (or a refused submit) leaves that
+// state. Never below the true number, so a frame that reads 0 skips its look
+// through the table.
+extern volatile u32 query_running_count;
+
 query_t* query_find_free(query_t* table, u64 count);
 // Sets every field and the state last. The wake-up goes to whoever installed it
 // (platform/wake.h), so the slot needs no window.

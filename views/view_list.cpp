@@ -449,7 +449,8 @@ list_counts_t* list_count(app_t* app, reader_t* reader) {
             }
         }
     }
-    for (u64 q = 0; q < app->query_count; q++) {
+    u64 query_count = atomic_load_acquire_u32(&query_running_count) ? app->query_count : 0;
+    for (u64 q = 0; q < query_count; q++) {
         const query_t* query = &app->queries[q];
         if (atomic_load_acquire_u32(&query->state) != query_state_queued) continue;
         u32 slot = map.find(query->feed_id);

@@ -59,9 +59,12 @@ TEST_F(Queries, WorkersDownloadIntoTheirSlots) {
         "http://127.0.0.1:" + std::to_string(closed_port()) + "/feed",
         good,  // the same address twice: two slots, two downloads
     };
+    u32 running = query_running_count;
     for (const std::string& address : addresses) ASSERT_TRUE(submit(address));
     wait_until_finished(5);
     thread_terminate(&thread_queue);
+    // Every finished download lowered the count of running ones again.
+    EXPECT_EQ(query_running_count, running);
 
     struct expected_t {
         u32 error;
@@ -96,6 +99,7 @@ TEST_F(Queries, AFullTableOrRingRefusesInsteadOfStopping) {
     thread_queue_create(&thread_queue, 0);
     u8* log_start = log_test_mark(log_user);
     block_storage_node_t before = *block_storage.free_list;
+    u32 running = query_running_count;
 
     table_count = 2;
     EXPECT_TRUE(submit("http://127.0.0.1:1/a"));
@@ -109,6 +113,8 @@ TEST_F(Queries, AFullTableOrRingRefusesInsteadOfStopping) {
     for (u32 i = 2; i < 1023; i++) ASSERT_TRUE(submit("http://127.0.0.1:1/" + std::to_string(i))) << i;
     EXPECT_FALSE(submit("http://127.0.0.1:1/last"));
     EXPECT_EQ(query_table[1023].state, 0u);
+    // The slot given back no longer counts as running; the 1023 queued do.
+    EXPECT_EQ(query_running_count, running + 1023);
     EXPECT_NE(log_test_since(log_user, log_start).find("http://127.0.0.1:1/last"), std::string::npos);
 
     thread_terminate(&thread_queue);

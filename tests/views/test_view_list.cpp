@@ -179,8 +179,7 @@ TEST_F(list_test_t, arrows_ignore_show_empty_and_page_keys_respect_it) {
 TEST_F(list_test_t, each_filter_lists_updating_and_deleted_feeds) {
     build();
     // feeds[3] has no entry in range but a query runs for it; feeds[1] is deleted.
-    queries[5].state = query_state_queued;
-    queries[5].feed_id = feeds[3]->id;
+    query_fill(&queries[5], data_t{}, feeds[3]->id);
     feed_mark_deleted(reader, feeds[1]);
     const u32 listed[3] = {3, 1, 4};
     for (u32 filter = 0; filter < 3; filter++) {

@@ -98,8 +98,7 @@ TEST_F(ListFrames, FeedsAndEntriesAreDrawnAndAPressSelects) {
 }
 
 TEST_F(ListFrames, AnUpdatingFeedSaysSoAndTheBarKeysMoveTheRange) {
-    program.queries[3].state = query_state_queued;
-    program.queries[3].feed_id = feeds[1]->id;
+    query_fill(&program.queries[3], data_t{}, feeds[1]->id);
     frame();
     EXPECT_NE(drawn_starting("Updating\xE2\x80\xA6 " + title(feed_title(feeds[1]), 4)), nullptr);
     program.queries[3].state = query_state_free;
