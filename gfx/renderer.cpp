@@ -51,15 +51,19 @@ static quad_layout_t quad_layout(u8 format) {
     }
 }
 
-static f32 unit_clamp(f32 value) { return value < 0 ? 0 : (value > 1 ? 1 : value); }
+// Not a number counts as 0. The compiler makes both tests a min and a max.
+static inline f32 unit_clamp(f32 value) { return value > 0 ? (value < 1 ? value : 1) : 0; }
 
-u32 color_pack(colour_t colour) {
-    u32 r = (u32)(unit_clamp(colour.r) * 255.0f + 0.5f);
-    u32 g = (u32)(unit_clamp(colour.g) * 255.0f + 0.5f);
-    u32 b = (u32)(unit_clamp(colour.b) * 255.0f + 0.5f);
-    u32 a = (u32)(unit_clamp(colour.a) * 255.0f + 0.5f);
+// Inlined into the quad and text writers, which pack a colour per command.
+static inline u32 colour_pack_inline(colour_t colour) {
+    u32 r = (u32)(i32)(unit_clamp(colour.r) * 255.0f + 0.5f);
+    u32 g = (u32)(i32)(unit_clamp(colour.g) * 255.0f + 0.5f);
+    u32 b = (u32)(i32)(unit_clamp(colour.b) * 255.0f + 0.5f);
+    u32 a = (u32)(i32)(unit_clamp(colour.a) * 255.0f + 0.5f);
     return r | (g << 8) | (b << 16) | (a << 24);
 }
+
+u32 color_pack(colour_t colour) { return colour_pack_inline(colour); }
 
 static void projection_set(renderer_t* renderer, i32 width, i32 height) {
     for (u32 i = 0; i < 16; i++) renderer->projection[i] = 0;
@@ -310,12 +314,12 @@ static bool quad_write(batch_t* batch, rect_t r, rect_t uv, const u32* colours) 
 static void corner_colours_pack(const colour_t* corner_colours, colour_t colour, u32* out) {
     if (!corner_colours) {
         // White corners leave the colour as it is.
-        out[0] = out[1] = out[2] = out[3] = color_pack(colour);
+        out[0] = out[1] = out[2] = out[3] = colour_pack_inline(colour);
         return;
     }
     for (u32 i = 0; i < 4; i++) {
         colour_t corner = corner_colours[i];
-        out[i] = color_pack(colour_t{corner.r * colour.r, corner.g * colour.g, corner.b * colour.b, corner.a * colour.a});
+        out[i] = colour_pack_inline(colour_t{corner.r * colour.r, corner.g * colour.g, corner.b * colour.b, corner.a * colour.a});
     }
 }
 
@@ -366,7 +370,7 @@ void gl_batch_text(batch_t* batch, const u8* text, u64 length, f32 x, f32 y, u32
     command->y = y;
     command->trim_first = trim_first;
     command->font = font;
-    command->colour = color_pack(colour);
+    command->colour = colour_pack_inline(colour);
 }
 
 static u32 index_read(const batch_t* batch, u32 at) {
