@@ -373,13 +373,6 @@ void gl_batch_text(batch_t* batch, const u8* text, u64 length, f32 x, f32 y, u32
     command->colour = colour_pack_inline(colour);
 }
 
-static u32 index_read(const batch_t* batch, u32 at) {
-    const u8* source = batch->indices + (u64)at * batch->index_size;
-    if (batch->index_size == 2) return *(const u16*)source;
-    if (batch->index_size == 4) return *(const u32*)source;
-    return *source;
-}
-
 void gl_batch_command_colour(batch_t* batch, u32 command_index, colour_t colour) {
     ASSERT(command_index < batch->command_count);
     batch_command_t* command = &batch->commands[command_index];
@@ -389,7 +382,7 @@ void gl_batch_command_colour(batch_t* batch, u32 command_index, colour_t colour)
     // the batch had no room for them.
     if (command->kind == batch_type_text || command->index_count != 5 || !(batch->format & 4)) return;
     u32 colour_word = (batch->format & 3) + 2;
-    u32 first = index_read(batch, command->first_index);
+    u32 first = batch_index_read(batch, command->first_index);
     for (u32 i = 0; i < 4; i++) {
         u32* vertex = (u32*)(batch->vertices + (u64)(first + i) * batch->vertex_size);
         vertex[colour_word] = packed;

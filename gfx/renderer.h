@@ -194,6 +194,13 @@ inline const render_record_t* render_records(const renderer_t* renderer) {
 inline u32 batch_restart_value(const batch_t* batch) {
     return batch->index_size == 4 ? 0xFFFFFFFFu : (batch->index_size == 2 ? 0xFFFFu : 0xFFu);
 }
+// The batch's index at `at`, whatever its size.
+inline u32 batch_index_read(const batch_t* batch, u32 at) {
+    const u8* source = batch->indices + (u64)at * batch->index_size;
+    if (batch->index_size == 2) return *(const u16*)source;
+    if (batch->index_size == 4) return *(const u32*)source;
+    return *source;
+}
 void render_gl_create(renderer_t* renderer);
 void render_gl_execute(renderer_t* renderer);
 void render_stub_execute(renderer_t* renderer);

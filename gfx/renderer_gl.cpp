@@ -234,14 +234,9 @@ constexpr u32 cull_test_budget = 16384;
 // Rectangles smaller than this many pixels are cheaper to draw than to cut.
 constexpr f32 cull_area_least = 1024;
 
-static u32 index_read(const batch_t* batch, u32 at) {
-    const u8* p = batch->indices + (u64)at * batch->index_size;
-    return batch->index_size == 4 ? *(const u32*)p : (batch->index_size == 2 ? *(const u16*)p : *p);
-}
-
 // The quad's four vertices, in strip order x0y1, x0y0, x1y1, x1y0.
 static const cull_vertex_t* quad_vertices(const batch_t* batch, const batch_command_t* command) {
-    u32 first = index_read(batch, command->first_index);
+    u32 first = batch_index_read(batch, command->first_index);
     if (first + 4 > batch->vertex_count) return nullptr;
     return (const cull_vertex_t*)batch->vertices + first;
 }
