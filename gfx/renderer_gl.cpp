@@ -509,7 +509,7 @@ static void batch_draw(renderer_t* renderer, batch_t* batch, const batch_t* draw
         // A font whose atlas has no texture (the driver refused it) isn't drawn.
         u32 texture = text ? text_texture(batch, command) : bound;
         if (text && !texture) {
-            if (run_open) draw_range(batch, run_first, run_end);
+            if (run_open) draw_range(drawn, run_first, run_end);
             run_open = false;
             continue;
         }
