@@ -1,4 +1,4 @@
-// Packed UTC dates: arithmetic, the two feed date parsers, the file-name form and
+// Packed UTC dates: comparisons, the two feed date parsers, the file-name form and
 // local text. Parsers never fail: they give what they could read.
 #include "base/date.h"
 
@@ -29,90 +29,6 @@ bool date_is_before(date_t a, date_t b) { return date_to_number(a) < date_to_num
 bool date_is_zero(date_t date) {
     return date.year == 0 && date.month == 0 && date.day == 0 && date.hour == 0 && date.minute == 0 &&
            date.second == 0;
-}
-
-// Adds `amount` to `value` and carries whole `base`s, up or down, into `carry`.
-static i64 date_carry(i64 value, i64 amount, i64 base, i64* carry) {
-    i64 sum = value + amount;
-    i64 quotient = sum / base;
-    i64 rest = sum % base;
-    if (rest < 0) {
-        rest += base;
-        quotient--;
-    }
-    *carry += quotient;
-    return rest;
-}
-
-date_t date_add(date_t date, i64 years, i64 months, i64 days, i64 hours, i64 minutes, i64 seconds) {
-    i64 year = date.year;
-    i64 month = date.month;
-    i64 day = date.day;
-    date.second = (u8)date_carry(date.second, seconds, 60, &minutes);
-    date.minute = (u8)date_carry(date.minute, minutes, 60, &hours);
-    date.hour = (u8)date_carry(date.hour, hours, 24, &days);
-
-    // The test includes equality, so a carry that reaches a month's last day lands
-    // on the 1st of the next: January 31 plus one day is February 2. Stored dates
-    // were made this way, and comparisons between them depend on it.
-    while (days > 0) {
-        i64 length = date_month_length((u32)year, (u32)month);
-        if (day + days >= length) {
-            days = days + day - length;
-            day = 1;
-            if (++month > 12) {
-                month = 1;
-                year++;
-            }
-        } else {
-            day += days;
-            days = 0;
-        }
-    }
-    for (i64 back = -days; back > 0;) {
-        if (back >= day) {
-            back -= day;
-            if (--month < 1) {
-                month = 12;
-                year--;
-            }
-            day = date_month_length((u32)year, (u32)month);
-        } else {
-            day -= back;
-            back = 0;
-        }
-    }
-
-    while (months > 0) {
-        if (month + months > 12) {
-            months -= 13 - month;
-            month = 1;
-            year++;
-        } else {
-            month += months;
-            months = 0;
-            day = min_of<i64>(day, date_month_length((u32)year, (u32)month));
-        }
-    }
-    for (i64 back = -months; back > 0;) {
-        if (back >= month) {
-            back -= month;
-            month = 12;
-            year--;
-        } else {
-            month -= back;
-            back = 0;
-            day = min_of<i64>(day, date_month_length((u32)year, (u32)month));
-        }
-    }
-
-    year += years;
-    year = max_of<i64>(0, min_of<i64>(65535, year));
-    if (month == 2 && day == 29 && !date_is_leap_year((u32)year)) day = 28;
-    date.year = (u16)year;
-    date.month = (u8)month;
-    date.day = (u8)day;
-    return date;
 }
 
 date_t date_now() {

@@ -1,4 +1,4 @@
-// date_t, a packed UTC date, with the arithmetic, the feed date parsers, file-name
+// date_t, a packed UTC date, with its comparisons, the feed date parsers, file-name
 // form and local text.
 #pragma once
 
@@ -22,7 +22,6 @@ u64 date_to_number(date_t date);
 bool date_is_after(date_t a, date_t b);
 bool date_is_before(date_t a, date_t b);
 bool date_is_zero(date_t date);
-date_t date_add(date_t date, i64 years, i64 months, i64 days, i64 hours, i64 minutes, i64 seconds);
 date_t date_now();
 data_t date_to_file_name(date_t date, data_t* block);
 date_t date_from_file_name(data_t string);

@@ -1,4 +1,4 @@
-// Number text: the two parsers and the integer, float and size formatters. Text is
+// Number text: the parser and the integer, float and size formatters. Text is
 // written into the caller's buffer without a terminator.
 #include "base/format.h"
 
@@ -18,21 +18,6 @@ static u64 parse_digits(const u8* bytes, u64 size, u64 at) {
         value = value * base + (base == 16 ? char_hex_value(bytes[at]) : char_digit_value(bytes[at]));
     }
     return value;
-}
-
-i64 parse_i64(const u8* bytes, u64 size) {
-    u64 at = 0;
-    while (at < size && char_is_space(bytes[at])) at++;
-    if (at == size) return 0;
-    bool negative = false;
-    if (bytes[at] == '-') {
-        negative = true;
-        at++;
-    } else if (bytes[at] == '+') {
-        at++;
-    }
-    u64 value = parse_digits(bytes, size, at);
-    return (i64)(negative ? 0 - value : value);
 }
 
 u64 parse_u64(const u8* bytes, u64 size) {

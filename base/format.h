@@ -1,4 +1,4 @@
-// Number text: the two parsers and the formatters of integers, floats and byte
+// Number text: the parser and the formatters of integers, floats and byte
 // sizes. Nothing here is terminated; the caller gives a buffer with a byte to spare.
 #pragma once
 
@@ -21,7 +21,6 @@ enum : u32 {
     format_group_3 = 16384,
 };
 
-i64 parse_i64(const u8* bytes, u64 size);
 u64 parse_u64(const u8* bytes, u64 size);
 u64 format_i64(u8* buffer, u64 size, i64 value, u64 width, u8 pad, format_flags_t flags);
 u64 format_u64(u8* buffer, u64 size, u64 value, u64 width, u8 pad, format_flags_t flags);

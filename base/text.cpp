@@ -198,18 +198,6 @@ void utf8_encode(u8* first, u8* end, u32 codepoint, u32* length, utf_error_t* er
     }
 }
 
-u64 utf8_count(const u8* first, const u8* end) {
-    u64 count = 0;
-    while (first < end) {
-        u32 codepoint, length;
-        utf_error_t error = 0;
-        utf8_decode(first, end, &codepoint, &length, &error);
-        first += error ? 1 : length;
-        count++;
-    }
-    return count;
-}
-
 u32 utf8_last_char_length(const u8* first, const u8* end) {
     if (first >= end) return 0;
     u64 size = (u64)(end - first);
@@ -284,20 +272,6 @@ void utf16_encode(u8* first, u8* end, u32 codepoint, u32* units, u32 big_endian,
         utf16_write_unit(first, 0xD800 + (value >> 10), big_endian);
         utf16_write_unit(first + 2, 0xDC00 + (value & 0x3FF), big_endian);
     }
-}
-
-u64 utf16_count(const u8* first, const u8* end) {
-    u64 count = 0;
-    u64 size = first < end ? (u64)(end - first) : 0;
-    u64 at = 0;
-    while (at < size) {
-        u32 codepoint, units;
-        utf_error_t error = 0;
-        utf16_decode(first + at, end, &codepoint, &units, 0, &error);
-        at += error ? 2 : 2 * units;
-        count++;
-    }
-    return count;
 }
 
 u64 utf16_to_utf8(const u16* source, u64 unit_count, u8* target, u64 target_size, utf_error_t* error) {

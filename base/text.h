@@ -69,13 +69,11 @@ u32 hash_fnv1a_32(const void* bytes, u64 size);
 void utf8_decode(const u8* first, const u8* end, u32* codepoint, u32* length, utf_error_t* error);
 // A null `first` asks for the length alone.
 void utf8_encode(u8* first, u8* end, u32 codepoint, u32* length, utf_error_t* error);
-u64 utf8_count(const u8* first, const u8* end);
 u32 utf8_last_char_length(const u8* first, const u8* end);
 
 // big_endian 0 means little-endian.
 void utf16_decode(const u8* first, const u8* end, u32* codepoint, u32* units, u32 big_endian, utf_error_t* error);
 void utf16_encode(u8* first, u8* end, u32 codepoint, u32* units, u32 big_endian, utf_error_t* error);
-u64 utf16_count(const u8* first, const u8* end);
 
 // Bad input is replaced by U+FFFD, never fatal; the error is then cleared.
 u64 utf16_to_utf8(const u16* source, u64 unit_count, u8* target, u64 target_size, utf_error_t* error);

@@ -1,5 +1,5 @@
 // Arbitrary bytes through the foundation's readers: the date parsers, the number
-// parsers and the UTF-8 and UTF-16 coders. None may stop or read out of bounds,
+// parser and the UTF-8 and UTF-16 coders. None may stop or read out of bounds,
 // and the converters must always make progress and stay within their targets.
 #include <string.h>
 
@@ -16,17 +16,12 @@ extern "C" int LLVMFuzzerTestOneInput(const u8* bytes, size_t size) {
     const u8* end = first + size;
     data_t text = data_from_size(size, first);
 
-    date_t rss = date_parse_rfc822(text);
-    date_t atom = date_parse_rfc3339(text);
-    date_add(rss, (i64)size - 64, (i64)size % 25 - 12, (i64)size * 3 - 100, 7, -61, 3601);
+    date_parse_rfc822(text);
+    date_parse_rfc3339(text);
     date_from_file_name(text);
-    (void)atom;
-    parse_i64(first, size);
     parse_u64(first, size);
 
-    utf8_count(first, end);
     utf8_last_char_length(first, end);
-    utf16_count(first, end);
 
     std::vector<u16> wide(size + 1);
     utf_error_t error = 0;
