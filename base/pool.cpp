@@ -100,3 +100,18 @@ void pool_compact(pool_t* pool, u64 entry_size, pool_filter_t is_alive, pool_mar
     }
     pool_reset_free_stack(pool);
 }
+
+// pool_compact fills the holes below the live count in ascending order with the
+// live records above it in descending order: the n-th record from the top takes
+// the n-th hole from the bottom.
+u64 pool_compacted_slot(pool_t* pool, u64 entry_size, pool_filter_t is_alive, u64 slot) {
+    u64 live = pool->entry_count;
+    if (slot < live) return slot;
+    u64 above = 0;
+    for (u64 i = pool->max_entry_count; i-- > slot;) above += is_alive(pool->entries + i * entry_size);
+    for (u64 i = 0; i < live; i++) {
+        if (is_alive(pool->entries + i * entry_size)) continue;
+        if (--above == 0) return i;
+    }
+    return slot;  // not reached while the count agrees with the slots
+}

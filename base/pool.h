@@ -41,3 +41,7 @@ void pool_release_index(pool_t* pool, u32 index);
 pool_iterator_t pool_iterator_start(pool_t* pool, u64 entry_size, pool_filter_t filter);
 void* pool_iterator_next(pool_iterator_t* iterator);
 void pool_compact(pool_t* pool, u64 entry_size, pool_filter_t is_alive, pool_mark_dead_t mark_dead);
+// The slot that the live record at `slot` will have after pool_compact: its own
+// when it lies below the live count, else the hole it fills. For keeping a pointer
+// over the compaction.
+u64 pool_compacted_slot(pool_t* pool, u64 entry_size, pool_filter_t is_alive, u64 slot);

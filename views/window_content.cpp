@@ -76,6 +76,69 @@ void label_beside(layout_t* layout, data_t text, f32 gap, f32 drop) {
 
 void show_log(app_t* app) { panel_show_log(app->panel); }
 
+// The save numbers the generations that hold entries 1, 2 and on. A bound of the
+// panel's range goes with the generation it names, or to the nearest one inside
+// the range when no entry has it; the run's first generation likewise.
+struct generation_map_t {
+    u32 min, max, start;
+};
+static generation_map_t generations_after_save(app_t* app, reader_t* reader) {
+    panel_t* panel = app->panel;
+    generation_map_t kept = {panel->generation_min, panel->generation_max, app->start_generation};
+    data_t table = data_free_view_64(&app->scratch);
+    u64 size = (u64)reader->generation + 1;
+    if (table.reserved < size) return kept;
+    u8* present = table.bytes;
+    bytes_zero(present, size);
+    for (u32 i = 0; i < reader->entries.max_entry_count; i++) {
+        entry_t* entry = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), i);
+        if (entry_is_alive(entry) && entry->generation < size) present[entry->generation] = 1;
+    }
+    generation_map_t after = {1, 0, 0};
+    for (u64 g = 0; g < size; g++) {
+        if (!present[g]) continue;
+        after.min += g < kept.min;
+        after.max += g <= kept.max;
+        after.start += g <= kept.start;
+    }
+    if (after.min > after.max) after.min = after.max;
+    return after;
+}
+
+// A save in mid-run compacts the pools, moving records into the holes below, and
+// moves every string to the other region. The selection is carried to its new
+// slot, the generation range to the new numbers, and the entry view parses again
+// from the moved text on its next frame.
+static void save_in_run(app_t* app, reader_t* reader) {
+    panel_t* panel = app->panel;
+    pool_t* feeds = &reader->feeds;
+    pool_t* entries = &reader->entries;
+    feed_t* feed = panel->selected_feed;
+    entry_t* entry = panel->selected_entry;
+    u64 feed_slot = feed ? pool_compacted_slot(feeds, sizeof(feed_t), feed_is_alive,
+                                               pool_index_of(feeds, sizeof(feed_t), feed))
+                         : 0;
+    u64 entry_slot = entry ? pool_compacted_slot(entries, sizeof(entry_t), entry_is_alive,
+                                                 pool_index_of(entries, sizeof(entry_t), entry))
+                           : 0;
+    generation_map_t generations = generations_after_save(app, reader);
+    const u8* strings = reader->strings.bytes;
+    reader_save(&app->scratch, app->storage_path, reader);
+    // A save that stopped before the compaction moved nothing.
+    if (reader->strings.bytes == strings) return;
+    panel->generation_min = generations.min;
+    panel->generation_max = generations.max;
+    app->start_generation = generations.start;
+    if (feed) panel->selected_feed = (feed_t*)pool_at(feeds, sizeof(feed_t), feed_slot);
+    entry = entry ? (entry_t*)pool_at(entries, sizeof(entry_t), entry_slot) : nullptr;
+    // The compaction took records from the top into the holes, out of their
+    // feeds' order: the sort puts them back and the selection is found by its id.
+    u32 entry_id = entry ? entry->id : 0, entry_feed_id = entry ? entry->feed_id : 0;
+    for (u32 i = 0; i < feeds->entry_count; i++) reader_sort_feed(reader, (feed_t*)pool_at(feeds, sizeof(feed_t), i));
+    panel->selected_entry = entry ? reader_find_entry_by_id(reader, entry_feed_id, entry_id) : nullptr;
+    panel->content_parsed = 0;
+}
+
 // The right strip's buttons in reading order, each on the row where it still fits.
 // The eight labels need about a thousand pixels in the default faces, more than the
 // right side has at the window's first size: rather than cut the last buttons off,
@@ -144,7 +207,7 @@ void draw_menu_right(app_t* app, reader_t* reader, rect_t rect) {
             case 4: reader_update_all(app, reader); break;
             case 5: reader_update_selected(app, reader); break;
             case 6: show_log(app); break;
-            case 7: reader_save(&app->scratch, app->storage_path, reader); break;
+            case 7: save_in_run(app, reader); break;
         }
     }
     // Saving by key shows where the save reports; the button leaves the panel be.

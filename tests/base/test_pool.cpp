@@ -78,7 +78,11 @@ TEST(Pool, CompactionFillsHolesFromTheTop) {
     for (u32 i = 0; i < 10; i++) *(record_t*)pool_at(&pool, sizeof(record_t), i) = record_t{0, i};
     for (u32 i : {0u, 5u, 9u}) ((record_t*)pool_at(&pool, sizeof(record_t), i))->alive = 1;
     pool.entry_count = 3;
+    // Where each record will land is known before the move.
+    u64 landing[10] = {};
+    for (u32 i : {0u, 5u, 9u}) landing[i] = pool_compacted_slot(&pool, sizeof(record_t), record_is_alive, i);
     pool_compact(&pool, sizeof(record_t), record_is_alive, record_mark_dead);
+    for (u32 i : {0u, 5u, 9u}) EXPECT_EQ(((record_t*)pool_at(&pool, sizeof(record_t), landing[i]))->value, i);
     std::vector<u32> values;
     for (u32 i = 0; i < 10; i++) {
         record_t* r = (record_t*)pool_at(&pool, sizeof(record_t), i);

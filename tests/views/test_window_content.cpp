@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "views/program_frames.h"
+#include "app/update.h"
 #include "base/log.h"
 #include "base/text.h"
 #include "layout/layout.h"
@@ -128,6 +129,70 @@ TEST_F(WindowFrames, TheSaveButtonStaysWhereTheKeyGoesToTheLog) {
     tap(key_f8);
     EXPECT_EQ(program.panel.right_panel, panel_right_log);
     EXPECT_EQ(program.panel.log_scroll.x, 0);
+}
+
+// A save compacts the pools and moves every string while the entry view still
+// shows an entry: after it, the same entry shows, found at its new slot and read
+// from its moved text, and the list, in the renumbered generations, walks on from it.
+TEST_F(WindowFrames, ASaveInMidRunKeepsTheShownEntry) {
+    feed_t* gone = merge("<rss version=\"2.0\"><channel><title>gone</title><item><title>G</title>"
+                         "</item></channel></rss>",
+                         "http://gone.test/");
+    // Two generations on, the first of them empty: the save numbers them anew.
+    generation_advance(&program.app, &program.reader);
+    generation_advance(&program.app, &program.reader);
+    feed_t* kept = merge("<rss version=\"2.0\"><channel><title>kept</title>"
+                         "<item><title>One</title><pubDate>Mon, 02 Jun 2003 04:00:00 GMT</pubDate>"
+                         "<description>&lt;p&gt;Body of One&lt;/p&gt;</description></item>"
+                         "<item><title>Two</title><pubDate>Tue, 03 Jun 2003 04:00:00 GMT</pubDate>"
+                         "<description>&lt;p&gt;Body of Two&lt;/p&gt;</description></item>"
+                         "<item><title>Three</title><pubDate>Wed, 04 Jun 2003 04:00:00 GMT</pubDate>"
+                         "<description>&lt;p&gt;Body of Three&lt;/p&gt;</description></item>"
+                         "</channel></rss>",
+                         "http://kept.test/");
+    ASSERT_NE(gone, nullptr);
+    ASSERT_NE(kept, nullptr);
+    entry_t* first = entry_of(kept, 0);
+    entry_t* second = entry_of(kept, 1);
+    ASSERT_NE(second, nullptr);
+    std::string title((char*)second->rss.title.bytes, second->rss.title.used);
+    auto body_of = [](const entry_t* e) {
+        return "Body of " + std::string((char*)e->rss.title.bytes, e->rss.title.used);
+    };
+    std::string body = body_of(second), first_body = body_of(first);
+    // The records before the selection go, so that the save moves it down.
+    reader_remove_entry(&program.reader, first, kept);
+    reader_remove_feed(&program.reader, gone);
+    program.panel.selected_feed = kept;
+    program.panel.selected_entry = second;
+    program.panel.right_panel = panel_right_selection;
+    panel_reset(&program.app);
+    frame();
+    ASSERT_NE(drawn(body), nullptr) << drawn_text();
+
+    click_text("Save (F8)");
+    frame();
+    ASSERT_NE(program.panel.selected_entry, nullptr);
+    ASSERT_NE(program.panel.selected_feed, nullptr);
+    EXPECT_TRUE(entry_is_alive(program.panel.selected_entry));
+    EXPECT_EQ(program.panel.selected_entry->feed_id, program.panel.selected_feed->id);
+    const entry_t* now = program.panel.selected_entry;
+    EXPECT_EQ(std::string((char*)now->rss.title.bytes, now->rss.title.used), title);
+    data_t address = program.panel.selected_feed->address;
+    EXPECT_EQ(std::string((char*)address.bytes, address.used), "http://kept.test/");
+    EXPECT_NE(drawn(body), nullptr) << drawn_text();
+    EXPECT_EQ(drawn(first_body), nullptr) << drawn_text();
+    EXPECT_NE(drawn("kept"), nullptr) << "the list lost its range: " << drawn_text();
+
+    // By key, to the log and back by the list, in the feed's order: the entry
+    // still shows whole.
+    tap(key_f8);
+    EXPECT_EQ(program.panel.right_panel, panel_right_log);
+    tap(key_down);
+    tap(key_up);
+    EXPECT_EQ(program.panel.right_panel, panel_right_selection);
+    EXPECT_EQ(program.panel.selected_entry, now);
+    EXPECT_NE(drawn(body), nullptr) << drawn_text();
 }
 
 TEST_F(WindowFrames, EnterInTheFirstBoxQueuesTheAddress) {
