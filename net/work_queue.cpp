@@ -13,7 +13,6 @@ void thread_queue_create(thread_queue_t* queue, u32 thread_count) {
     queue->read_index = 0;
     queue->write_index = 0;
     queue->completed_count = 0;
-    queue->queued_count = 0;
     queue->terminate = 0;
     queue->terminated_count = 0;
     queue->thread_count = thread_count;
@@ -38,7 +37,6 @@ bool thread_queue_work(thread_queue_t* queue, thread_job_function_t function, vo
     if (next == atomic_load_acquire_u32(&queue->read_index)) return false;
     queue->jobs[write_index].function = function;
     queue->jobs[write_index].argument = argument;
-    atomic_store_release_u32(&queue->queued_count, queue->queued_count + 1);
     // Release order: a worker that sees the new write_index sees the whole job.
     atomic_store_release_u32(&queue->write_index, next);
     {

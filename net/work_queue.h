@@ -33,7 +33,6 @@ struct thread_queue_t {
     volatile u32 read_index;        // changed by compare-exchange
     volatile u32 write_index;       // written by the producer only
     volatile u32 completed_count;   // added to atomically
-    volatile u32 queued_count;      // written by the producer only
     volatile u32 terminate;
     volatile u32 terminated_count;  // added to atomically
     u32 thread_count;
