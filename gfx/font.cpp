@@ -73,7 +73,8 @@ font_t* font_load(font_set_t* set, data_t file, f32 size, u32 fixed_pitch) {
     font->atlas = (font_atlas_t*)data_push(&set->memory, sizeof(font_atlas_t), 8);
     font->kerning_pairs =
         (font_kerning_slot_t*)data_push(&set->memory, sizeof(font_kerning_slot_t) * font_kerning_slots, 8);
-    ASSERT(font->pages && font->kerning_ascii && font->advance_ascii && font->step_ascii && font->kerning_pairs && font->atlas);
+    ASSERT(font->pages && font->kerning_ascii && font->advance_ascii && font->step_ascii && font->kerning_pairs &&
+           font->atlas);
     *font->atlas = font_atlas_t{};
     bytes_zero(font->pages, sizeof(glyph_t*) * font_page_count);
     for (u32 i = 0; i < 128 * 128; i++) font->kerning_ascii[i] = font_kerning_unknown;

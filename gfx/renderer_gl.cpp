@@ -321,8 +321,8 @@ static void cull_piece_write(batch_t* view, rect_t r, u32 colour) {
 // opaque, of one colour and covers the whole viewport unclipped, the frame's clear
 // takes its colour instead and the rectangle is left out.
 static bool batch_cull(const renderer_t* renderer, const batch_t* batch, data_t* scratch, batch_t* view,
-                       u32* clear, bool* cleared) {
-    *cleared = false;
+                       u32* clear) {
+    bool cleared = false;
     if (batch->type != batch_type_quads || (batch->format & 15) != 4 || batch->vertex_size != sizeof(cull_vertex_t) ||
         batch->command_count == 0) {
         return false;
@@ -369,7 +369,7 @@ static bool batch_cull(const renderer_t* renderer, const batch_t* batch, data_t*
         if (clear && first_quad == batch->command_count && !clipped && regions[i].opaque && regions[i].uniform &&
             rect_equal(regions[i].rect, viewport)) {
             background = quad_vertices(batch, command)[0].colour;
-            *cleared = true;
+            cleared = true;
         }
         if (first_quad == batch->command_count) first_quad = i;
     }
@@ -386,7 +386,7 @@ static bool batch_cull(const renderer_t* renderer, const batch_t* batch, data_t*
         const cull_vertex_t* corners = command->index_count == 5 ? quad_vertices(batch, command) : nullptr;
         if (!corners) continue;
         if (view->vertex_count / 4 + cull_piece_limit > quad_capacity) return false;
-        if (i == first_quad && *cleared) continue;
+        if (i == first_quad && cleared) continue;
         const cull_region_t* region = &regions[i];
         rect_t r = region->rect;
         bool candidate = region->opaque && region->uniform && rect_width(r) * rect_height(r) >= cull_area_least;
@@ -399,7 +399,9 @@ static bool batch_cull(const renderer_t* renderer, const batch_t* batch, data_t*
             }
             budget--;
             const cull_region_t* above = &regions[j];
-            if (above->opaque && rect_overlaps(above->rect, r)) candidate = pieces_subtract(pieces, &piece_count, above->rect);
+            if (above->opaque && rect_overlaps(above->rect, r)) {
+                candidate = pieces_subtract(pieces, &piece_count, above->rect);
+            }
         }
         if (!candidate) {
             cull_quad_write<u32>(view, corners);
@@ -408,7 +410,7 @@ static bool batch_cull(const renderer_t* renderer, const batch_t* batch, data_t*
         }
         copy->index_count = view->index_count - copy->first_index;
     }
-    if (*cleared) *clear = background;
+    if (cleared) *clear = background;
     return true;
 }
 
@@ -565,9 +567,8 @@ void render_gl_execute(renderer_t* renderer) {
                 batch_atlases_upload(renderer, batch);
                 if (batch->vertex_count == 0) break;
                 batch_t view;
-                bool cleared = false;
                 bool culled = !clipped && batch_cull(renderer, batch, &renderer->vertex_data, &view,
-                                                     clear_pending ? &clear_colour : nullptr, &cleared);
+                                                     clear_pending ? &clear_colour : nullptr);
                 if (clear_pending) clear_apply(clear_colour);
                 clear_pending = false;
                 batch_draw(renderer, batch, culled ? &view : batch);
