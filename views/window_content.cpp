@@ -78,13 +78,17 @@ void show_log(app_t* app) { panel_show_log(app->panel); }
 
 // The save numbers the generations that hold entries 1, 2 and on. A bound of the
 // panel's range goes with the generation it names, or to the nearest one inside
-// the range when no entry has it; the run's first generation likewise.
+// the range when no entry has it; the run's first generation likewise. Once the
+// run's first request moved the generation on, that generation stays though no
+// entry has come in yet: the save alone would drop it and give its number to the
+// last run, which what the update still brings would then join.
 struct generation_map_t {
-    u32 min, max, start;
+    u32 min, max, start, current;
 };
 static generation_map_t generations_after_save(app_t* app, reader_t* reader) {
     panel_t* panel = app->panel;
-    generation_map_t kept = {panel->generation_min, panel->generation_max, app->start_generation};
+    generation_map_t kept = {panel->generation_min, panel->generation_max, app->start_generation,
+                             reader->generation};
     data_t table = data_free_view_64(&app->scratch);
     u64 size = (u64)reader->generation + 1;
     if (table.reserved < size) return kept;
@@ -94,12 +98,14 @@ static generation_map_t generations_after_save(app_t* app, reader_t* reader) {
         entry_t* entry = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), i);
         if (entry_is_alive(entry) && entry->generation < size) present[entry->generation] = 1;
     }
-    generation_map_t after = {1, 0, 0};
+    if (app->start_generation != reader->generation) present[reader->generation] = 1;
+    generation_map_t after = {1, 0, 0, 0};
     for (u64 g = 0; g < size; g++) {
         if (!present[g]) continue;
         after.min += g < kept.min;
         after.max += g <= kept.max;
         after.start += g <= kept.start;
+        after.current += 1;
     }
     if (after.min > after.max) after.min = after.max;
     return after;
@@ -129,6 +135,7 @@ static void save_in_run(app_t* app, reader_t* reader) {
     panel->generation_min = generations.min;
     panel->generation_max = generations.max;
     app->start_generation = generations.start;
+    if (reader->generation < generations.current) reader->generation = generations.current;
     if (feed) panel->selected_feed = (feed_t*)pool_at(feeds, sizeof(feed_t), feed_slot);
     entry = entry ? (entry_t*)pool_at(entries, sizeof(entry_t), entry_slot) : nullptr;
     // The compaction took records from the top into the holes, out of their

@@ -195,6 +195,36 @@ TEST_F(WindowFrames, ASaveInMidRunKeepsTheShownEntry) {
     EXPECT_NE(drawn(body), nullptr) << drawn_text();
 }
 
+// A save between the run's first request and its first entry: the run's
+// generation has no entry yet, so the renumbering alone would hand its number to
+// the last run, and what the update still brings would join that one.
+TEST_F(WindowFrames, ASaveBeforeTheRunsFirstEntryKeepsItsGeneration) {
+    const char* documents[] = {"<rss version=\"2.0\"><channel><title>a</title><item><title>A</title></item>"
+                               "</channel></rss>",
+                               "<rss version=\"2.0\"><channel><title>b</title><item><title>B</title></item>"
+                               "</channel></rss>",
+                               "<rss version=\"2.0\"><channel><title>c</title><item><title>C</title></item>"
+                               "</channel></rss>"};
+    // Two earlier runs, then this one's first request.
+    generation_advance(&program.app, &program.reader);
+    ASSERT_NE(merge(documents[0], "http://a.test/"), nullptr);
+    generation_advance(&program.app, &program.reader);
+    ASSERT_NE(merge(documents[1], "http://b.test/"), nullptr);
+    program.app.start_generation = program.reader.generation;
+    generation_advance(&program.app, &program.reader);
+    frame();
+    click_text("Save (F8)");
+    u32 run = program.reader.generation;
+    EXPECT_NE(program.app.start_generation, run) << "the next request would advance again";
+    EXPECT_EQ(program.panel.generation_max, run);
+    feed_t* late = merge(documents[2], "http://c.test/");
+    ASSERT_NE(late, nullptr);
+    feed_t* earlier = reader_find_feed_by_address(&program.reader, data_literal("http://b.test/"));
+    ASSERT_NE(earlier, nullptr);
+    EXPECT_GT(entry_of(late)->generation, entry_of(earlier)->generation);
+    EXPECT_EQ(entry_of(late)->generation, run);
+}
+
 TEST_F(WindowFrames, EnterInTheFirstBoxQueuesTheAddress) {
     focus_address_box();
     // Blanks queue nothing, but the update's generation still begins.
