@@ -15,6 +15,8 @@
 #include "base/text.h"
 #include "gfx/draw.h"
 #include "layout/layout.h"
+#include "net/queries.h"
+#include "platform/thread.h"
 #include "profiler/profiler.h"
 #include "store/reader.h"
 #include "store/reader_file.h"
@@ -111,6 +113,22 @@ static generation_map_t generations_after_save(app_t* app, reader_t* reader) {
     return after;
 }
 
+// The updates in flight name their feeds by id, which the save renumbers: the
+// compaction's slot i takes id i + 1. Each is carried to its feed's new id, and
+// one whose feed is gone to none, so that no document merges into another feed.
+static void queries_feed_ids_after_save(app_t* app, reader_t* reader, u32* ids) {
+    pool_t* feeds = &reader->feeds;
+    for (u64 i = 0; i < app->query_count; i++) {
+        query_t* query = &app->queries[i];
+        ids[i] = query->feed_id;
+        if (atomic_load_acquire_u32(&query->state) == query_state_free || query->feed_id == query_new_feed) continue;
+        feed_t* feed = reader_find_feed_by_id(reader, query->feed_id);
+        ids[i] = feed ? (u32)pool_compacted_slot(feeds, sizeof(feed_t), feed_is_alive,
+                                                 pool_index_of(feeds, sizeof(feed_t), feed)) + 1
+                      : 0;
+    }
+}
+
 // A save in mid-run compacts the pools, moving records into the holes below, and
 // moves every string to the other region. The selection is carried to its new
 // slot, the generation range to the new numbers, and the entry view parses again
@@ -128,6 +146,9 @@ static void save_in_run(app_t* app, reader_t* reader) {
                                                  pool_index_of(entries, sizeof(entry_t), entry))
                            : 0;
     generation_map_t generations = generations_after_save(app, reader);
+    u32 query_feed_ids[query_table_size];
+    ASSERT(app->query_count <= query_table_size);
+    queries_feed_ids_after_save(app, reader, query_feed_ids);
     const u8* strings = reader->strings.bytes;
     reader_save(&app->scratch, app->storage_path, reader);
     // A save that stopped before the compaction moved nothing.
@@ -136,6 +157,7 @@ static void save_in_run(app_t* app, reader_t* reader) {
     panel->generation_max = generations.max;
     app->start_generation = generations.start;
     if (reader->generation < generations.current) reader->generation = generations.current;
+    for (u64 i = 0; i < app->query_count; i++) app->queries[i].feed_id = query_feed_ids[i];
     if (feed) panel->selected_feed = (feed_t*)pool_at(feeds, sizeof(feed_t), feed_slot);
     entry = entry ? (entry_t*)pool_at(entries, sizeof(entry_t), entry_slot) : nullptr;
     // The compaction took records from the top into the holes, out of their

@@ -225,6 +225,60 @@ TEST_F(WindowFrames, ASaveBeforeTheRunsFirstEntryKeepsItsGeneration) {
     EXPECT_EQ(entry_of(late)->generation, run);
 }
 
+// An update in flight names its feed by an id that the save renumbers: its
+// document still merges into that feed, and one for a feed removed meanwhile
+// into none, though another feed now has the removed one's id.
+TEST_F(WindowFrames, UpdatesInFlightOverASaveMergeIntoTheirOwnFeeds) {
+    auto document = [](const std::string& title, const std::string& items) {
+        return "<rss version=\"2.0\"><channel><title>" + title + "</title>" + items + "</channel></rss>";
+    };
+    std::vector<feed_t*> feeds;
+    for (const char* name : {"a", "b", "c"}) {
+        feeds.push_back(merge(document(name, "<item><title>old</title></item>"), std::string("http://") + name + ".test/"));
+        ASSERT_NE(feeds.back(), nullptr);
+    }
+    // In flight: c's update, and a's, whose feed goes before the save.
+    struct flight_t {
+        u32 feed_id;
+        std::string address;
+    } flights[] = {{feeds[2]->id, "http://c.test/"}, {feeds[0]->id, "http://a.test/"}};
+    for (u32 i = 0; i < 2; i++) {
+        query_t* query = &program.queries[i];
+        data_t address = data_from_size(flights[i].address.size(), flights[i].address.data());
+        query->address = query_address_copy(address);
+        query->feed_id = flights[i].feed_id;
+        query->state = query_state_queued;
+    }
+    reader_remove_feed(&program.reader, feeds[0]);
+    click_text("Save (F8)");
+    // The documents come in, each with an item of its own.
+    for (u32 i = 0; i < 2; i++) {
+        std::string text = document("x", "<item><title>old</title></item><item><title>new " +
+                                             flights[i].address + "</title></item>");
+        query_t* query = &program.queries[i];
+        query->data = data_allocate(text.size());
+        bytes_copy(query->data.bytes, text.data(), text.size());
+        query->data.used = text.size();
+        query->state = query_state_finished;
+    }
+    frame();
+    for (u32 i = 0; i < 2; i++) EXPECT_EQ(program.queries[i].state, query_state_free);
+    auto titles = [&](const char* address) {
+        feed_t* feed = reader_find_feed_by_address(&program.reader, data_from_size(strlen(address), address));
+        std::string all;
+        for (u32 i = 0; feed && entry_of(feed, i); i++) {
+            data_t title = entry_of(feed, i)->rss.title;
+            all += std::string((char*)title.bytes, title.used) + "|";
+        }
+        return all;
+    };
+    EXPECT_EQ(titles("http://a.test/"), "");
+    EXPECT_EQ(titles("http://b.test/"), "old|");
+    std::string c = titles("http://c.test/");
+    EXPECT_NE(c.find("new http://c.test/"), std::string::npos) << c;
+    EXPECT_EQ(c.find("a.test"), std::string::npos) << c;
+}
+
 TEST_F(WindowFrames, EnterInTheFirstBoxQueuesTheAddress) {
     focus_address_box();
     // Blanks queue nothing, but the update's generation still begins.
