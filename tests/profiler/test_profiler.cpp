@@ -42,67 +42,42 @@ protected:
     void TearDown() override { profiler_free(); }
 };
 
+// The events of a thread as "zone:kind" pairs, in order.
+static std::vector<std::pair<u32, u32>> zones_and_kinds(const std::vector<profiler_event_t>& events) {
+    std::vector<std::pair<u32, u32>> pairs;
+    for (const profiler_event_t& event : events) pairs.push_back({event.zone, event.kind});
+    return pairs;
+}
+
 TEST_F(Profiler, RecordsNestedZonesAndFramesInOrder) {
     u32 error = 0;
     profiler_start(profiler_thread_main, 1000, &error);
     ASSERT_EQ(error, 0u);
-    EXPECT_EQ(profiler_thread_count, 1u);
-    EXPECT_EQ(profiler_threads[0].thread_kind, (u32)profiler_thread_main);
     frame_begin();
     {
         PROFILE_ZONE(layout_text);
         PROFILE_ZONE(hp_consume);
-        EXPECT_EQ(profiler_threads[0].open_counts[zone_hp_consume], 1u);
     }
     frame_end();
     std::vector<profiler_event_t> events = events_of(0);
-    struct expected_t {
-        u32 zone, kind;
-    } expected[] = {{zone_frame, 5}, {zone_layout_text, 1}, {zone_hp_consume, 1},
-                    {zone_hp_consume, 2}, {zone_layout_text, 2}, {zone_frame, 6}};
-    ASSERT_EQ(events.size(), ARRAY_COUNT(expected));
-    for (size_t i = 0; i < events.size(); i++) {
-        EXPECT_EQ(events[i].zone, expected[i].zone) << i;
-        EXPECT_EQ(events[i].kind, expected[i].kind) << i;
-        if (i) {
-            EXPECT_GE(events[i].time, events[i - 1].time) << i;
-        }
-    }
-    for (u32 z = 0; z < zone_count; z++) EXPECT_EQ(profiler_threads[0].open_counts[z], 0u) << z;
-    EXPECT_EQ(profiler_threads[0].frame_count, 1u);
+    EXPECT_EQ(zones_and_kinds(events), (std::vector<std::pair<u32, u32>>{{zone_frame, 5},
+                                                                          {zone_layout_text, 1},
+                                                                          {zone_hp_consume, 1},
+                                                                          {zone_hp_consume, 2},
+                                                                          {zone_layout_text, 2},
+                                                                          {zone_frame, 6}}));
+    for (size_t i = 1; i < events.size(); i++) EXPECT_GE(events[i].time, events[i - 1].time) << i;
 }
 
 TEST_F(Profiler, TheRingKeepsSixtyFramesAndFoldsTheOlderOnes) {
     u32 error = 0;
     profiler_start(profiler_thread_main, 100000, &error);
-    auto frame = [] {
+    for (int i = 0; i < 120; i++) {
         frame_begin();
         zone_pair(zone_layout_text);
         frame_end();
-    };
-    for (int i = 0; i < 60; i++) frame();
-    EXPECT_EQ(events_of(0).size(), 240u);
-
-    // Frame 61 folds exactly the first frame, in a zone of its own.
-    frame_begin();
+    }
     std::vector<profiler_event_t> events = events_of(0);
-    ASSERT_EQ(events.size(), 2 + 59 * 4 + 2 + 1u);
-    EXPECT_EQ(events[0].kind, 5u | 0x100);
-    EXPECT_EQ(events[1].kind, 6u | 0x100);
-    EXPECT_EQ(events[2].kind, 5u);
-    size_t folded = 0;
-    for (const profiler_event_t& event : events) folded += (event.kind & 0x100) != 0;
-    EXPECT_EQ(folded, 2u);
-    EXPECT_EQ(events[events.size() - 3].zone, (u32)zone_profiler_collapse);
-    EXPECT_EQ(events[events.size() - 3].kind, 1u);
-    EXPECT_EQ(events[events.size() - 2].zone, (u32)zone_profiler_collapse);
-    EXPECT_EQ(events[events.size() - 2].kind, 2u);
-    EXPECT_EQ(events.back().kind, 5u);
-    zone_pair(zone_layout_text);
-    frame_end();
-
-    for (int i = 61; i < 120; i++) frame();
-    events = events_of(0);
     // 60 folded pairs in front of 60 whole frames, each behind its fold's zone.
     ASSERT_EQ(events.size(), 120 + 60 * 6u);
     for (size_t i = 0; i < 120; i++) {
@@ -116,14 +91,6 @@ TEST_F(Profiler, TheRingKeepsSixtyFramesAndFoldsTheOlderOnes) {
         EXPECT_EQ(events[i].kind, frame_kinds[(i - 120) % 6]) << i;
         EXPECT_EQ(events[i].zone, frame_zones[(i - 120) % 6]) << i;
     }
-    // The ring points at the frames that stand whole.
-    profiler_thread_t* record = &profiler_threads[0];
-    for (u32 slot = 0; slot < profiler_frame_ring_size; slot++) {
-        EXPECT_EQ(record->frame_begin[slot]->kind, 5u) << slot;
-        EXPECT_EQ(record->frame_end[slot]->kind, 6u) << slot;
-        EXPECT_EQ(record->frame_end[slot] - record->frame_begin[slot], 3) << slot;
-    }
-    EXPECT_EQ(record->open_counts[zone_profiler_collapse], 0u);
 }
 
 TEST(ProfilerDeath, FrameCallsOutOfTurnStop) {
@@ -231,12 +198,6 @@ TEST_F(Profiler, RunningOutStopsTheThreadWithItsZonesClosed) {
     profiler_stop();
     profiler_stop();
     EXPECT_EQ(text_count(log_text(), "Profiler: thread 0 (main) used all of its 8 events"), 1u);
-    std::string path = folder + "/profile.bin";
-    profiler_write(path.c_str(), true, &error);
-    ASSERT_EQ(error, 0u);
-    profile_bytes_t bytes;
-    ASSERT_EQ(bytes.read(file_bytes(path)), nullptr);
-    EXPECT_EQ(bytes.profile.threads[0].event_count, 14u);
 }
 
 TEST_F(Profiler, RunningOutDeeperThanTheRoomKeepsWhatHadClosed) {
@@ -276,9 +237,7 @@ TEST_F(Profiler, FileHoldsEachThreadsEventsAsRecorded) {
     EXPECT_EQ(written.size() % 16, 0u);
 
     // The measured time base agrees with the monotonic clock over the run.
-    EXPECT_EQ(time.frequency, 1000000000u);
     EXPECT_GE(time.tick_span, 30000000u);
-    EXPECT_EQ(time.has_time_base, 1);
     EXPECT_NEAR(profile_seconds(&time, time.cycle_span), (double)time.tick_span / 1e9, 1e-6);
 
     // Kept, not replaced, without overwrite; a folder that isn't there fails; an
@@ -305,7 +264,6 @@ TEST_F(Profiler, WriteClosesZonesStillOpen) {
         profiler_write(path.c_str(), true, &error);
     }
     ASSERT_EQ(error, 0u);
-    EXPECT_EQ(events_of(0).size(), 4u);
     profile_bytes_t bytes;
     ASSERT_EQ(bytes.read(file_bytes(path)), nullptr);
     ASSERT_EQ(bytes.profile.threads[0].event_count, 4u);
