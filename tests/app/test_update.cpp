@@ -119,11 +119,15 @@ TEST_F(Update, AddressDownloadMergeSaveLoadGivesEqualRecords) {
         update_server.address("/redirect/feed/qemu.atom"),
         update_server.address("/feed/monkeydom.rss"),
     };
+    u64 log_start = log_channel(log_user)->text.used;
     for (const std::string& a : addresses) add(a);
     EXPECT_EQ(reader->generation, 1u);
     EXPECT_EQ(panel.generation_min, 1u);
     drain_until_idle();
     EXPECT_EQ(feed_count(), 4u);
+    // Downloads that went well leave the log panel as it was.
+    EXPECT_EQ(user_log_since(log_start), "");
+    EXPECT_NE(panel.right_panel, panel_right_log);
     for (const std::string& a : addresses) {
         feed_t* feed = feed_at(a);
         ASSERT_NE(feed, nullptr) << a;

@@ -21,7 +21,7 @@
 
 // Where the panels put things in the 1280 by 720 window, top-down.
 namespace place {
-const int list_left = 4, list_right = 430, list_top = 26, list_bottom = 720;
+const int list_left = 4, list_right = 430, list_top = 26;
 // At 1280 pixels the right strip holds its eight buttons in two rows.
 const int right_left = 460, right_top = 50;
 const int add_address_x = 840, add_address_y = 111;  // the add-feed panel's boxes

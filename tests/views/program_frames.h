@@ -69,15 +69,21 @@ protected:
         frame();
         return program.panel.selected_entry;
     }
-    // The mouse moves to the point in one frame, goes down in the next and up in
-    // the third.
-    void click_at(i32 x, i32 y) {
+    // The mouse moves to the point in one frame and goes down in the next; up in
+    // a frame of its own.
+    void press(i32 x, i32 y) {
         program.window.mouse_x = x, program.window.mouse_y = y;
         frame();
         input_button(&program.window, key_mouse_left, true, x, y, 0, 1);
         frame();
+    }
+    void release(i32 x, i32 y) {
         input_button(&program.window, key_mouse_left, false, x, y, 0, 2);
         frame();
+    }
+    void click_at(i32 x, i32 y) {
+        press(x, y);
+        release(x, y);
     }
     // The last frame's first text command that starts with `text`, or null: the
     // normal layer first, then the overlay where open lists draw.

@@ -251,10 +251,7 @@ TEST_F(EntryLinkFrames, ALinkActsAtReleaseAndTheInnerOfTwoIsItsOwn) {
     shown_t s;
     ASSERT_TRUE(find("inner", &s));
     i32 x = (i32)s.x + 3, y = (i32)s.y + 3;
-    program.window.mouse_x = x, program.window.mouse_y = y;
-    frame();
-    input_button(&program.window, key_mouse_left, true, x, y, 0, 1);
-    frame();
+    press(x, y);
     // Pressed: not yet used, and drawn in the hover colour.
     EXPECT_FALSE(recorder.ran());
     ASSERT_TRUE(find("inner", &s));

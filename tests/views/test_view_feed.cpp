@@ -164,28 +164,19 @@ TEST_F(FeedViewFrames, AnotherPanelLetsGoOfTheMouse) {
     const batch_command_t* button = drawn_starting("Delete feed");
     ASSERT_NE(button, nullptr);
     i32 x = (i32)button->x + 4, y = (i32)button->y + 2;
-    program.window.mouse_x = x, program.window.mouse_y = y;
-    frame();
-    input_button(&program.window, key_mouse_left, true, x, y, 0, 1);
-    frame();
+    press(x, y);
     tap(key_f3);
-    input_button(&program.window, key_mouse_left, false, x, y, 0, 2);
-    frame();
+    release(x, y);
     EXPECT_FALSE(feed_is_deleted(feeds[0]));
     click("Help (F1)");
     EXPECT_EQ(program.panel.right_panel, (u32)panel_right_help);
 
     // And an arrow of the links panel's scroll bar.
     tap(key_f3);
-    x = 1270, y = 668;
-    program.window.mouse_x = x, program.window.mouse_y = y;
-    frame();
-    input_button(&program.window, key_mouse_left, true, x, y, 0, 1);
-    frame();
+    press(1270, 668);
     ASSERT_EQ(program.ui.active_kind, (u32)ui_kind_scroll_part);
     tap(key_f7);
-    input_button(&program.window, key_mouse_left, false, x, y, 0, 2);
-    frame();
+    release(1270, 668);
     click("Help (F1)");
     EXPECT_EQ(program.panel.right_panel, (u32)panel_right_help);
 }

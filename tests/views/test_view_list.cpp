@@ -377,11 +377,6 @@ TEST_F(list_test_t, generation_buttons_and_the_selection) {
         EXPECT_EQ(panel.generation_max, c.max_after) << c.order;
         EXPECT_EQ(panel.selected_feed != nullptr, c.keeps) << c.order;
     }
-    // Nothing qualifies: the walks stay where they started.
-    EXPECT_EQ(reader_next_generation(reader, 2, 0, 0), 2u);
-    EXPECT_EQ(reader_previous_generation(reader, 1, 0, 0), 1u);
-    EXPECT_EQ(reader_next_generation(reader, 0, record_deleted_flag, 0), 0u);
-    EXPECT_EQ(reader_previous_generation(reader, 4, record_deleted_flag, 0), 4u);
 }
 
 }  // namespace

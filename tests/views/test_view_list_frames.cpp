@@ -32,17 +32,6 @@ protected:
         frame();
     }
     std::string title(data_t text, u64 length) { return to_string(text).substr(0, length); }
-    // The mouse moves there in one frame, goes down in the next, up in the third.
-    void press(f32 x, f32 y) {
-        program.window.mouse_x = (i32)x, program.window.mouse_y = (i32)y;
-        frame();
-        input_button(&program.window, key_mouse_left, true, (i32)x, (i32)y, 0, 1);
-        frame();
-    }
-    void release(f32 x, f32 y) {
-        input_button(&program.window, key_mouse_left, false, (i32)x, (i32)y, 0, 2);
-        frame();
-    }
     // The colours of the queued rectangles that hold the point, smallest first.
     std::vector<u32> colours_under(f32 x, f32 y) {
         batch_t* b = gl_batch(&program.render, program.draw.rectangles[draw_layer_normal]);
@@ -72,7 +61,7 @@ TEST_F(ListFrames, FeedsAndEntriesAreDrawnAndAPressSelects) {
     entry_t* other = entry_of(feeds[1], 0);
     program.panel.selected_feed = feeds[1];
     program.panel.selected_entry = other;
-    f32 x = row->x + 4, y = row->y + 2;
+    i32 x = (i32)row->x + 4, y = (i32)row->y + 2;
     press(x, y);
     EXPECT_EQ(program.panel.selected_feed, feeds[0]);
     EXPECT_EQ(program.panel.selected_entry, second);
@@ -132,10 +121,9 @@ TEST_F(ListFrames, TheFeedViewsButtonRestoresEveryEntry) {
     entry_mark_deleted(&program.reader, entry_of(feeds[0], 0));
     const batch_command_t* button = drawn_starting("Delete feed");
     ASSERT_NE(button, nullptr);
-    f32 x = button->x + 4, y = button->y + 2;
+    i32 x = (i32)button->x + 4, y = (i32)button->y + 2;
     for (u32 round = 0; round < 2; round++) {
-        press(x, y);
-        release(x, y);
+        click_at(x, y);
         EXPECT_EQ(program.panel.frame_requested, 1u);  // the button acts at release
         frame();
         EXPECT_EQ(program.panel.frame_requested, 0u);
@@ -159,9 +147,7 @@ TEST_F(ListFrames, TheFeedViewsButtonRestoresEveryEntry) {
     // into the box, while the list's keys wait.
     const batch_command_t* uri = drawn_starting("URI: ");
     ASSERT_NE(uri, nullptr);
-    x = uri->x + 60, y = uri->y + 2;
-    press(x, y);
-    release(x, y);
+    click_at((i32)uri->x + 60, (i32)uri->y + 2);
     u64 typed = program.panel.uri_buffer.used;
     u32 show_empty = program.panel.show_empty;
     input_key(&program.window, key_letter_h, true, 0, 0, 3);

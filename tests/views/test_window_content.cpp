@@ -422,28 +422,23 @@ TEST_F(WindowFrames, TheLinksPanelRemeasuresAndCapsAName) {
     target->queue_enabled = 0;
 }
 
-// F4 and the window's closing open every queue of a queueing target; a target
-// switched off keeps its queue.
+// F4 and the window's closing open the queue of a queueing target (which
+// targets open, the link queue's own tests say).
 TEST_F(WindowFrames, F4AndClosingOpenTheQueues) {
     link_recorder_t recorder;
     recorder.create(folder);
     link_target_t* on = &program.reader.link_targets[1];
-    link_target_t* off = &program.reader.link_targets[2];
-    on->executable = off->executable = data_from_size(recorder.script.size(), recorder.script.c_str());
+    on->executable = data_from_size(recorder.script.size(), recorder.script.c_str());
     on->queue_enabled = 1;
     link_queue_append(on, data_literal("http://a/1"));
-    link_queue_append(off, data_literal("http://b/1"));
     tap(key_f4);
-    EXPECT_EQ(on->queue.used, 0u);
     EXPECT_EQ(recorder.recorded(), "http://a/1\n");
     link_queue_append(on, data_literal("http://a/2"));
     program.window.quit_requested = 1;
     frame();
     EXPECT_EQ(on->queue.used, 0u);
-    EXPECT_EQ(off->queue.used, 10u);
     EXPECT_EQ(recorder.recorded(), "http://a/2\n");
-    link_queue_clear(off);
-    on->executable = off->executable = data_t{};
+    on->executable = data_t{};
     on->queue_enabled = 0;
     program.window.quit_requested = 0;
     program.window.running = 1;
@@ -491,14 +486,10 @@ TEST_F(WindowFrames, TheHelpFollowsTheSplit) {
     ASSERT_NE(title, nullptr) << drawn_text();
     f32 x = title->x;
     auto drag = [&](i32 from, i32 to) {
-        program.window.mouse_x = from, program.window.mouse_y = 400;
-        frame();
-        input_button(&program.window, key_mouse_left, true, from, 400, 0, 1);
-        frame();
+        press(from, 400);
         program.window.mouse_x = to;
         frame();
-        input_button(&program.window, key_mouse_left, false, to, 400, 0, 2);
-        frame();
+        release(to, 400);
     };
     drag(454, 554);
     ASSERT_NE(drawn("Help"), nullptr);
@@ -551,24 +542,20 @@ TEST_F(WindowFrames, ALongLogKeepsItsLinesInPlaceAtAnyScroll) {
     program.panel.log_scroll = {};
 }
 
-// The wheel and the bar move the links panel to its last target, whose box takes
+// The wheel moves the links panel, whose end shows its last target, whose box takes
 // what is typed.
 TEST_F(WindowFrames, TheLinksPanelScrollsToItsLastTargetWhoseBoxTakesTyping) {
     tap(key_f3);
     program.window.mouse_x = 900, program.window.mouse_y = 300;
     program.window.wheel = -1;
     frame();
-    f32 wheeled = program.panel.links_scroll.y;
-    EXPECT_GT(wheeled, 20);
-    // Presses on the track below the thumb reach the end, and stop there.
-    f32 before = 0;
-    for (int i = 0; i < 8 && before != program.panel.links_scroll.y; i++) {
-        before = program.panel.links_scroll.y;
-        click_at(1278 - 8, 100);
-    }
-    EXPECT_GT(program.panel.links_scroll.y, 900);
-    EXPECT_EQ(program.panel.links_scroll.y, before);
+    EXPECT_GT(program.panel.links_scroll.y, 20);
+    // To the end, as the bar's track takes it (the bar's own tests say how).
+    program.panel.links_scroll.y = 1e6f;
+    frame();
     f32 scrolled = program.panel.links_scroll.y;
+    EXPECT_GT(scrolled, 900);
+    EXPECT_LT(scrolled, 1e6f);
     // The lowest "Executable:" box is the last target's.
     const render_record_t* label = nullptr;
     for (const render_record_t* r : texts_drawn()) {
