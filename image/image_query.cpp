@@ -58,6 +58,31 @@ static bool image_query_start(image_query_t* query, u32 entry_id, data_t url_cop
     return false;
 }
 
+// A copy of the address in block storage with a zero byte behind it, or null
+// when there is no room. The refusal is said once, and no copy is tried again
+// until block storage has had something back, so that pictures on show don't
+// try again in every frame.
+static bool image_copy_refused = false;
+static u64 image_copy_refused_frees = 0;
+static u8* image_address_copy(data_t url) {
+    if (image_copy_refused && block_storage.frees == image_copy_refused_frees) return nullptr;
+    u8* copy = (u8*)block_storage_allocate(&block_storage, url.used + 1);
+    if (!copy) {
+        if (!image_copy_refused) {
+            image_log_paragraph("There is no room left to keep a picture's address; pictures wait for some to be "
+                                "given back: ",
+                                url);
+        }
+        image_copy_refused = true;
+        image_copy_refused_frees = block_storage.frees;
+        return nullptr;
+    }
+    image_copy_refused = false;
+    bytes_copy(copy, url.bytes, url.used);
+    copy[url.used] = 0;
+    return copy;
+}
+
 image_query_t* image_query_get(u32 entry_id, data_t url, bool start) {
     image_query_t* found = nullptr;
     image_query_t* free_slot = nullptr;
@@ -99,6 +124,10 @@ image_query_t* image_query_get(u32 entry_id, data_t url, bool start) {
             return nullptr;
         }
         image_wait_reported = false;
+        // The copy comes first, so that no slot is given up for a picture that
+        // can't start.
+        u8* copy = image_address_copy(url);
+        if (!copy) return nullptr;
         if (!free_slot) {
             // The oldest slot may still be loading: it is skipped for the next oldest
             // that no worker holds, rather than waited for, so that the main thread
@@ -115,14 +144,7 @@ image_query_t* image_query_get(u32 entry_id, data_t url, bool start) {
         found->placeholder_height = 0;
         found->seen_frame = 0;
         found->frame_state = 0;
-        u8* copy = (u8*)block_storage_allocate(&block_storage, url.used + 1);
-        // Without room for the address nothing starts: the slot stays free, and the
-        // view goes on showing the picture as loading.
-        if (copy) {
-            bytes_copy(copy, url.bytes, url.used);
-            copy[url.used] = 0;
-            if (!image_query_start(found, entry_id, data_make(url.used + 1, url.used, copy))) return nullptr;
-        }
+        if (!image_query_start(found, entry_id, data_make(url.used + 1, url.used, copy))) return nullptr;
     }
     if (found) found->last_used = os_ticks();
     return found;

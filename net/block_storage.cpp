@@ -86,6 +86,7 @@ bool block_storage_contains(block_storage_t* storage, const void* address) {
 void block_storage_add_free(block_storage_t* storage, void* address, u64 size) {
     // "Freeing memory not allocated by this allocator."
     ASSERT(block_storage_contains(storage, address));
+    storage->frees += 1;
     block_storage_node_t* node = block_storage_get_node(storage);
     node->address = (u8*)address;
     node->size = block_storage_round(storage, size);
@@ -96,6 +97,7 @@ void block_storage_add_free(block_storage_t* storage, void* address, u64 size) {
 void block_storage_free(block_storage_t* storage, void* address, u64 size) {
     // "Freeing memory not allocated by this allocator."
     ASSERT(block_storage_contains(storage, address));
+    storage->frees += 1;
     u64 rounded = block_storage_round(storage, size);
     u8* first = (u8*)address;
     u8* end = first + rounded;

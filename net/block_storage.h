@@ -22,6 +22,7 @@ struct block_storage_t {
     block_storage_node_t* spare_nodes;  // released nodes, linked by next
     u64 block_size;
     u64 commit_size;
+    u64 frees;  // counts the ranges given back: a refused size may fit once it moved
 };
 
 extern block_storage_t block_storage;

@@ -333,6 +333,29 @@ TEST_F(ImageQueries, ABusyTableOrAFullRingStartsNothing) {
     EXPECT_EQ(block_storage.free_list->size, before.size);
 }
 
+// Without room for a picture's address nothing starts: the pictures on show ask
+// in every frame, but the line comes once, and they start once room has come back.
+TEST_F(ImageQueries, NoRoomForTheAddressStartsNothingUntilRoomComesBack) {
+    image_query_t* idle = get(1, refused_address(1));
+    ASSERT_NE(idle, nullptr);
+    wait_idle(idle);
+    std::vector<std::pair<void*, u64>> taken;
+    while (block_storage.free_list) {
+        u64 size = block_storage.free_list->size;
+        taken.push_back({block_storage_allocate(&block_storage, size), size});
+    }
+    u8* log_start = log_test_mark(log_user);
+    for (u32 frame = 0; frame < 3; frame++) {
+        EXPECT_EQ(get(2, refused_address(2)), nullptr);
+        EXPECT_EQ(get(2, refused_address(3)), nullptr);
+    }
+    std::string log = log_test_since(log_user, log_start);
+    EXPECT_EQ(text_count(log, "no room"), 1u) << log;
+    EXPECT_EQ(used_slots(), 1u);
+    for (auto [address, size] : taken) block_storage_free(&block_storage, address, size);
+    EXPECT_NE(get(2, refused_address(2)), nullptr);
+}
+
 TEST_F(ImageQueries, AResizeAsksForWhatFitsTheRoom) {
     struct case_t {
         image_room_t room;
