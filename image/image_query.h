@@ -22,6 +22,10 @@ enum : u32 {
     image_state_invalid_size = 7,
 };
 
+// The error of a slot in state 5 whose failure came after the download (the
+// driver refused its texture): it names no download's code.
+constexpr u32 image_error_local = 0xffffffff;
+
 struct image_query_t {
     u32 entry_id;  // the entry that showed the picture: part of the slot's identity
     data_t image;  // decoded pixels from state 2 on, null before
@@ -34,7 +38,7 @@ struct image_query_t {
     u32 requested_width, requested_height;  // after a finished resize, the real size
     u64 last_used;                          // ticks of the last request
     u32 remove;                             // the entry is gone: release once no worker holds it
-    u32 error;                              // http_error_t, in state 5
+    u32 error;                              // http_error_t in state 5, or image_error_local
     f32 placeholder_height;
     u64 seen_frame;
     u64 frame_state;

@@ -65,6 +65,8 @@ static void picture_draw(app_t* ctx, u32 entry_id, const layout_t* layout, const
         query->texture = render_texture_create(renderer, query->pixels.bytes, (i32)query->requested_width,
                                                (i32)query->requested_height, query->channels, texture_linear);
         if (!query->texture) {
+            // A failure of the picture, not of its download, which went well.
+            query->error = image_error_local;
             picture_refuse(query, "A picture could not be made into a texture and is not shown: ",
                            image_state_load_error);
             return;

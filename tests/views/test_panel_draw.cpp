@@ -302,6 +302,7 @@ TEST_F(PanelDrawPictures, PicturesNoTextureTakesAreAnErrorSaidOnce) {
         EXPECT_EQ(drawn[0].texture, fits->texture);
     }
     EXPECT_EQ(refused->state, image_state_load_error);
+    EXPECT_GE(refused->error, (u32)http_error_count) << "its placeholder would name a download's code";
     EXPECT_EQ(wide->state, image_state_resize_error);
     EXPECT_EQ(refused->texture, 0u);
     EXPECT_EQ(wide->texture, 0u);
