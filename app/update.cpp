@@ -135,6 +135,7 @@ static void drain_merge(app_t* app, reader_t* reader, query_t* query, feed_t* fe
     // again afterwards. An id too long for the buffer (a feed can write anything
     // there) falls back on the entry's record id below.
     u8 unique_buffer[1024];
+    u32 shown_id = panel->selected_entry ? panel->selected_entry->id : 0;
     data_t unique_id = entry_unique_id(panel->selected_entry);
     u32 kept_feed_id = 0;
     u32 kept_entry_id = 0;
@@ -182,6 +183,9 @@ static void drain_merge(app_t* app, reader_t* reader, query_t* query, feed_t* fe
         reader_sort_feed(reader, merged);
     }
     panel->selected_entry = reader_find_entry_by_id(reader, kept_feed_id, kept_entry_id);
+    // A newer text of the shown entry comes as a new record in its place, with an
+    // id of its own: the entry view parses it afresh, at the scroll it had.
+    if ((panel->selected_entry ? panel->selected_entry->id : 0) != shown_id) panel->content_parsed = 0;
 }
 
 void queries_drain(app_t* app, reader_t* reader, drain_merged_t merged, void* context) {

@@ -330,5 +330,29 @@ TEST_F(EntryFrames, APictureWithoutAddressShowsItsDescriptionLoadsNothingAndIsTo
     EXPECT_EQ(log.find("has no address", first + 1), std::string::npos) << log;
 }
 
+// An update that brings a newer text of the shown entry replaces its record: the
+// view shows the new text in the next frame, without a new selection.
+TEST_F(EntryFrames, AnUpdateOfTheShownEntryShowsItsNewText) {
+    auto document = [](const std::string& date, const std::string& words) {
+        return "<rss version=\"2.0\"><channel><title>f</title><item><guid>one</guid><title>T</title><pubDate>" +
+               date + "</pubDate><description>&lt;p&gt;" + words + "&lt;/p&gt;</description></item></channel></rss>";
+    };
+    std::string address = "http://feed.test/updated";
+    ASSERT_NE(show(document("Mon, 02 Jun 2003 04:00:00 GMT", "Old words"), address), nullptr);
+    ASSERT_NE(shown_text().find("Old words"), std::string::npos) << shown_text();
+    std::string text = document("Tue, 03 Jun 2003 04:00:00 GMT", "New words");
+    query_t* query = &program.queries[0];
+    query->address = query_address_copy(data_from_size(address.size(), address.data()));
+    query->feed_id = program.panel.selected_feed->id;
+    query->data = data_allocate(text.size());
+    bytes_copy(query->data.bytes, text.data(), text.size());
+    query->data.used = text.size();
+    query->state = query_state_finished;
+    frame();
+    EXPECT_EQ(query->state, query_state_free);
+    EXPECT_NE(shown_text().find("New words"), std::string::npos) << shown_text();
+    EXPECT_EQ(shown_text().find("Old words"), std::string::npos) << shown_text();
+}
+
 }  // namespace
 
