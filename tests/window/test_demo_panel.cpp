@@ -1,5 +1,5 @@
 // The demonstration panel (-demo) in the real program under Xvfb: its widgets and icons can
-// be seen, and clicks and keys, each sent a frame at a time, change what is drawn. Each state is
+// be seen, and a click on the button and on the drop-down change what is drawn. Each state is
 // kept as a PNG in the build folder to be looked at.
 #include <gtest/gtest.h>
 
@@ -17,7 +17,7 @@ const int row_top = 10, row_bottom = 36;  // the widgets' row
 const int status_top = 42, status_bottom = 64;
 const int view_top = 70, view_bottom = 710;  // the text and its bars, x 10 to 1270
 
-TEST_F(DemoPanelTest, WidgetsCanBeSeenAndClicksAndKeysChangeWhatIsDrawn) {
+TEST_F(DemoPanelTest, WidgetsCanBeSeenAndClicksChangeWhatIsDrawn) {
     program_t program = program_start(folder, {"-path", folder + "/store", "-demo"});
     Window window = window_wait();
     ASSERT_NE(window, 0u) << file_text(folder + "/stderr.txt");
@@ -49,49 +49,14 @@ TEST_F(DemoPanelTest, WidgetsCanBeSeenAndClicksAndKeysChangeWhatIsDrawn) {
     });
     EXPECT_GT(changed(before, clicked, 10, status_top, 400, status_bottom), 10);
 
-    // The check box loses its tick and the text its wrap: a horizontal bar appears.
-    EXPECT_GT(bright(clicked, 125, row_top + 5, 145, row_bottom - 5), 10);
-    program_click(program, window, 180, 23);
-    image_t unwrapped = grab_until(window, [](const image_t& i) {
-        return near_colour(i, 10, view_bottom - 16, 1250, view_bottom, 33, 33, 36) > 2000;
-    });
-    image_save(unwrapped, NEWSLOOM_BINARY_DIR "/demo_panel_unwrapped.png");
-    EXPECT_LT(bright(unwrapped, 125, row_top + 5, 145, row_bottom - 5), bright(clicked, 125, row_top + 5, 145, row_bottom - 5));
-    EXPECT_GT(near_colour(unwrapped, 10, view_bottom - 16, 1250, view_bottom, 33, 33, 36), 2000);
-
-    // Typed text shows in the box and in the line under the row.
-    program_click(program, window, 560, 23);
-    program_type(program, window, "Hello feeds");
-    program_keys(program, window, "BackSpace Return");
-    image_t typed = grab_until(window, [&](const image_t& i) {
-        return changed(unwrapped, i, 10, status_top, 1270, status_bottom) > 50;
-    });
-    image_save(typed, NEWSLOOM_BINARY_DIR "/demo_panel_typed.png");
-    EXPECT_GT(changed(unwrapped, typed, 440, row_top, 690, row_bottom), 50);
-    EXPECT_GT(changed(unwrapped, typed, 10, status_top, 1270, status_bottom), 50);
-
-    // The wheel scrolls the text once the text box lets go of the keyboard (a press
-    // elsewhere).
-    program_click(program, window, 640, 400);
-    program_input(program, window, "click 5 click 5");
-    image_t scrolled = grab_until(window, [&](const image_t& i) {
-        return changed(typed, i, 10, view_top, 1250, view_bottom - 16) > 1000;
-    });
-    EXPECT_GT(changed(typed, scrolled, 10, view_top, 1250, view_bottom - 16), 1000);
-
-    // The drop-down opens over the text, and its list chooses the titles' font.
+    // The drop-down's list opens over the text, on the overlay drawn last. What
+    // the widgets do with clicks, keys and the wheel, their own tests say.
     program_click(program, window, 340, 23);
     image_t open = grab_until(window, [&](const image_t& i) {
-        return changed(scrolled, i, 266, view_top - 30, 426, view_top + 60) > 500;
+        return changed(clicked, i, 266, view_top - 30, 426, view_top + 60) > 500;
     });
     image_save(open, NEWSLOOM_BINARY_DIR "/demo_panel_drop_down.png");
-    EXPECT_GT(changed(scrolled, open, 266, view_top - 30, 426, view_top + 60), 500);
-    program_click(program, window, 340, 88);
-    image_t titles = grab_until(window, [&](const image_t& i) {
-        return changed(open, i, 10, view_top + 100, 1250, view_bottom - 16) > 1000;
-    });
-    image_save(titles, NEWSLOOM_BINARY_DIR "/demo_panel_titles.png");
-    EXPECT_GT(changed(open, titles, 10, view_top + 100, 1250, view_bottom - 16), 1000);
+    EXPECT_GT(changed(clicked, open, 266, view_top - 30, 426, view_top + 60), 500);
 
     close_cleanly(&program, window);
 }

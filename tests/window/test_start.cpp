@@ -1,20 +1,24 @@
 // The program's start as main runs it, without a display, over the store files a
 // user's folder may hold.
 #include <gtest/gtest.h>
+#include <fcntl.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <string>
 
 #include "app/startup.h"
 #include "base/log.h"
+#include "file_support.h"
 #include "log_support.h"
 #include "views/panel_draw.h"
 
 static program_t start_program;  // far too large for the stack
 
 // A damaged newest file: the older file is loaded, the damaged one kept aside, and
-// the log panel opens on a paragraph that names both.
+// the log panel opens on a paragraph that names both, which standard error says
+// too (which files are kept and loaded, the store folder's tests say).
 TEST(Start, ADamagedNewestStoreOpensTheLogPanelOnAParagraph) {
     char pattern[] = "/tmp/newsloom_start_XXXXXX";
     ASSERT_NE(mkdtemp(pattern), nullptr);
@@ -37,13 +41,23 @@ TEST(Start, ADamagedNewestStoreOpensTheLogPanelOnAParagraph) {
     fputs("feed", f);
     fclose(f);
     u8* mark = log_test_mark(log_user);
-    ASSERT_TRUE(program_start(&start_program, 3, argv, &options));
+    std::string error_path = folder + "/stderr.txt";
+    fflush(stderr);
+    int saved_error = dup(2), error_file = open(error_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    ASSERT_GE(error_file, 0);
+    dup2(error_file, 2);
+    bool started = program_start(&start_program, 3, argv, &options);
+    fflush(stderr);
+    dup2(saved_error, 2);
+    close(saved_error);
+    close(error_file);
+    ASSERT_TRUE(started);
     EXPECT_EQ(start_program.panel.right_panel, panel_right_log);
     std::string said = log_test_since(log_user, mark);
-    EXPECT_NE(said.find("The store file " + damaged + " is damaged: it is cut short. It is kept as " + damaged +
-                        ".damaged.\nNewsloom started from the older store file " + store + "/feed_data_"),
-              std::string::npos)
-        << said;
+    const std::string paragraph = "The store file " + damaged + " is damaged: it is cut short. It is kept as " +
+                                  damaged + ".damaged.\nNewsloom started from the older store file " + store;
+    EXPECT_NE(said.find(paragraph), std::string::npos) << said;
+    EXPECT_NE(file_bytes(error_path).find(paragraph), std::string::npos) << file_bytes(error_path);
     program_shutdown(&start_program);
     ASSERT_EQ(system(("rm -rf '" + folder + "'").c_str()), 0);
 }

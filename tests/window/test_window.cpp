@@ -3,12 +3,8 @@
 // cleanly, and a context that can't be made is a clean exit with a message.
 #include <gtest/gtest.h>
 
-#include <sys/stat.h>
-
-#include <algorithm>
 #include <cstdlib>
 #include <string>
-#include <vector>
 
 #include "window/x_server_test.h"
 
@@ -142,29 +138,6 @@ TEST_F(WindowTest, NoFontsAtAllIsAWindowWithoutText) {
     stbi_image_free(pixels);
     close_cleanly(&program, window);
     EXPECT_NE(file_text(folder + "/log.txt").find("No font file for Verdana\n"), std::string::npos);
-}
-
-// A damaged newest store doesn't keep the program from starting: it is kept aside
-// whole, and standard error says so as well as the log panel.
-TEST_F(WindowTest, DamagedStoreIsKeptAsideAndTheProgramStarts) {
-    std::string store = folder + "/store";
-    ASSERT_EQ(mkdir(store.c_str(), 0755), 0);
-    std::string damaged = store + "/feed_data_20260101_000000.bin";
-    FILE* f = fopen(damaged.c_str(), "wb");
-    ASSERT_NE(f, nullptr);
-    fputs("not a store file at all", f);
-    fclose(f);
-    program_t program = program_start(folder, {"-path", store});
-    Window window = window_wait();
-    ASSERT_NE(window, 0u) << file_text(folder + "/stderr.txt");
-    close_cleanly(&program, window);
-    std::string said = file_text(folder + "/stderr.txt");
-    EXPECT_NE(said.find("The store file " + damaged + " is damaged"), std::string::npos) << said;
-    EXPECT_NE(said.find("It is kept as " + damaged + ".damaged."), std::string::npos) << said;
-    EXPECT_EQ(file_text(damaged + ".damaged"), "not a store file at all");
-    std::string files = command_output("ls '" + store + "'");
-    EXPECT_EQ(files.rfind("feed_data_20260101_000000.bin.damaged\nfeed_data_", 0), 0u) << files;
-    EXPECT_EQ(std::count(files.begin(), files.end(), '\n'), 2) << files;
 }
 
 }  // namespace
