@@ -56,7 +56,6 @@ TEST(Data, SubBlocksAndViews) {
     data_t sub = data_sub_block(&parent, 10, 0);
     EXPECT_EQ(sub.bytes, buffer + 8);
     EXPECT_EQ(sub.reserved, 10u);
-    EXPECT_EQ(sub.used, 0u);
     EXPECT_EQ(parent.used, 18u);
 
     data_t view = data_free_view(&parent);
