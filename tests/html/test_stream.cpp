@@ -109,7 +109,6 @@ TEST(Stream, CharacterSetPredicatesMatchTheirTables) {
 }
 
 TEST(Stream, MetaPrescan) {
-    std::string pad(1000, ' ');
     struct {
         std::string input;
         u32 encoding;
@@ -117,7 +116,6 @@ TEST(Stream, MetaPrescan) {
         {"<meta charset=utf-8>", encoding_utf_8},
         {"<meta charset=\"big5\" />", encoding_big5},
         {"<meta charset=utf-16>", encoding_utf_8},
-        {"<meta charset=utf-16be>", encoding_utf_8},
         {"<meta charset=x-user-defined>", encoding_windows_1252},
         {"<meta http-equiv=content-type content=\"text/html; charset=big5\">", encoding_big5},
         {"<META HTTP-EQUIV=\"Content-Type\" CONTENT=\"TEXT/HTML;  CHARSET=big5\">", encoding_big5},
@@ -139,7 +137,6 @@ TEST(Stream, MetaPrescan) {
         {"<?xml <meta charset=big5> ?><meta charset=koi8-r>", encoding_koi8_r},
         {"</p <meta charset=big5>><meta charset=koi8-r>", encoding_koi8_r},
         {"<p>no declaration</p>", encoding_none},
-        {pad + "<meta charset=big5>" + std::string(100, ' '), encoding_big5},
         // Cut by the limit: what the cut text gives.
         {std::string(1024 - 18, ' ') + "<meta charset=koi8-r>", encoding_koi8_r},
         {std::string(1024 - 19, ' ') + "<meta charset=koi8-r>", encoding_none},

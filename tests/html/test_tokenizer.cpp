@@ -366,10 +366,3 @@ TEST(Tokenizer, TooSmallBlockIsAnErrorNotAStop) {
     EXPECT_EQ(memory.used, 0u);
     data_free(&memory);
 }
-
-TEST(Tokenizer, ErrorsKeepTheTokensBeforeThem) {
-    parse_run_t run("<p>one</p><b>two\x01</b>");
-    EXPECT_EQ(run.error, html_tokenizer_error_invalid_text_character);
-    EXPECT_EQ(run.lines, "<p self_closing=false\ntext: one\n</ p\n<b self_closing=false\n");
-    EXPECT_EQ(run.tokens.token_count, 4u);
-}

@@ -196,9 +196,4 @@ TEST(Tree, Tables) {
     EXPECT_EQ(html_element_lookup((const u8*)"invalid", 7), html_element_invalid);
     EXPECT_EQ(html_element_lookup((const u8*)"bb", 2), html_element_invalid);
     EXPECT_EQ(html_attribute_lookup((const u8*)"Class", 5), html_attribute_invalid);
-    EXPECT_TRUE(html_attribute_allowed(html_element_p, html_attribute_onclick));
-    EXPECT_TRUE(html_attribute_allowed(html_element_td, html_attribute_colspan));
-    EXPECT_FALSE(html_attribute_allowed(html_element_tr, html_attribute_colspan));
-    EXPECT_TRUE(html_attribute_allowed(html_element_canvas, html_attribute_height));
-    EXPECT_FALSE(html_attribute_allowed(html_element_template, html_attribute_height));
 }
