@@ -160,8 +160,6 @@ TEST_F(ImageQueries, EachReplyEndsInItsState) {
         // Bottom row first: blue, then red.
         EXPECT_EQ(0, memcmp(query->image.bytes, picture + 12, 12));
         EXPECT_EQ(0, memcmp(query->image.bytes + 12, picture, 12));
-        EXPECT_EQ(query->pixels.bytes, nullptr);
-        EXPECT_EQ(query->texture, 0u);
     }
     // The undecodable file is still asked for by its view, and nothing new starts.
     EXPECT_EQ(get(7, cases[4].address), slots[4]);
@@ -275,7 +273,6 @@ TEST_F(ImageQueries, RemovingAnEntryReleasesItsSlotsEvenWhileOneLoads) {
     EXPECT_EQ(kept->state, image_state_loaded);
     // The worker still has the stalled one: it stays until its job ends.
     EXPECT_EQ(stalled->state, image_state_loading);
-    EXPECT_EQ(stalled->remove, 1u);
     image_queries_sweep();
     EXPECT_EQ(stalled->state, image_state_loading);
     EXPECT_EQ(log_test_since(log_user, log_start), "");
@@ -284,7 +281,6 @@ TEST_F(ImageQueries, RemovingAnEntryReleasesItsSlotsEvenWhileOneLoads) {
     image_queries_sweep();
     image_queries_sweep();
     EXPECT_EQ(stalled->state, image_state_free);
-    EXPECT_EQ(stalled->remove, 0u);
     std::string log = log_test_since(log_user, log_start);
     EXPECT_EQ(text_count(log, "/stall"), 1u) << log;
     EXPECT_EQ(get(9, image_server.address("/stall"), false), nullptr);
