@@ -390,9 +390,14 @@ void window_apply_cursor(window_t* window, u32 kind) {
     ASSERT(kind < window_cursor_count);
     static const int shapes[window_cursor_count] = {GLFW_ARROW_CURSOR, GLFW_HAND_CURSOR, GLFW_IBEAM_CURSOR,
                                                     GLFW_VRESIZE_CURSOR, GLFW_HRESIZE_CURSOR};
-    if (!window->cursors[kind] && window->handle) window->cursors[kind] = glfwCreateStandardCursor(shapes[kind]);
-    // A shape the system doesn't have leaves the cursor as it was.
-    if (window->cursors[kind]) window_set_cursor(window, window->cursors[kind]);
+    // A shape the system doesn't have is asked for once and leaves the cursor as it was.
+    static char refused;
+    if (!window->cursors[kind] && window->handle) {
+        GLFWcursor* made = glfwCreateStandardCursor(shapes[kind]);
+        if (!made) log_write_c_string(log_graphics, "The system has no standard cursor of one shape; it isn't shown.\n");
+        window->cursors[kind] = made ? (void*)made : (void*)&refused;
+    }
+    if (window->cursors[kind] && window->cursors[kind] != &refused) window_set_cursor(window, window->cursors[kind]);
 }
 
 void window_set_swap_interval(i32 interval) {
