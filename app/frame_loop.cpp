@@ -73,7 +73,7 @@ static u32 icon_texture_create(renderer_t* render, atlas_t* icons) {
                                         (u32)icons->channels, texture_linear);
     }
     if (!texture) {
-        icons->pixels = nullptr;
+        atlas_free(icons);
         log_paragraph_start(log_user);
         log_write_c_string(log_user, "The widgets' icons could not be made into a texture; they are not shown.");
     }

@@ -22,6 +22,7 @@ atlas_t atlas_create(const atlas_source_t* images, u32 count, u32 channels) {
     if (!block.bytes) return atlas_t{nullptr, 0, 0, nullptr, channels};  // no strip: its users draw none
     atlas.pixels = block.bytes;
     atlas.images = (f32*)(block.bytes + pixel_bytes);
+    atlas.block_size = block.reserved;
 
     u8 scaled[atlas_image_capacity];
     bytes_zero(scaled, sizeof(scaled));
@@ -45,6 +46,12 @@ atlas_t atlas_create(const atlas_source_t* images, u32 count, u32 channels) {
         x += image->target_width;
     }
     return atlas;
+}
+
+void atlas_free(atlas_t* atlas) {
+    data_t block = data_make(atlas->block_size, 0, atlas->pixels);
+    data_free(&block);
+    *atlas = atlas_t{nullptr, 0, 0, nullptr, atlas->channels, 0};
 }
 
 atlas_t icon_atlas_create() {

@@ -9,6 +9,7 @@ struct atlas_t {
     u32 width, height;
     f32* images;  // per image: lower corner u, v and upper corner u, v; zeros for one that failed
     u64 channels;
+    u64 block_size;  // of the one block that holds pixels and images
 };
 
 struct atlas_source_t {
@@ -23,6 +24,9 @@ constexpr u32 atlas_image_capacity = 65536;
 // The images stand on row 0 from x 0 in the order given. One that can't be scaled
 // (no size, or more than atlas_image_capacity bytes) is left out and takes no room.
 atlas_t atlas_create(const atlas_source_t* images, u32 count, u32 channels);
+
+// Gives the strip's memory back; the atlas then holds no strip.
+void atlas_free(atlas_t* atlas);
 
 // The widgets' icons, in the atlas' order.
 enum : u32 {
