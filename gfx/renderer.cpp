@@ -319,7 +319,8 @@ static void corner_colours_pack(const colour_t* corner_colours, colour_t colour,
     }
     for (u32 i = 0; i < 4; i++) {
         colour_t corner = corner_colours[i];
-        out[i] = colour_pack_inline(colour_t{corner.r * colour.r, corner.g * colour.g, corner.b * colour.b, corner.a * colour.a});
+        out[i] = colour_pack_inline(
+            colour_t{corner.r * colour.r, corner.g * colour.g, corner.b * colour.b, corner.a * colour.a});
     }
 }
 
@@ -640,7 +641,8 @@ static void text_expand(batch_t* batch, batch_command_t* command, ascii_glyphs_t
     run.atlas_size = atlas_size_of(run.font);
     const u8* p = batch->text.bytes + command->text_offset;
     // No more glyphs than bytes; the vertices and the indices share the room.
-    u32 room = min_of((batch->vertex_capacity - batch->vertex_count) / 4, (batch->index_capacity - batch->index_count) / 5);
+    u32 room =
+        min_of((batch->vertex_capacity - batch->vertex_count) / 4, (batch->index_capacity - batch->index_count) / 5);
     if (room >= command->text_length) {
         text_expand_glyphs<false>(&run, p, p + command->text_length, room);
     } else {

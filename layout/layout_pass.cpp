@@ -29,7 +29,8 @@ void layout_create(layout_t* layout, data_t* memory, font_set_t* fonts, rect_t r
     layout->pen_x = layout->line_start_x = layout->max_x = layout->padding_left;
     layout->wrap_width = layout_no_wrap;
     layout->colour = colour_white;
-    layout->items = (layout_item_t*)(memory->bytes + memory->used + align_padding((u64)(memory->bytes + memory->used), 8));
+    u8* end = memory->bytes + memory->used;
+    layout->items = (layout_item_t*)(end + align_padding((u64)end, 8));
 }
 
 // What every building pass and the replay of layout_end start from.

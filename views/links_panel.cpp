@@ -148,7 +148,8 @@ void draw_links(app_t* app, reader_t* reader, rect_t rect) {
     panel_t* panel = app->panel;
     const data_t name = data_literal("Name:"), executable = data_literal("Executable:");
     const data_t os_default = data_literal("Get OS default"), open_all = data_literal("Open all");
-    const data_t remove_all = data_literal("Remove all"), queue_label = data_literal("Queue links and open them all later.");
+    const data_t remove_all = data_literal("Remove all");
+    const data_t queue_label = data_literal("Queue links and open them all later.");
     links_measures_t m = {};
     m.height = ceilf(button_height(ui, 1));
     m.name_label = label_width(ui, name);

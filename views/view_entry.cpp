@@ -168,7 +168,8 @@ static void entry_parse_report(u8* mark, data_t* scratch) {
     if (copy.used) {
         log_write(log_user, copy);
     } else {
-        log_write_c_string(log_user, "This entry's HTML needs more memory than was foreseen; it is shown as plain text.");
+        log_write_c_string(log_user,
+                           "This entry's HTML needs more memory than was foreseen; it is shown as plain text.");
     }
     scratch->used = saved;
 }

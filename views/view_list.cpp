@@ -71,7 +71,8 @@ struct entry_filter_t {
         u64 all = ~0ull;
         for (u64 word : words) all &= word;
         if (all != ~0ull) return false;
-        *passed += (lanes_t)((generation - generation_min <= generation_span) & ((kind & deleted_mask) == deleted_value));
+        *passed +=
+            (lanes_t)((generation - generation_min <= generation_span) & ((kind & deleted_mask) == deleted_value));
         return true;
     }
 };
@@ -149,7 +150,8 @@ static void key_step(panel_t* panel, const list_walk_t& walk, bool down) {
         panel->selected_entry = down ? walk.first_entry(feed) : walk.last_entry(feed);
         return;
     }
-    entry_t* entry = down ? walk.next_entry(feed, panel->selected_entry) : walk.previous_entry(feed, panel->selected_entry);
+    entry_t* entry =
+        down ? walk.next_entry(feed, panel->selected_entry) : walk.previous_entry(feed, panel->selected_entry);
     if (!entry) {
         feed_t* other = down ? walk.next_feed(feed, false) : walk.previous_feed(feed, false);
         if (other) {

@@ -47,7 +47,8 @@ void draw_menu_left(app_t* app, reader_t* reader, rect_t rect) {
     const data_t show_empty = data_literal("Show empty");
     const font_t* face = ui_font(ui, 1);
     f32 box_size = face->size;
-    f32 text_width = ceilf(layout_get_single_line_size(face, show_empty.bytes, show_empty.used, codepoint_invalid).width);
+    f32 text_width =
+        ceilf(layout_get_single_line_size(face, show_empty.bytes, show_empty.used, codepoint_invalid).width);
     f32 check_x = x - 2 + 10;
     f32 check_y = roundf(y0 + (height - box_size) / 2);
     rect_t check = {check_x, check_y, check_x + box_size + 4 + text_width, check_y + box_size};
@@ -139,7 +140,8 @@ void draw_left_panel(app_t* app, reader_t* reader, rect_t rect) {
 
     f32 height = rect_height(rect);
     f32 total = list_total_height(counts);
-    bool inside = ui->mouse[0] >= rect.x0 && ui->mouse[0] < rect.x1 && ui->mouse[1] >= rect.y0 && ui->mouse[1] < rect.y1;
+    bool inside =
+        ui->mouse[0] >= rect.x0 && ui->mouse[0] < rect.x1 && ui->mouse[1] >= rect.y0 && ui->mouse[1] < rect.y1;
     list_scroll_update(panel, counts, height, inside ? ui->input.wheel : 0);
     f32 right = rect.x1;
     if (total > height) {
@@ -174,7 +176,8 @@ void draw_left_panel(app_t* app, reader_t* reader, rect_t rect) {
         rect_t feed_row = {block.x0, block.y1 - list_feed_row_height, block.x1, block.y1};
         rect_t feed_text = {block.x0 + 3, block.y1 - 22, block.x1 - 3, block.y1 - 2};
         if (feed_text.y1 > rect.y0 && feed_text.y0 < rect.y1) {
-            feed_drawn.text = list_row_text(app, layer, feed_text, feed_is_deleted(feed), updating != 0, feed_title(feed), 2);
+            feed_drawn.text =
+                list_row_text(app, layer, feed_text, feed_is_deleted(feed), updating != 0, feed_title(feed), 2);
         }
         if (drawn && drawn_count < drawn_capacity) drawn[drawn_count++] = feed_drawn;
         if (list_row_pressed(ui, pair_push(UI_ID(), (i64)(uintptr_t)feed), feed_row)) list_select(app, feed, nullptr);
@@ -193,9 +196,11 @@ void draw_left_panel(app_t* app, reader_t* reader, rect_t rect) {
             row_top -= list_entry_row_height;
             u32 parity = index++ & 1;
             if (row.y0 >= rect.y1) continue;
-            list_drawn_row_t entry_drawn = {entry, ui_draw_rect(layer, row, list_entry_colours[parity]), {0, draw_handle_none}};
+            list_drawn_row_t entry_drawn = {entry, ui_draw_rect(layer, row, list_entry_colours[parity]),
+                                            {0, draw_handle_none}};
             rect_t text_rect = {row.x0 + 3, row.y0 + 2, row.x1 - 3, row.y1 - 2};
-            entry_drawn.text = list_row_text(app, layer, text_rect, entry_is_deleted(entry), false, entry_title(entry), 1);
+            entry_drawn.text =
+                list_row_text(app, layer, text_rect, entry_is_deleted(entry), false, entry_title(entry), 1);
             if (drawn && drawn_count < drawn_capacity) drawn[drawn_count++] = entry_drawn;
             if (list_row_pressed(ui, pair_push(UI_ID(), (i64)(uintptr_t)entry), row)) list_select(app, feed, entry);
         }

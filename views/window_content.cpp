@@ -30,7 +30,10 @@
 #include "views/panel_draw.h"
 
 extern const char help_text[] =
-    "The left panel displays a list of feeds and their entries. They are grouped by «generations», which are more or less a run of the program. By default only the last generation will be displayed (any feeds or entries that were added in the last run of the program and that you didn't delete), and you can use the buttons at the top to configure the generation range.\n"
+    "The left panel displays a list of feeds and their entries. They are grouped by «generations», which are more or "
+    "less a run of the program. By default only the last generation will be displayed (any feeds or entries that were "
+    "added in the last run of the program and that you didn't delete), and you can use the buttons at the top to "
+    "configure the generation range.\n"
     "\n"
     "[ | ] Set the generation to the minimun <S>.\n"
     "[ -] ] Decrease the generation minimum, but keeps the generation maximum. <Shift + NumPad->.\n"
@@ -40,16 +43,25 @@ extern const char help_text[] =
     "[ [+ ] Increase the generation maximum, but keeps the generation minimum. <Shift + NumPad+>.\n"
     "[ | ] Set the generation to the maximum <E>.\n"
     "\n"
-    "You can use [Show empty] to display feeds that don't contain any entries, and the dropdown list to display deleted entries.\n"
+    "You can use [Show empty] to display feeds that don't contain any entries, and the dropdown list to display "
+    "deleted entries.\n"
     "\n"
-    "Use <Up arrow>, <Down arrow>, <Page up>, <Page down> to select a feed or entry, <Return> to open the link from the selected entry, <Delete> to remove the selected entry, <Shift + Delete> to remove the selected feed, <Backspace> to restore the selected entry or feed, <Shift + Backspace> to restore the selected feed and its entries.\n"
+    "Use <Up arrow>, <Down arrow>, <Page up>, <Page down> to select a feed or entry, <Return> to open the link from "
+    "the selected entry, <Delete> to remove the selected entry, <Shift + Delete> to remove the selected feed, "
+    "<Backspace> to restore the selected entry or feed, <Shift + Backspace> to restore the selected feed and its "
+    "entries.\n"
     "\n"
     "\n"
-    "The right panel displays feed information, entry content or some configuration. The feed display gives some options (depending on the type of feed, RSS or Atom) and which configuration to use to open links. You can setup those configurations in the [Links F3] panel.\n"
+    "The right panel displays feed information, entry content or some configuration. The feed display gives some "
+    "options (depending on the type of feed, RSS or Atom) and which configuration to use to open links. You can setup "
+    "those configurations in the [Links F3] panel.\n"
     "\n"
-    "Deleted feed and entries can be restored, but will be completly lost when the application closes. The application will not update the feed list on startup, you need to use one of the update button at the top. There is no need to manually save, the application will save on exit. The save button is there for testing.\n"
+    "Deleted feed and entries can be restored, but will be completly lost when the application closes. The application "
+    "will not update the feed list on startup, you need to use one of the update button at the top. There is no need "
+    "to manually save, the application will save on exit. The save button is there for testing.\n"
     "\n"
-    "You can pass \"-path some_path\" as an argument to the program to use a different storage path. By default it's a \"newsloom\" folder in the $XDG_CONFIG_HOME folder, or in ~/.config when that isn't set.";
+    "You can pass \"-path some_path\" as an argument to the program to use a different storage path. By default it's a "
+    "\"newsloom\" folder in the $XDG_CONFIG_HOME folder, or in ~/.config when that isn't set.";
 
 // The split between the sides, made on the first frame.
 static splitter_t window_splitter;
