@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "file_support.h"
+#include "log_support.h"
 #include "net/feed_server.h"
 #include "window/screen.h"
 #include "window/x_server_test.h"
@@ -80,11 +81,7 @@ inline bool add_feed_shown(const image_t& i) {
            near_colour(i, 470, 200, 1100, 215, 64, 64, 64) > 5000;
 }
 
-inline int count_of(const std::string& text, const std::string& part) {
-    int count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) count++;
-    return count;
-}
+inline int count_of(const std::string& text, const std::string& part) { return (int)text_count(text, part); }
 
 class e2e_test_t : public x_server_test_t {
 protected:

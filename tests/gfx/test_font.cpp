@@ -21,10 +21,7 @@
 namespace {
 
 u32 log_lines_containing(u64 channel, u8* mark, const char* words) {
-    std::string text = log_test_since(channel, mark);
-    u32 count = 0;
-    for (size_t at = text.find(words); at != std::string::npos; at = text.find(words, at + 1)) count++;
-    return count;
+    return (u32)text_count(log_test_since(channel, mark), words);
 }
 
 std::string to_utf8(const std::u32string& text) {
@@ -37,6 +34,15 @@ std::string to_utf8(const std::u32string& text) {
         utf8.append((const char*)bytes, length);
     }
     return utf8;
+}
+
+// More glyphs than a first atlas of 512 by 256 holds: ASCII, Latin-1 and Cyrillic.
+std::u32string latin_and_cyrillic() {
+    std::u32string many;
+    for (u32 c = 0x21; c < 0x7F; c++) many += (char32_t)c;
+    for (u32 c = 0xC0; c < 0x100; c++) many += (char32_t)c;
+    for (u32 c = 0x410; c < 0x450; c++) many += (char32_t)c;
+    return many;
 }
 
 // A private set on the test faces, so that tests can shrink its atlas.
@@ -168,11 +174,7 @@ TEST(Font, AFullAtlasReusesItsOldestShelvesWithoutDrawingAWrongGlyph) {
 // their own glyphs in the larger atlas.
 TEST(Font, QuadsMadeBeforeTheAtlasGrowsInAFrameKeepTheirGlyphs) {
     private_set_t p(4096, 0);
-    std::u32string many;
-    for (u32 c = 0x21; c < 0x7F; c++) many += (char32_t)c;
-    for (u32 c = 0xC0; c < 0x100; c++) many += (char32_t)c;
-    for (u32 c = 0x410; c < 0x450; c++) many += (char32_t)c;
-    for (u32 c = 0x21; c < 0x7F; c++) many += (char32_t)c;  // ASCII met again after growing
+    std::u32string many = latin_and_cyrillic() + latin_and_cyrillic().substr(0, 0x7F - 0x21);  // ASCII met again
     EXPECT_GT(draw_and_check_sources(&p.set, 1, {U"Wg\u0416", many}), 300u);
     EXPECT_GT(p.set.fonts[1].atlas->height, 256);  // it grew, from 512 by 256
 }
@@ -202,11 +204,7 @@ TEST(Font, AnAtlasWhoseTextureIsRefusedHidesItsTextUntilItGrows) {
     EXPECT_EQ(render.textures_created, 1u);
     EXPECT_EQ(log_lines_containing(log_user, mark, "could not be made into a texture"), 1u);
 
-    std::u32string many;
-    for (u32 c = 0x21; c < 0x7F; c++) many += (char32_t)c;
-    for (u32 c = 0xC0; c < 0x100; c++) many += (char32_t)c;
-    for (u32 c = 0x410; c < 0x450; c++) many += (char32_t)c;
-    EXPECT_EQ(drawn_fonts(to_utf8(many)), (std::vector<u32>{0, 1}));
+    EXPECT_EQ(drawn_fonts(to_utf8(latin_and_cyrillic())), (std::vector<u32>{0, 1}));
     EXPECT_GT(p.set.fonts[0].atlas->height, 256);
     EXPECT_EQ(render.textures_created, 2u);
 }

@@ -10,6 +10,7 @@
 #include "base/log.h"
 #include "layout/fixed_font.h"
 #include "layout/layout.h"
+#include "log_support.h"
 
 namespace {
 
@@ -328,12 +329,6 @@ TEST(LayoutPass, OnlySizeMeasuresUntilTheBarsAreKnown) {
     data_free(&memory);
 }
 
-u32 occurrences(const std::string& text, const std::string& part) {
-    u32 count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) count++;
-    return count;
-}
-
 TEST(LayoutPass, ContentBeyondTheMemoryIsLeftOutWithOneLine) {
     const std::string message = "more than its memory can lay out";
     log_channel_t* user = log_channel(log_user);
@@ -378,7 +373,7 @@ TEST(LayoutPass, ContentBeyondTheMemoryIsLeftOutWithOneLine) {
         EXPECT_EQ(item->text.line_count, c.lines) << c.name;
     }
     std::string after((const char*)user->text.bytes, user->text.used);
-    EXPECT_EQ(occurrences(after, message), occurrences(before, message) + 1);
+    EXPECT_EQ(text_count(after, message), text_count(before, message) + 1);
 }
 
 TEST(LayoutPassDeath, ADescriptionThatChangesBetweenPassesTraps) {

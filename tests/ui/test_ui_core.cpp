@@ -47,11 +47,6 @@ TEST(Pair, Relations) {
     EXPECT_FALSE(pair_is_empty(sites[2]));
 }
 
-TEST(PairDeathTest, PushOnFullOrEmptyTraps) {
-    EXPECT_DEATH(pair_push(id_of({1, 2, 3, 4}), 5), "");
-    EXPECT_DEATH(pair_push(pair_t{}, 5), "");
-}
-
 // A minimal widget in the shape of the button's logic.
 u32 clickable(ui_t* ui, pair_t id, rect_t rect) {
     if (ui_hit_test(ui, id, rect)) ui_hot_take(ui, id);
@@ -220,14 +215,6 @@ TEST(UiModes, HalfPassesRunOnlyInTheirMode) {
         ui_half_end(&h.ui, saved);
         EXPECT_EQ(ui_mode_is_live(&h.ui), c.mode < 3);
     }
-}
-
-TEST(UiDispatchDeathTest, FractionalRectanglesTrap) {
-    ui_harness_t h;
-    h.frame();
-    EXPECT_TRUE(ui_dispatch_begin(&h.ui, rect_t{0, 0, 10, 10}));
-    EXPECT_FALSE(ui_dispatch_begin(&h.ui, rect_t{700, 0, 710, 10}));  // outside the clip
-    EXPECT_DEATH(ui_dispatch_begin(&h.ui, rect_t{0, 0, 10.5f, 10}), "");
 }
 
 TEST(UiOwners, DuplicatesAndAnEleventhAreDropped) {

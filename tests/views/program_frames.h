@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "app/startup.h"
+#include "file_support.h"
 #include "store/feed_merge.h"
 #include "views/view_list.h"
 
@@ -48,6 +49,16 @@ protected:
         }
         data_clear(&program.app.scratch);
         return feed;
+    }
+    // Corpus documents merged as feeds of their own, in a run whose generation the
+    // list shows, with the selection's panel on the right.
+    void merge_corpus(std::initializer_list<const char*> names, feed_t** feeds) {
+        for (const char* name : names) {
+            *feeds = merge(read_test_file(name), std::string("http://example.test/") + name);
+            ASSERT_NE(*feeds++, nullptr) << name;
+        }
+        program.panel.generation_min = program.panel.generation_max = program.reader.generation;
+        program.panel.right_panel = panel_right_selection;
     }
     // The feed's entry at `index` in slot order, or null.
     entry_t* entry_of(feed_t* feed, u32 index = 0) {

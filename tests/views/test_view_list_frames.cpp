@@ -22,13 +22,7 @@ protected:
 
     void SetUp() override {
         start(1280, 720);
-        const char* names[2] = {"feeds/EMarley.rss", "feeds/zones.rss"};
-        for (u32 i = 0; i < 2; i++) {
-            feeds[i] = merge(read_test_file(names[i]), std::string("http://example.test/") + names[i]);
-            ASSERT_NE(feeds[i], nullptr);
-        }
-        program.panel.generation_min = program.panel.generation_max = program.reader.generation;
-        program.panel.right_panel = panel_right_selection;
+        merge_corpus({"feeds/EMarley.rss", "feeds/zones.rss"}, feeds);
         frame();
     }
     std::string title(data_t text, u64 length) { return to_string(text).substr(0, length); }

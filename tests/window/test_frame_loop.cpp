@@ -11,7 +11,8 @@
 #include "app/startup.h"
 #include "base/log.h"
 #include "image/image_query.h"
-#include "window/finished_download.h"
+#include "log_support.h"
+#include "views/program_frames.h"
 
 namespace {
 
@@ -20,35 +21,25 @@ const char feed_document[] =
     "<link>http://example.com/</link><item><title>\xD0\x96\xD1\x83\xD0\xBA</title><guid>one</guid>"
     "<pubDate>Mon, 23 Nov 2026 00:00:00 GMT</pubDate></item></channel></rss>";
 
-class FrameLoop : public testing::Test {
-protected:
-    static inline program_t program;
-    std::string folder;
-    std::string path_argument;
-    u8* log_position = nullptr;
+// A download that finished with `document` as its body, put in a slot of the
+// program's queries for the next frame to drain and merge as a new feed.
+query_t* finished_download(program_t* program, const char* address, const std::string& document) {
+    query_t* query = &program->queries[7];
+    query->address = query_address_copy(data_from_size(strlen(address), address));
+    query->feed_id = query_new_feed;
+    query->data = data_allocate(document.size());
+    memcpy(query->data.bytes, document.data(), document.size());
+    query->data.used = document.size();
+    query->state = query_state_finished;
+    return query;
+}
 
+class FrameLoop : public ProgramFrames {
+protected:
+    u8* log_position = nullptr;
     void SetUp() override {
-        char pattern[] = "/tmp/newsloom_frames_XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        folder = pattern;
-        path_argument = folder + "/store";
-        char* argv[] = {(char*)"newsloom", (char*)"-path", path_argument.data(), nullptr};
-        program_options_t options = {1, 640, 480};
-        ASSERT_TRUE(program_start(&program, 3, argv, &options));
-        log_position = data_end(log_channel(log_main)->text);
-    }
-    void TearDown() override {
-        program_shutdown(&program);
-        ASSERT_EQ(system(("rm -rf '" + folder + "'").c_str()), 0);
-    }
-    std::string main_log_since_start() {
-        data_t text = {};
-        text.reserved = 1 << 16;
-        text.bytes = new u8[text.reserved];
-        log_copy_since(log_main, log_position, &text);
-        std::string log((const char*)text.bytes, text.used);
-        delete[] text.bytes;
-        return log;
+        start(640, 480);
+        log_position = log_test_mark(log_main);
     }
 };
 
@@ -76,7 +67,7 @@ TEST_F(FrameLoop, AFrameMergesAFinishedDownloadAndDrawsItsNewCharacters) {
         EXPECT_NE(glyph->id, font_glyph(&fonts->fonts[1], 0xFFFD)->id);
     }
     EXPECT_EQ(font_glyph(&fonts->fonts[1], 0x416)->state, glyph_baked);
-    std::string log = main_log_since_start();
+    std::string log = log_test_since(log_main, log_position);
     EXPECT_NE(log.find("\nFrame start: " + std::to_string(frames_before) + "\n"), std::string::npos) << log;
 }
 

@@ -2,6 +2,9 @@
 // Mesa's software GL, and the helpers that run the program and talk to its window.
 #pragma once
 
+// Before Xlib, whose macros (Bool, Status) no other header expects.
+#include "file_support.h"
+
 #include <X11/Xlib.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -148,14 +151,8 @@ inline bool file_wait(const std::string& path, double seconds) {
 }
 
 inline std::string command_output(const std::string& command) {
-    std::string output;
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe) return output;
-    char buffer[256];
-    size_t n;
-    while ((n = fread(buffer, 1, sizeof(buffer), pipe)) > 0) output.append(buffer, n);
-    pclose(pipe);
-    return output;
+    int status = 0;
+    return run_command(command, &status);
 }
 
 inline Window window_find(const std::string& title) {
@@ -180,16 +177,8 @@ inline bool window_send_close(Window window) {
     return sent != 0;
 }
 
-inline std::string file_text(const std::string& path) {
-    std::string text;
-    FILE* f = fopen(path.c_str(), "rb");
-    if (!f) return text;
-    char buffer[4096];
-    size_t n;
-    while ((n = fread(buffer, 1, sizeof(buffer), f)) > 0) text.append(buffer, n);
-    fclose(f);
-    return text;
-}
+// A file's text, or nothing when it isn't there.
+inline std::string file_text(const std::string& path) { return file_bytes(path); }
 
 // True while the program's main thread waits for input in the window's own wait:
 // a poll without a time-out on the X connection and its wake-up pipe. Its other
