@@ -3,6 +3,7 @@
 // take exactly their own columns.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -131,33 +132,39 @@ TEST(ImageResize, GammaComesAfterTheMeanAndSwapAfterBoth) {
     EXPECT_EQ(two.pixels, (std::vector<u8>{10, 20}));
 }
 
+// Each icon is a square right behind the one before it, the strip as wide as all of
+// them and as high as the tallest.
 TEST(IconAtlas, IconsStandSideBySideInTheirOwnColumns) {
     atlas_t atlas = icon_atlas_create();
-    const u32 sizes[icon_count] = {12, 10, 16, 14, 10, 14, 10};
-    ASSERT_EQ(atlas.width, 86u);
-    ASSERT_EQ(atlas.height, 16u);
     EXPECT_EQ(atlas.channels, 1u);
-    u32 x = 0;
+    auto column_of = [&](f32 u) { return (u32)std::lround(u * atlas.width); };
+    u32 x = 0, tallest = 0;
     for (u32 i = 0; i < icon_count; i++) {
         const f32* uv = atlas.images + 4 * i;
-        EXPECT_FLOAT_EQ(uv[0], (f32)x / 86) << i;
+        u32 left = column_of(uv[0]), right = column_of(uv[2]);
+        u32 height = (u32)std::lround(uv[3] * atlas.height);
+        EXPECT_EQ(left, x) << i;
         EXPECT_EQ(uv[1], 0) << i;
-        EXPECT_FLOAT_EQ(uv[2] * 86, (f32)(x + sizes[i])) << i;
-        EXPECT_FLOAT_EQ(uv[3] * 16, (f32)sizes[i]) << i;
+        EXPECT_EQ(right - left, height) << i;
         // Below a smaller icon the strip stays empty.
-        for (u32 row = sizes[i]; row < 16; row++) {
-            for (u32 column = x; column < x + sizes[i]; column++) {
-                EXPECT_EQ(atlas.pixels[row * 86 + column], 0) << i << " at " << column << ", " << row;
+        for (u32 row = height; row < atlas.height; row++) {
+            for (u32 column = left; column < right; column++) {
+                EXPECT_EQ(atlas.pixels[row * atlas.width + column], 0) << i << " at " << column << ", " << row;
             }
         }
-        x += sizes[i];
+        x = right;
+        tallest = std::max(tallest, height);
     }
+    EXPECT_EQ(atlas.width, x);
+    EXPECT_EQ(atlas.height, tallest);
     // The 10 by 10 check mark is the mask scaled alone: exactly its 10 columns.
+    u32 left = column_of(atlas.images[4 * icon_check_10]);
     resized_t check = resize(std::vector<u8>(icon_mask_check, icon_mask_check + icon_mask_bytes), 64, 64, 1, 10);
     ASSERT_EQ(check.width, 10u);
     for (u32 row = 0; row < 10; row++) {
         for (u32 column = 0; column < 10; column++) {
-            EXPECT_EQ(atlas.pixels[row * 86 + 12 + column], check.pixels[row * 10 + column]) << column << ", " << row;
+            EXPECT_EQ(atlas.pixels[row * atlas.width + left + column], check.pixels[row * 10 + column])
+                << column << ", " << row;
         }
     }
 }
