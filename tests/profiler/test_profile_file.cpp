@@ -96,7 +96,6 @@ TEST(ProfileRead, DamagedFilesAreRefusedWithWhatIsWrong) {
     uint64_t sixteen = 16, eighteen = 18;
     uint32_t collapsed_zone_begin = 1 | 0x100;
     std::vector<damage_t> damages = {
-        {"empty", "", "shorter than the 40-byte header"},
         {"header cut", good.substr(0, 39), "shorter than the 40-byte header"},
         {"magic", "XROF" + good.substr(4), "doesn't start with \"PROF\""},
         {"version", with(4, &two, 4), "version isn't 1"},
