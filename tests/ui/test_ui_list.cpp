@@ -40,11 +40,11 @@ struct list_fixture_t {
         rect_t l = h.ui.modal_rect;
         h.move(l.x0 + 20, l.y1 - 3 - (f32)r * row - row / 2);
     }
-    void click() {
+    void click(const std::function<void()>& more = [] {}) {
         h.press();
-        frame();
+        frame(more);
         h.release();
-        frame();
+        frame(more);
     }
 };
 
@@ -115,10 +115,7 @@ TEST(UiDropDown, ThePressThatClosesItReachesNoOtherWidget) {
         clicks += ui_button(&f.h.ui, beside, beside_rect, data_literal("Beside"), 0);
     };
     f.h.move(175, 312);
-    f.h.press();
-    f.frame(buttons);
-    f.h.release();
-    f.frame(buttons);
+    f.click(buttons);
     f.h.move(150, 260);
     f.frame(buttons);
     EXPECT_FALSE(ui_is_hot(&f.h.ui, under));  // shielded by the list
@@ -131,26 +128,19 @@ TEST(UiDropDown, ThePressThatClosesItReachesNoOtherWidget) {
     f.h.release();
     f.frame(buttons);
     EXPECT_EQ(clicks, 0u);
-    f.h.press();  // the next click works again
-    f.frame(buttons);
-    f.h.release();
-    f.frame(buttons);
+    f.click(buttons);  // the next click works again
     EXPECT_EQ(clicks, 1u);
 }
 
 TEST(UiDropDown, ARowPressedOutsideThePanelsClipKeepsTheMouse) {
     list_fixture_t f;
-    auto frame = [&] {
-        f.h.frame([&] {
-            ui_set_clip(&f.h.ui, rect_t{0, 280, 640, 480});  // the panel holds the field, not the list
-            ui_drop_down(&f.h.ui, f.id, f.field, f.items.data(), f.items.size(), &f.selected, 0);
-        });
+    auto content = [&] {
+        ui_set_clip(&f.h.ui, rect_t{0, 280, 640, 480});  // the panel holds the field, not the list
+        ui_drop_down(&f.h.ui, f.id, f.field, f.items.data(), f.items.size(), &f.selected, 0);
     };
+    auto frame = [&] { f.h.frame(content); };
     f.h.move(175, 312);
-    f.h.press();
-    frame();
-    f.h.release();
-    frame();
+    f.h.click(content);
     f.move_to_row(1);
     f.h.press();
     frame();
@@ -216,9 +206,8 @@ TEST(UiListBox, AClickChoosesAndTheWheelScrolls) {
     pair_t id = UI_ID();
     rect_t rect = {10, 10, 210, 110};
     u32 chosen = 0;
-    auto frame = [&] {
-        f.h.frame([&] { chosen += ui_list_box(&f.h.ui, id, rect, f.items.data(), f.items.size(), &f.selected, 0); });
-    };
+    auto content = [&] { chosen += ui_list_box(&f.h.ui, id, rect, f.items.data(), f.items.size(), &f.selected, 0); };
+    auto frame = [&] { f.h.frame(content); };
     frame();
     EXPECT_EQ(f.h.text_of(f.h.text, 0), "One");
     f.h.move(50, 60);
@@ -229,19 +218,13 @@ TEST(UiListBox, AClickChoosesAndTheWheelScrolls) {
     EXPECT_EQ(f.h.text_of(f.h.text, 0), f.names[(u64)(scroll / f.row)]);
     f32 y = 97;
     f.h.move(50, y);
-    f.h.press();
-    frame();
-    f.h.release();
-    frame();
+    f.h.click(content);
     EXPECT_EQ(chosen, 1u);
     EXPECT_EQ(f.selected, (u64)((107 + scroll - y) / f.row));
     EXPECT_FALSE(ui_any_active(&f.h.ui));
     // Its bar gives the mouse back to the list, which lets it go.
     f.h.move(200, 105);
-    f.h.press();
-    frame();
-    f.h.release();
-    frame();
+    f.h.click(content);
     EXPECT_FALSE(ui_any_active(&f.h.ui));
 }
 

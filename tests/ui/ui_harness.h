@@ -61,6 +61,13 @@ struct ui_harness_t {
     void release(u32 button = key_mouse_left) {
         input_button(&window, button, false, window.mouse_x, window.mouse_y, 0, time++);
     }
+    // A press and a release, each seen by a frame of `content`.
+    void click(const std::function<void()>& content = [] {}) {
+        press();
+        frame(content);
+        release();
+        frame(content);
+    }
     void key(u32 key, bool down) { input_key(&window, key, down, 0, 0, time++); }
     void type(const char* utf8) {
         const u8* p = (const u8*)utf8;

@@ -121,10 +121,7 @@ TEST_F(WindowTest, ContextFailuresEndCleanlyWithTheirMessage) {
 
 TEST_F(WindowTest, NoFontsAtAllIsAWindowWithoutText) {
     std::string config = folder + "/fonts.conf";
-    FILE* f = fopen(config.c_str(), "w");
-    ASSERT_NE(f, nullptr);
-    fputs("<?xml version=\"1.0\"?>\n<fontconfig></fontconfig>\n", f);
-    fclose(f);
+    write_file(config, "<?xml version=\"1.0\"?>\n<fontconfig></fontconfig>\n");
     std::string png = folder + "/first.png";
     program_t program = program_start(folder, {"-path", folder + "/store", "-log", "-first_frame_png", png},
                                       {"FONTCONFIG_FILE=" + config});
