@@ -120,17 +120,6 @@ TEST_F(WindowFrames, EachKeyActsAlsoWhileTypingInABox) {
     EXPECT_EQ(program.reader.generation, generation + 1);
 }
 
-TEST_F(WindowFrames, TheSaveButtonStaysWhereTheKeyGoesToTheLog) {
-    program.panel.right_panel = panel_right_help;
-    frame();
-    click_text("Save (F8)");
-    EXPECT_EQ(program.panel.right_panel, panel_right_help);
-    program.panel.log_scroll.x = 30;
-    tap(key_f8);
-    EXPECT_EQ(program.panel.right_panel, panel_right_log);
-    EXPECT_EQ(program.panel.log_scroll.x, 0);
-}
-
 // A save compacts the pools and moves every string while the entry view still
 // shows an entry: after it, the same entry shows, found at its new slot and read
 // from its moved text, and the list, in the renumbered generations, walks on from it.
@@ -172,6 +161,7 @@ TEST_F(WindowFrames, ASaveInMidRunKeepsTheShownEntry) {
 
     click_text("Save (F8)");
     frame();
+    EXPECT_EQ(program.panel.right_panel, panel_right_selection);  // the button saves where it is
     ASSERT_NE(program.panel.selected_entry, nullptr);
     ASSERT_NE(program.panel.selected_feed, nullptr);
     EXPECT_TRUE(entry_is_alive(program.panel.selected_entry));
@@ -184,10 +174,12 @@ TEST_F(WindowFrames, ASaveInMidRunKeepsTheShownEntry) {
     EXPECT_EQ(drawn(first_body), nullptr) << drawn_text();
     EXPECT_NE(drawn("kept"), nullptr) << "the list lost its range: " << drawn_text();
 
-    // By key, to the log and back by the list, in the feed's order: the entry
-    // still shows whole.
+    // By key, to the log from its left edge and back by the list, in the feed's
+    // order: the entry still shows whole.
+    program.panel.log_scroll.x = 30;
     tap(key_f8);
     EXPECT_EQ(program.panel.right_panel, panel_right_log);
+    EXPECT_EQ(program.panel.log_scroll.x, 0);
     tap(key_down);
     tap(key_up);
     EXPECT_EQ(program.panel.right_panel, panel_right_selection);
@@ -356,9 +348,16 @@ TEST_F(WindowFrames, ExportWithAnEmptyPathWritesListTxtOnTheDesktop) {
     EXPECT_EQ(program.panel.add_feed_export_path.used, blocked.size());
 }
 
-// The links panel and the F4 label count the queued links.
-TEST_F(WindowFrames, TheLinksPanelListsAQueueAndItsXRemovesALink) {
+// The links panel and the F4 label count the queued links; X removes one and
+// "Remove all" takes the rows away in the frame of the click. A name is cut to its
+// box's 128 bytes once typed in, and a longer one read from a file stays whole
+// while it is only shown.
+TEST_F(WindowFrames, TheLinksPanelListsAQueueRemovesLinksAndCapsAName) {
     link_target_t* target = &program.reader.link_targets[0];
+    std::string long_name(200, 'f'), long_executable(1500, 'e');
+    link_target_t* read = &program.reader.link_targets[1];
+    read->name = data_from_size(long_name.size(), long_name.data());
+    read->executable = data_from_size(long_executable.size(), long_executable.data());
     target->queue_enabled = 1;
     link_queue_append(target, data_literal("http://a.example/1"));
     link_queue_append(target, data_literal("http://a.example/2"));
@@ -379,22 +378,9 @@ TEST_F(WindowFrames, TheLinksPanelListsAQueueAndItsXRemovesALink) {
     size_t cut = drawn_text().find('|', shown) - shown;
     EXPECT_GT(cut, 40u);
     EXPECT_LT(cut, long_link.size());
-    link_queue_clear(target);
-    target->queue_enabled = 0;
-}
 
-// "Remove all" takes the rows away in the frame of the click; a name is cut to
-// its box's 128 bytes once typed in, and a longer one read from a file stays whole
-// while it is only shown.
-TEST_F(WindowFrames, TheLinksPanelRemeasuresAndCapsAName) {
-    link_target_t* target = &program.reader.link_targets[0];
-    std::string long_name(200, 'f'), long_executable(1500, 'e');
-    link_target_t* read = &program.reader.link_targets[1];
-    read->name = data_from_size(long_name.size(), long_name.data());
-    read->executable = data_from_size(long_executable.size(), long_executable.data());
-    target->queue_enabled = 1;
-    for (int i = 0; i < 60; i++) link_queue_append(target, data_literal("http://a.example/row"));
-    tap(key_f3);
+    for (int i = 0; i < 58; i++) link_queue_append(target, data_literal("http://a.example/row"));
+    frame();
     EXPECT_NE(drawn("60 queued links"), nullptr) << drawn_text();
     click_text("Remove all");
     EXPECT_EQ(link_queue_count(target), 0u);
