@@ -131,6 +131,9 @@ struct renderer_t {
     u32 batch_count;
     f32 projection[16];
     u32 programs[program_slot_count];
+    // Frames the GL backend has executed: the first draws its rectangles with the
+    // text's program.
+    u32 frames_executed;
     u32 vertex_array;
     u32 flags;
     i32 width, height;

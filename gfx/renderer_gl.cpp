@@ -49,13 +49,17 @@ static const char* const vertex_textured =
     "    vertex_uv = in_uv;\n"
     "    gl_Position = projection * vec4(position, 0.0, 1.0);\n"
     "}\n";
+// The texture's red channel is the coverage; `untextured` 1 makes it 1 for a
+// rectangle, drawn with no texture bound (whose samples read 0).
 static const char* const fragment_text =
     "in vec4 vertex_color;\n"
     "in vec2 vertex_uv;\n"
     "uniform sampler2D albedo;\n"
+    "uniform uint untextured;\n"
     "out vec4 fragment_out_color;\n"
     "void main() {\n"
-    "    fragment_out_color = vec4(vertex_color.rgb, vertex_color.a * texture(albedo, vertex_uv).r);\n"
+    "    float coverage = max(texture(albedo, vertex_uv).r, float(untextured));\n"
+    "    fragment_out_color = vec4(vertex_color.rgb, vertex_color.a * coverage);\n"
     "}\n";
 static const char* const fragment_images =
     "in vec4 vertex_color;\n"
@@ -422,23 +426,32 @@ static void batch_atlases_upload(renderer_t* renderer, batch_t* batch) {
     }
 }
 
+// The first frame draws its rectangles with the text's program. A software driver
+// builds the code that sets up a program's triangles when the program first draws
+// (some 5 ms each), and the window's first frame would wait for two; its own
+// program, which samples nothing, draws the rectangles of every later frame.
+static u32 batch_program(renderer_t* renderer, const batch_t* batch) {
+    u32 slot = batch->program_slot;
+    if (slot == program_slot_rectangles && renderer->frames_executed == 0) slot = program_slot_text;
+    if (!renderer->programs[slot]) renderer->programs[slot] = program_create(slot);
+    return renderer->programs[slot];
+}
+
 // `drawn` is the batch or the view of it that batch_cull made; the batch keeps the
 // program and the buffers.
 static void batch_draw(renderer_t* renderer, batch_t* batch, const batch_t* drawn) {
     bool text = batch->type == batch_type_text && batch->fonts;
+    bool textured = (batch->format & 8) != 0;
     if (drawn->vertex_count == 0) return;
-    if (!batch->program) {
-        if (!renderer->programs[batch->program_slot]) {
-            renderer->programs[batch->program_slot] = program_create(batch->program_slot);
-        }
-        batch->program = renderer->programs[batch->program_slot];
-    }
+    batch->program = batch_program(renderer, batch);
     if (!batch->program) return;
     glUseProgram(batch->program);
     GLint projection = glGetUniformLocation(batch->program, "projection");
     glUniformMatrix4fv(projection, 1, GL_FALSE, renderer->projection);
     GLint bytes_per_pixel = glGetUniformLocation(batch->program, "bytes_per_pixel");
     if (bytes_per_pixel >= 0) glUniform1ui(bytes_per_pixel, 4);
+    GLint untextured = glGetUniformLocation(batch->program, "untextured");
+    if (untextured >= 0) glUniform1ui(untextured, textured ? 0 : 1);
 
     if (!batch->vertex_buffer) {
         glGenBuffers(1, &batch->vertex_buffer);
@@ -466,12 +479,14 @@ static void batch_draw(renderer_t* renderer, batch_t* batch, const batch_t* draw
         }
         offset += 4;
     }
-    if (batch->format & 8) {
-        GLint uv = glGetAttribLocation(batch->program, "in_uv");
-        if (uv >= 0) {
-            glEnableVertexAttribArray((GLuint)uv);
-            glVertexAttribPointer((GLuint)uv, 2, GL_FLOAT, GL_FALSE, stride, (const void*)offset);
-        }
+    // A rectangle drawn by the text's program must not read the coordinates that
+    // the last textured batch left on.
+    GLint uv = glGetAttribLocation(batch->program, "in_uv");
+    if (uv >= 0 && textured) {
+        glEnableVertexAttribArray((GLuint)uv);
+        glVertexAttribPointer((GLuint)uv, 2, GL_FLOAT, GL_FALSE, stride, (const void*)offset);
+    } else if (uv >= 0) {
+        glDisableVertexAttribArray((GLuint)uv);
     }
 
     // Opaque rectangles draw the same without blending, and a software driver then
@@ -482,7 +497,7 @@ static void batch_draw(renderer_t* renderer, batch_t* batch, const batch_t* draw
 
     glActiveTexture(GL_TEXTURE0);
     u32 bound = batch->texture;
-    if (bound) glBindTexture(GL_TEXTURE_2D, bound);
+    if (bound || !textured) glBindTexture(GL_TEXTURE_2D, bound);
     glEnable(GL_PRIMITIVE_RESTART);
     glPrimitiveRestartIndex(batch_restart_value(drawn));
 
@@ -580,6 +595,7 @@ void render_gl_execute(renderer_t* renderer) {
     }
     if (clear_pending) clear_apply(clear_colour);
     glDisable(GL_SCISSOR_TEST);
+    renderer->frames_executed += 1;
 }
 
 u32 gl_texture_create(const void* pixels, i32 width, i32 height, u32 bytes_per_pixel, u32 flags) {
