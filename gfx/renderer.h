@@ -87,7 +87,8 @@ struct batch_t {
     u8* indices;
     u32 index_filled;  // indices written so far; they never change
     data_t text;  // bytes of text commands
-    u32 vertex_buffer, index_buffer;
+    u32 vertex_buffer;
+    u32 vertex_buffer_size;  // bytes of storage the GL buffer has
     u32 program;
     u32 program_slot;
     u32 texture;
@@ -135,6 +136,9 @@ struct renderer_t {
     // text's program.
     u32 frames_executed;
     u32 vertex_array;
+    // The GL backend's triangle list for quads, shared by every batch, and the
+    // number of quads it holds.
+    u32 quad_index_buffer, quad_index_quads;
     u32 flags;
     i32 width, height;
     render_backend_t backend;
@@ -194,9 +198,6 @@ inline const render_record_t* render_records(const renderer_t* renderer) {
 }
 
 // The backends.
-inline u32 batch_restart_value(const batch_t* batch) {
-    return batch->index_size == 4 ? 0xFFFFFFFFu : (batch->index_size == 2 ? 0xFFFFu : 0xFFu);
-}
 // The batch's index at `at`, whatever its size.
 inline u32 batch_index_read(const batch_t* batch, u32 at) {
     const u8* source = batch->indices + (u64)at * batch->index_size;

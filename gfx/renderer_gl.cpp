@@ -1,5 +1,6 @@
 // The renderer's OpenGL backend: one vertex array, the three GLSL 150 programs,
-// a buffer pair per batch, scissor runs drawn with primitive restart, textures.
+// a vertex buffer per batch, one triangle list for every batch's quads, scissor runs
+// drawn as one call, textures.
 #include "base/log.h"
 #include "gfx/renderer.h"
 #include "platform/gl_functions.h"
@@ -158,14 +159,11 @@ static GLuint program_create(u32 slot) {
     return program;
 }
 
-static GLenum index_type(const batch_t* batch) {
-    return batch->index_size == 4 ? GL_UNSIGNED_INT : (batch->index_size == 2 ? GL_UNSIGNED_SHORT : GL_UNSIGNED_BYTE);
-}
-
-static void draw_range(const batch_t* batch, u32 first_index, u32 end_index) {
-    if (end_index <= first_index) return;
-    glDrawElements(GL_TRIANGLE_STRIP, (GLsizei)(end_index - first_index), index_type(batch),
-                   (const void*)(u64)(first_index * batch->index_size));
+// The quads of a batch's indices from `first_index` to `end_index`, five a quad.
+static void draw_range(u32 first_index, u32 end_index) {
+    u32 first = first_index / 5, end = end_index / 5;
+    if (end <= first) return;
+    glDrawElements(GL_TRIANGLES, (GLsizei)((end - first) * 6), GL_UNSIGNED_INT, (const void*)((u64)first * 6 * 4));
 }
 
 static void scissor_apply(const i32* scissor) {
@@ -197,12 +195,43 @@ static u32 text_texture(const batch_t* batch, const batch_command_t* command) {
     return atlas ? atlas->texture : 0;
 }
 
-// Each frame the buffer gets new storage of the size this frame used, filled in the
-// same call: the driver needn't wait for the last frame's draws, and a software
-// driver doesn't clear a whole batch's capacity that the frame left unused.
-static void buffer_upload(GLenum target, GLuint buffer, u32 count, u32 size, const void* bytes) {
+// A buffer keeps its storage from frame to frame and takes only the bytes a frame
+// uses: new storage each frame costs a software driver an allocation and its page
+// faults. The swap of the frame before waited for its draws, so nothing reads the
+// old bytes. Storage grows to the next power of two that holds the frame.
+static void buffer_upload(GLenum target, GLuint buffer, u32* storage, u64 size, const void* bytes) {
     glBindBuffer(target, buffer);
-    glBufferData(target, (GLsizeiptr)((u64)count * size), bytes, GL_STREAM_DRAW);
+    if (size > *storage) {
+        u64 grown = 4096;
+        while (grown < size) grown *= 2;
+        *storage = (u32)grown;
+        glBufferData(target, (GLsizeiptr)grown, nullptr, GL_STREAM_DRAW);
+    }
+    glBufferSubData(target, 0, (GLsizeiptr)size, bytes);
+}
+
+// Quads go out as a list of triangles from one index buffer that every batch
+// shares: every quad of a batch, and of the view that rectangle cutting makes, is
+// four vertices in strip order, so quad q is vertices 4q to 4q + 3 and its
+// triangles are 0 1 2 and 2 1 3, as a strip gives them. A software driver splits a
+// draw at each restart index into draws of their own, one per glyph; a list goes
+// through in one.
+static void quad_indices_bind(renderer_t* renderer, u32 quads) {
+    glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, renderer->quad_index_buffer);
+    if (quads <= renderer->quad_index_quads) return;
+    u32 grown = 4096;
+    while (grown < quads) grown *= 2;
+    data_t block = data_allocate((u64)grown * 6 * sizeof(u32));
+    if (!block.bytes) return;
+    u32* index = (u32*)block.bytes;
+    for (u32 q = 0; q < grown; q++, index += 6) {
+        u32 v = q * 4;
+        index[0] = v, index[1] = v + 1, index[2] = v + 2;
+        index[3] = v + 2, index[4] = v + 1, index[5] = v + 3;
+    }
+    glBufferData(GL_ELEMENT_ARRAY_BUFFER, (GLsizeiptr)block.reserved, block.bytes, GL_STATIC_DRAW);
+    data_free(&block);
+    renderer->quad_index_quads = grown;
 }
 
 // Whether every vertex of a batch whose colour sits at byte `offset` is opaque.
@@ -453,14 +482,12 @@ static void batch_draw(renderer_t* renderer, batch_t* batch, const batch_t* draw
     GLint untextured = glGetUniformLocation(batch->program, "untextured");
     if (untextured >= 0) glUniform1ui(untextured, textured ? 0 : 1);
 
-    if (!batch->vertex_buffer) {
-        glGenBuffers(1, &batch->vertex_buffer);
-        glGenBuffers(1, &batch->index_buffer);
-    }
-    buffer_upload(GL_ELEMENT_ARRAY_BUFFER, batch->index_buffer, drawn->index_count,
-                  drawn->index_size, drawn->indices);
-    buffer_upload(GL_ARRAY_BUFFER, batch->vertex_buffer, drawn->vertex_count,
-                  drawn->vertex_size, drawn->vertices);
+    if (!batch->vertex_buffer) glGenBuffers(1, &batch->vertex_buffer);
+    if (!renderer->quad_index_buffer) glGenBuffers(1, &renderer->quad_index_buffer);
+    quad_indices_bind(renderer, drawn->index_count / 5);
+    if (drawn->index_count / 5 > renderer->quad_index_quads) return;
+    buffer_upload(GL_ARRAY_BUFFER, batch->vertex_buffer, &batch->vertex_buffer_size,
+                  (u64)drawn->vertex_count * drawn->vertex_size, drawn->vertices);
 
     u32 components = (batch->format & 3) + 2;
     GLsizei stride = (GLsizei)drawn->vertex_size;
@@ -498,8 +525,6 @@ static void batch_draw(renderer_t* renderer, batch_t* batch, const batch_t* draw
     glActiveTexture(GL_TEXTURE0);
     u32 bound = batch->texture;
     if (bound || !textured) glBindTexture(GL_TEXTURE_2D, bound);
-    glEnable(GL_PRIMITIVE_RESTART);
-    glPrimitiveRestartIndex(batch_restart_value(drawn));
 
     // Runs of commands between scissors go out as one draw; images go one by one.
     u32 run_first = 0, run_end = 0;
@@ -507,31 +532,31 @@ static void batch_draw(renderer_t* renderer, batch_t* batch, const batch_t* draw
     for (u32 i = 0; i < drawn->command_count; i++) {
         const batch_command_t* command = &drawn->commands[i];
         if (command->kind == render_command_scissor) {
-            if (run_open) draw_range(drawn, run_first, run_end);
+            if (run_open) draw_range(run_first, run_end);
             run_open = false;
             scissor_apply(command->scissor);
             continue;
         }
         if (command->index_count == 0) continue;
         if (command->kind == batch_type_images) {
-            if (run_open) draw_range(drawn, run_first, run_end);
+            if (run_open) draw_range(run_first, run_end);
             run_open = false;
             glBindTexture(GL_TEXTURE_2D, command->texture);
             bound = command->texture;
             if (bytes_per_pixel >= 0) glUniform1ui(bytes_per_pixel, command->bytes_per_pixel);
-            draw_range(drawn, command->first_index, command->first_index + command->index_count);
+            draw_range(command->first_index, command->first_index + command->index_count);
             continue;
         }
         // Each font has its own atlas: a run ends where the text's texture changes.
         // A font whose atlas has no texture (the driver refused it) isn't drawn.
         u32 texture = text ? text_texture(batch, command) : bound;
         if (text && !texture) {
-            if (run_open) draw_range(drawn, run_first, run_end);
+            if (run_open) draw_range(run_first, run_end);
             run_open = false;
             continue;
         }
         if (texture != bound) {
-            if (run_open) draw_range(drawn, run_first, run_end);
+            if (run_open) draw_range(run_first, run_end);
             run_open = false;
             glBindTexture(GL_TEXTURE_2D, texture);
             bound = texture;
@@ -542,7 +567,7 @@ static void batch_draw(renderer_t* renderer, batch_t* batch, const batch_t* draw
         }
         run_end = command->first_index + command->index_count;
     }
-    if (run_open) draw_range(drawn, run_first, run_end);
+    if (run_open) draw_range(run_first, run_end);
     glDisable(GL_SCISSOR_TEST);
     if (unblended) glEnable(GL_BLEND);
 }
