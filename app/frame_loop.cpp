@@ -4,6 +4,7 @@
 #include "app/frame_loop.h"
 
 #include <cmath>
+#include <cstring>
 
 #include "views/panel.h"
 #include "app/update.h"
@@ -80,9 +81,20 @@ static u32 icon_texture_create(renderer_t* render, atlas_t* icons) {
     return texture;
 }
 
+// The driver's programs are kept with the user's other caches, as the driver keeps
+// its own: they are no data of the user's.
+static void program_cache_attach(renderer_t* render) {
+    char path[4096];
+    const char name[] = "/newsloom/programs.bin";
+    if (!os_cache_folder(path, sizeof(path) - sizeof(name))) return;
+    memcpy(path + text_length(path), name, sizeof(name));
+    gl_program_cache_use(render, path);
+}
+
 void frame_render_create(renderer_t* render, draw_t* draw, window_t* window, font_set_t* fonts, atlas_t* icons) {
     gl_renderer_create(render, window->width, window->height, renderer_alpha_blending,
                        window->handle ? render_backend_gl : render_backend_stub);
+    if (window->handle) program_cache_attach(render);
     // Atlases grow up to what the context takes, within a size worth their memory.
     if (window->handle) fonts->atlas_limit = (u16)min_of(gl_texture_size_limit(), 4096u);
     u32 icon_texture = icon_texture_create(render, icons);

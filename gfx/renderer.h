@@ -44,6 +44,17 @@ enum : u32 {
     program_slot_count = 3,
 };
 
+// The GL programs as the driver built them, kept in a file between runs: a driver
+// loads one far faster than it compiles one. Read at the first program.
+struct program_cache_t {
+    char path[4096];  // none kept while empty
+    u32 read;
+    u32 format[program_slot_count];
+    u32 size[program_slot_count];  // 0: none kept for the slot
+    data_t memory;  // program_cache_slot_size bytes a slot
+};
+constexpr u32 program_cache_slot_size = 0x10000;
+
 struct render_command_t {
     u32 kind;
     u32 batch;
@@ -135,6 +146,7 @@ struct renderer_t {
     // Frames the GL backend has executed: the first draws its rectangles with the
     // text's program.
     u32 frames_executed;
+    program_cache_t program_cache;
     u32 vertex_array;
     // The GL backend's triangle list for quads, shared by every batch, and the
     // number of quads it holds.
@@ -206,6 +218,9 @@ inline u32 batch_index_read(const batch_t* batch, u32 at) {
     return *source;
 }
 void render_gl_create(renderer_t* renderer);
+// Keeps the programs in the file `path` from now on (a folder that isn't there is
+// made when the file is first written).
+void gl_program_cache_use(renderer_t* renderer, const char* path);
 void render_gl_execute(renderer_t* renderer);
 void render_stub_execute(renderer_t* renderer);
 

@@ -1,9 +1,15 @@
-// The renderer's OpenGL backend: one vertex array, the three GLSL 150 programs,
-// a vertex buffer per batch, one triangle list for every batch's quads, scissor runs
-// drawn as one call, textures.
+// The renderer's OpenGL backend: one vertex array, the three GLSL 150 programs and
+// the file that keeps them between runs, a vertex buffer per batch, one triangle
+// list for every batch's quads, scissor runs drawn as one call, textures.
+#include <cstring>
+
+#include "base/file.h"
+#include "base/format.h"
 #include "base/log.h"
+#include "base/text.h"
 #include "gfx/renderer.h"
 #include "platform/gl_functions.h"
+#include "platform/os.h"
 
 void render_gl_create(renderer_t* renderer) {
     glGenVertexArrays(1, &renderer->vertex_array);
@@ -124,7 +130,7 @@ static GLuint shader_compile(GLenum type, const char* body) {
     return shader;
 }
 
-static GLuint program_create(u32 slot) {
+static GLuint program_compile(u32 slot) {
     const char* vertex = slot == program_slot_rectangles ? vertex_rectangles : vertex_textured;
     const char* fragment = slot == program_slot_rectangles ? fragment_rectangles
                            : slot == program_slot_text     ? fragment_text
@@ -156,6 +162,155 @@ static GLuint program_create(u32 slot) {
     glDetachShader(program, fs);
     glDeleteShader(vs);
     glDeleteShader(fs);
+    return program;
+}
+
+// The file of kept programs: this header, then each slot's bytes in slot order.
+// The driver checks what it is given, and refuses another driver's or version's.
+struct program_cache_header_t {
+    u32 magic;
+    u32 slot_count;
+    u32 format[program_slot_count];
+    u32 size[program_slot_count];
+};
+constexpr u32 program_cache_magic = 0x42504c4e;  // "NLPB"
+
+static bool program_cache_usable(const program_cache_t* cache) {
+    if (!cache->path[0] || !glProgramBinary || !glGetProgramBinary) return false;
+    GLint formats = 0;
+    glGetIntegerv(GL_NUM_PROGRAM_BINARY_FORMATS, &formats);
+    return formats > 0;
+}
+
+static void program_cache_refused(const program_cache_t* cache, const char* why) {
+    log_paragraph_start(log_user);
+    log_write_c_string(log_user, "The kept shader programs in ");
+    log_write_c_string(log_user, cache->path);
+    log_write_c_string(log_user, why);
+}
+
+// The file into the slots; a file that doesn't read as one keeps none.
+static void program_cache_read(program_cache_t* cache) {
+    cache->read = 1;
+    file_error_t error = 0;
+    data_t file = file_read_all(data_from_size(text_length(cache->path), cache->path), false, &error);
+    if (error || !file.bytes) return;  // none kept yet
+    program_cache_header_t header = {};
+    u64 total = sizeof(header);
+    bool sound = file.used >= sizeof(header);
+    if (sound) {
+        memcpy(&header, file.bytes, sizeof(header));
+        sound = header.magic == program_cache_magic && header.slot_count == program_slot_count;
+    }
+    for (u32 slot = 0; sound && slot < program_slot_count; slot++) {
+        sound = header.size[slot] <= program_cache_slot_size;
+        total += header.size[slot];
+    }
+    if (sound && total == file.used) {
+        u64 at = sizeof(header);
+        for (u32 slot = 0; slot < program_slot_count; slot++) {
+            memcpy(cache->memory.bytes + (u64)slot * program_cache_slot_size, file.bytes + at, header.size[slot]);
+            cache->format[slot] = header.format[slot];
+            cache->size[slot] = header.size[slot];
+            at += header.size[slot];
+        }
+    } else {
+        program_cache_refused(cache, " don't read as such; they are built anew.");
+    }
+    data_free(&file);
+}
+
+// Written beside the file under a name of this process's and then renamed over
+// it, so that neither a run that ends meanwhile nor one that writes at the same
+// time leaves a file cut short.
+static void program_cache_write(const program_cache_t* cache) {
+    program_cache_header_t header = {program_cache_magic, program_slot_count, {}, {}};
+    u64 total = sizeof(header);
+    for (u32 slot = 0; slot < program_slot_count; slot++) {
+        header.format[slot] = cache->format[slot];
+        header.size[slot] = cache->size[slot];
+        total += cache->size[slot];
+    }
+    data_t bytes = data_allocate(total);
+    if (!bytes.bytes) return;
+    data_push_bytes(&bytes, &header, sizeof(header), 1);
+    for (u32 slot = 0; slot < program_slot_count; slot++) {
+        data_push_bytes(&bytes, cache->memory.bytes + (u64)slot * program_cache_slot_size, cache->size[slot], 1);
+    }
+    u64 path_size = text_length(cache->path);
+    data_t path = data_from_size(path_size, cache->path);
+    char folder[sizeof(cache->path)];
+    u64 folder_size = path_size;
+    while (folder_size > 0 && cache->path[folder_size - 1] != '/') folder_size--;
+    memcpy(folder, cache->path, folder_size);
+    u8 temporary_bytes[sizeof(cache->path) + 32];
+    data_t temporary = data_make(sizeof(temporary_bytes), 0, temporary_bytes);
+    data_push_bytes(&temporary, cache->path, path_size, 1);
+    data_push_bytes(&temporary, ".new", 4, 1);
+    temporary.used += format_u64(temporary.bytes + temporary.used, 20, os_process_id(), 0, ' ', 0);
+    file_error_t error = 0;
+    if (folder_size > 1) directory_create_with_parents(data_from_size(folder_size - 1, folder), &error);
+    error = 0;
+    file_write_all(temporary, bytes.bytes, bytes.used, true, &error);
+    if (!error) file_rename(temporary, path, &error);
+    // The programs are only slower to build at the next start.
+    if (error) log_write_c_string(log_main, "Could not keep the shader programs.\n");
+    data_free(&bytes);
+}
+
+// The slot's kept program, or 0 when none is kept or the driver refuses it.
+static GLuint program_cache_load(program_cache_t* cache, u32 slot) {
+    if (!cache->read) program_cache_read(cache);
+    if (!cache->size[slot]) return 0;
+    GLuint program = glCreateProgram();
+    gl_errors_expected = 1;
+    glProgramBinary(program, cache->format[slot], cache->memory.bytes + (u64)slot * program_cache_slot_size,
+                    (GLsizei)cache->size[slot]);
+    gl_errors_expected = 0;
+    GLint status = 0;
+    glGetProgramiv(program, GL_LINK_STATUS, &status);
+    if (status) return program;
+    glDeleteProgram(program);
+    for (u32 i = 0; i < 8 && glGetError() != GL_NO_ERROR; i++) {
+    }
+    // Another driver's or version's: none of them is tried again.
+    for (u32 i = 0; i < program_slot_count; i++) cache->size[i] = 0;
+    program_cache_refused(cache, " don't suit this driver; they are built anew.");
+    return 0;
+}
+
+static void program_cache_store(program_cache_t* cache, u32 slot, GLuint program) {
+    GLint size = 0;
+    glGetProgramiv(program, GL_PROGRAM_BINARY_LENGTH, &size);
+    if (size <= 0 || (u32)size > program_cache_slot_size) return;
+    GLenum format = 0;
+    GLsizei written = 0;
+    glGetProgramBinary(program, size, &written, &format, cache->memory.bytes + (u64)slot * program_cache_slot_size);
+    if (written <= 0) return;
+    cache->format[slot] = format;
+    cache->size[slot] = (u32)written;
+    program_cache_write(cache);
+}
+
+void gl_program_cache_use(renderer_t* renderer, const char* path) {
+    program_cache_t* cache = &renderer->program_cache;
+    u64 size = text_length(path);
+    if (size >= sizeof(cache->path)) return;
+    if (!cache->memory.bytes) cache->memory = data_allocate((u64)program_slot_count * program_cache_slot_size);
+    if (!cache->memory.bytes) return;
+    memcpy(cache->path, path, size + 1);
+    cache->read = 0;
+}
+
+// The kept program when the driver takes it, else one compiled from the sources,
+// kept for the next start.
+static GLuint program_create(renderer_t* renderer, u32 slot) {
+    program_cache_t* cache = &renderer->program_cache;
+    bool usable = program_cache_usable(cache);
+    GLuint program = usable ? program_cache_load(cache, slot) : 0;
+    if (program) return program;
+    program = program_compile(slot);
+    if (program && usable) program_cache_store(cache, slot, program);
     return program;
 }
 
@@ -462,7 +617,7 @@ static void batch_atlases_upload(renderer_t* renderer, batch_t* batch) {
 static u32 batch_program(renderer_t* renderer, const batch_t* batch) {
     u32 slot = batch->program_slot;
     if (slot == program_slot_rectangles && renderer->frames_executed == 0) slot = program_slot_text;
-    if (!renderer->programs[slot]) renderer->programs[slot] = program_create(slot);
+    if (!renderer->programs[slot]) renderer->programs[slot] = program_create(renderer, slot);
     return renderer->programs[slot];
 }
 

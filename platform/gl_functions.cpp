@@ -7,6 +7,7 @@
 namespace gl_table {
 #define GL_TABLE_DEFINE(type, name) type name;
 GL_FUNCTION_LIST(GL_TABLE_DEFINE)
+GL_OPTIONAL_FUNCTION_LIST(GL_TABLE_DEFINE)
 #undef GL_TABLE_DEFINE
 }  // namespace gl_table
 
@@ -17,6 +18,9 @@ const char* gl_load_functions(gl_loader_t loader) {
     if (!gl_table::name && !missing) missing = #name;
     GL_FUNCTION_LIST(GL_TABLE_LOAD)
 #undef GL_TABLE_LOAD
+#define GL_TABLE_LOAD_OPTIONAL(type, name) gl_table::name = (type)loader(#name);
+    GL_OPTIONAL_FUNCTION_LIST(GL_TABLE_LOAD_OPTIONAL)
+#undef GL_TABLE_LOAD_OPTIONAL
     return missing;
 }
 

@@ -73,18 +73,24 @@
     X(PFNGLPRIMITIVERESTARTINDEXPROC, glPrimitiveRestartIndex)         \
     X(PFNGLDEBUGMESSAGECALLBACKARBPROC, glDebugMessageCallbackARB)
 
+// Functions that a context may lack; null then, and their callers check.
+#define GL_OPTIONAL_FUNCTION_LIST(X)                                   \
+    X(PFNGLPROGRAMBINARYPROC, glProgramBinary)                         \
+    X(PFNGLGETPROGRAMBINARYPROC, glGetProgramBinary)
+
 // A namespace keeps the pointers' symbols apart from the functions that the GL
 // library itself exports under the same names.
 namespace gl_table {
 #define GL_TABLE_DECLARE(type, name) extern type name;
 GL_FUNCTION_LIST(GL_TABLE_DECLARE)
+GL_OPTIONAL_FUNCTION_LIST(GL_TABLE_DECLARE)
 #undef GL_TABLE_DECLARE
 }  // namespace gl_table
 using namespace gl_table;
 
 typedef void* (*gl_loader_t)(const char* name);
 // Loads every name of the table through `loader`; gives the first name that came
-// back null, or null when all were found.
+// back null, or null when all were found. The optional ones may stay null.
 const char* gl_load_functions(gl_loader_t loader);
 // Writes the version, profile, flags and extensions of the current context to log
 // channel 1.

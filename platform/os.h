@@ -82,5 +82,7 @@ u64 os_local_date_time_text(os_utc_time_t time, u32 flags, const char* separator
 // Folders, written as zero-terminated UTF-8 without a trailing '/'; false when they
 // can't be found.
 bool os_config_folder(char* buffer, u64 size);   // $XDG_CONFIG_HOME, else ~/.config
+bool os_cache_folder(char* buffer, u64 size);    // $XDG_CACHE_HOME, else ~/.cache
+u32 os_process_id();
 bool os_desktop_folder(char* buffer, u64 size);  // xdg-user-dir DESKTOP, else ~/Desktop
 bool os_executable_path(char* buffer, u64 size);

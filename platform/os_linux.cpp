@@ -440,6 +440,15 @@ bool os_config_folder(char* buffer, u64 size) {
     return home && os_copy_folder(home, "/.config", buffer, size);
 }
 
+bool os_cache_folder(char* buffer, u64 size) {
+    const char* cache = getenv("XDG_CACHE_HOME");
+    if (cache && cache[0] == '/') return os_copy_folder(cache, "", buffer, size);
+    const char* home = os_home_folder();
+    return home && os_copy_folder(home, "/.cache", buffer, size);
+}
+
+u32 os_process_id() { return (u32)getpid(); }
+
 bool os_desktop_folder(char* buffer, u64 size) {
     char command[] = "xdg-user-dir";
     char folder_name[] = "DESKTOP";

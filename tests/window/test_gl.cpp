@@ -10,6 +10,7 @@
 #include "gfx/renderer.h"
 #include "image/atlas.h"
 #include "layout/test_fonts.h"
+#include "log_support.h"
 #include "platform/gl_functions.h"
 #include "platform/wake.h"
 #include "platform/window.h"
@@ -222,6 +223,46 @@ TEST_F(GlTest, IconsDrawTheirMasksUpright) {
         EXPECT_GE(ink, size) << "icon " << drawn[i];
     }
     gl_texture_delete(&texture);
+    EXPECT_EQ(glGetError(), (GLenum)GL_NO_ERROR);
+}
+
+// Programs kept in a file draw as compiled ones do, in the first frame (rectangles
+// by the text's program) and after it; a file that isn't one is said once and
+// written anew.
+TEST_F(GlTest, KeptProgramsDrawAsCompiledOnes) {
+    temp_folder_t folder;
+    std::string path = folder.path + "/cache/programs.bin";
+    auto red_square_drawn = [&]() {
+        renderer_t render;
+        gl_renderer_create(&render, window.width, window.height, renderer_alpha_blending);
+        gl_program_cache_use(&render, path.c_str());
+        batch_t* rectangles =
+            gl_batch(&render, gl_batch_create(&render, batch_type_quads, gl_format(2, 1, 0, 2), 10, 10, nullptr, 0));
+        bool drawn = true;
+        for (u32 frame = 0; frame < 2; frame++) {
+            gl_frame_begin(&render);
+            gl_clear(&render, colour_black);
+            gl_batch_rectangle(rectangles, rect_t{10, 10, 50, 50}, nullptr, nullptr, colour_t{1, 0, 0, 0.5f});
+            gl_frame_end(&render);
+            u8 pixel[4];
+            gl_read_framebuffer(30, 30, 1, 1, pixel, sizeof(pixel));
+            drawn = drawn && std::abs(pixel[0] - 128) <= 2 && pixel[1] == 0;
+        }
+        data_free(&render.program_cache.memory);
+        return drawn;
+    };
+    EXPECT_TRUE(red_square_drawn());
+    std::string kept = file_bytes(path);
+    EXPECT_EQ(kept.substr(0, 4), "NLPB");
+    u8* mark = log_test_mark(log_user);
+    EXPECT_TRUE(red_square_drawn());
+    EXPECT_EQ(log_test_since(log_user, mark), "");
+    write_file(path, kept.substr(0, kept.size() - 1));
+    EXPECT_TRUE(red_square_drawn());
+    std::string said = log_test_since(log_user, mark);
+    EXPECT_NE(said.find("don't read as such"), std::string::npos) << said;
+    EXPECT_EQ(said.find('\n', said.find("such")), std::string::npos) << said;
+    EXPECT_EQ(file_bytes(path).size(), kept.size());
     EXPECT_EQ(glGetError(), (GLenum)GL_NO_ERROR);
 }
 
