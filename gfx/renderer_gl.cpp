@@ -12,6 +12,11 @@
 #include "platform/os.h"
 
 void render_gl_create(renderer_t* renderer) {
+    // A software driver allocates a frame's bins and vertices and frees them after
+    // the swap; past the C library's usual 128 KiB the freed top of the heap went
+    // back to the system, and the next frame faulted every page of it in again, a
+    // third of the renderer's time while the list scrolls.
+    os_heap_keep_freed(16 << 20);
     glGenVertexArrays(1, &renderer->vertex_array);
     glBindVertexArray(renderer->vertex_array);
     if (renderer->flags & renderer_alpha_blending) {

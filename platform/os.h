@@ -14,6 +14,10 @@ void os_release(void* address, u64 size);
 // A hint that pages committed later in this reservation may come as large pages:
 // a region filled and emptied wholesale then costs a few faults, not one a page.
 void os_advise_large_pages(void* address, u64 size);
+// Freed heap memory up to `bytes` stays with the process instead of going back to
+// the system, so that memory a library takes and gives back every frame isn't
+// faulted in anew each time.
+void os_heap_keep_freed(u64 bytes);
 u32 os_page_size();
 u32 os_allocation_granularity();
 // The lowest and highest addresses a program's mappings can take.

@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <langinfo.h>
 #include <locale.h>
+#include <malloc.h>
 #include <pwd.h>
 #include <spawn.h>
 #include <stdio.h>
@@ -50,6 +51,8 @@ void os_advise_large_pages(void* address, u64 size) {
     // Only a hint: without transparent huge pages the region keeps ordinary pages.
     madvise(address, size, MADV_HUGEPAGE);
 }
+
+void os_heap_keep_freed(u64 bytes) { mallopt(M_TRIM_THRESHOLD, (int)min_of(bytes, (u64)0x7FFFFFFF)); }
 
 u32 os_page_size() { return (u32)sysconf(_SC_PAGESIZE); }
 
