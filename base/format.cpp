@@ -35,22 +35,9 @@ u64 parse_u64(const u8* bytes, u64 size) {
     return negative ? 0 - value : value;
 }
 
-// Flags that each ask for an amount: the first one set wins.
-struct flag_amount_t {
-    u32 flag;
-    u64 amount;
-};
-
-static u64 first_flag_amount(u32 flags, const flag_amount_t* list, u32 count) {
-    for (u32 i = 0; i < count; i++) {
-        if (flags & list[i].flag) return list[i].amount;
-    }
-    return 0;
-}
-
 // The common integer writer. Padding and digits are written only where there is
-// room; the sign and group blanks are meant to use the caller's spare byte, and are
-// dropped rather than written past the buffer when even that is missing.
+// room; the sign is meant to use the caller's spare byte, and is dropped rather
+// than written past the buffer when even that is missing.
 static u64 format_integer(u8* buffer, u64 size, u64 magnitude, bool negative, u64 width, u8 pad,
                           format_flags_t flags) {
     bool hex = flags & format_hex;
@@ -76,49 +63,18 @@ static u64 format_integer(u8* buffer, u64 size, u64 magnitude, bool negative, u6
         return digit_count;
     }
 
-    u64 raised_count = digit_count;
-    u64 group = 0;
-    if (hex) {
-        static const flag_amount_t digits[4] = {
-            {format_digits_2, 2}, {format_digits_4, 4}, {format_digits_8, 8}, {format_digits_16, 16}};
-        static const flag_amount_t groups[3] = {{format_group_2, 2}, {format_group_4, 4}, {format_group_8, 8}};
-        raised_count = max_of(raised_count, first_flag_amount(flags, digits, 4));
-        group = first_flag_amount(flags, groups, 3);
-    } else if (flags & format_group_3) {
-        group = 3;
-    }
-
-    bool sign = negative || (flags & format_sign);
-    bool prefix = hex && !(flags & format_no_prefix);
-    u64 extras = (sign ? 1 : 0) + (prefix ? 2 : 0) + (group ? (raised_count - 1) / group : 0);
-    u64 padding = width > raised_count + extras ? width - raised_count - extras : 0;
+    u64 extras = (negative ? 1 : 0) + (hex ? 2 : 0);
+    u64 padding = width > digit_count + extras ? width - digit_count - extras : 0;
 
     u64 at = 0;
-    u8 sign_char = negative ? '-' : '+';
-    auto put_unchecked = [&](u8 c) {
-        if (at < size) buffer[at++] = c;
-    };
-    if (sign && (flags & format_sign_first)) put_unchecked(sign_char);
-    if (!(flags & format_left)) {
-        for (u64 i = 0; i < padding && at < size; i++) buffer[at++] = pad;
-    }
-    if (sign && !(flags & format_sign_first)) put_unchecked(sign_char);
-    if (prefix) {
+    for (u64 i = 0; i < padding && at < size; i++) buffer[at++] = pad;
+    if (negative && at < size) buffer[at++] = '-';
+    if (hex) {
         for (const char* p = "0x"; *p && at < size; p++) buffer[at++] = (u8)*p;
     }
-
-    // Leading zeros and digits alike: a blank goes in front of each but the first
-    // whose remaining position is a multiple of the group.
     static const char digit_chars[] = "0123456789abcdef";
-    for (u64 i = 0; i < raised_count; i++) {
-        u64 remaining = raised_count - i;
-        if (i > 0 && group && remaining % group == 0) put_unchecked(' ');
-        u8 digit = remaining <= digit_count ? digits[remaining - 1] : 0;
-        if (size > at && size - at >= remaining) buffer[at++] = (u8)digit_chars[digit];
-    }
-
-    if (flags & format_left) {
-        for (u64 i = 0; i < padding && at < size; i++) buffer[at++] = pad;
+    for (u64 remaining = digit_count; remaining > 0; remaining--) {
+        if (size > at && size - at >= remaining) buffer[at++] = (u8)digit_chars[digits[remaining - 1]];
     }
     return at;
 }
@@ -135,18 +91,10 @@ u64 format_u64(u8* buffer, u64 size, u64 value, u64 width, u8 pad, format_flags_
     return format_integer(buffer, size, value, false, width, pad, flags);
 }
 
-u64 format_f64(u8* buffer, u64 size, f64 value, u64 width, u8 pad, u32 decimals, format_flags_t flags) {
+u64 format_f64(u8* buffer, u64 size, f64 value, u32 decimals) {
     // Out of range of a 64-bit integer (and NaN) there is no integer part to write.
     bool in_range = value > -9.2e18 && value < 9.2e18;
-    i64 integer = in_range ? (i64)value : 0;
-    u64 integer_width = width;
-    format_flags_t integer_flags = flags;
-    if (flags & format_left) {
-        integer_width = 0;
-        integer_flags &= ~(u32)format_left;
-    }
-    u64 at = format_i64(buffer, size, integer, integer_width, pad, integer_flags);
-    u64 integer_bytes = at;
+    u64 at = format_i64(buffer, size, in_range ? (i64)value : 0, 0, ' ', 0);
     if (value < 0) value = -value;
     if (decimals != 0 && at < size) buffer[at++] = '.';
     f64 fraction = in_range ? value - (f64)(i64)value : 0.0;
@@ -157,9 +105,6 @@ u64 format_f64(u8* buffer, u64 size, f64 value, u64 width, u8 pad, u32 decimals,
     // Truncated, never rounded: 1.9996 with three decimals is 1.999.
     u64 digits = fraction < 1.8e19 ? (u64)fraction : 0;
     if (digits != 0) at += format_u64(buffer + at, size - at, digits, 0, ' ', 0);
-    if (flags & format_left) {
-        for (u64 i = integer_bytes; i < width && at < size; i++) buffer[at++] = pad;
-    }
     return at;
 }
 
@@ -182,7 +127,7 @@ u64 format_size(u64 size_in_bytes, u8* buffer, u64 buffer_size) {
         for (u64 i = 0; i < ARRAY_COUNT(units); i++) {
             if (size_in_bytes < units[i].limit || i == ARRAY_COUNT(units) - 1) {
                 f64 number = (f64)size_in_bytes / (f64)units[i].divisor;
-                text.used += format_f64(text.bytes, text.reserved, number, 0, ' ', 3, 0);
+                text.used += format_f64(text.bytes, text.reserved, number, 3);
                 unit = units[i].unit;
                 break;
             }
