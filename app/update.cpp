@@ -34,7 +34,7 @@ static void update_generation(app_t* app, reader_t* reader) {
 
 void feed_update(app_t* app, reader_t* reader, feed_t* feed) {
     ASSERT(feed_is_alive(feed));
-    query_submit(app->queries, app->query_count, query_address_copy(feed->address), feed->id);
+    query_submit(app->queries, app->query_count, block_storage_copy(&block_storage, feed->address), feed->id);
 }
 
 void reader_update_selected(app_t* app, reader_t* reader) {
@@ -57,7 +57,7 @@ void reader_add_address(app_t* app, reader_t* reader, data_t address) {
     u8 buffer[feed_address_capacity];
     data_t text = feed_address_normalise(address, buffer);
     if (text.used == 0) return;
-    data_t copy = query_address_copy(text);
+    data_t copy = block_storage_copy(&block_storage, text);
     u32 feed_id = query_new_feed;
     feed_t* feed = reader_find_feed_by_address(reader, text);
     if (feed) feed_id = feed->id;

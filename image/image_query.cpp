@@ -58,16 +58,15 @@ static bool image_query_start(image_query_t* query, u32 entry_id, data_t url_cop
     return false;
 }
 
-// A copy of the address in block storage with a zero byte behind it, or null
-// when there is no room. The refusal is said once, and no copy is tried again
-// until block storage has had something back, so that pictures on show don't
-// try again in every frame.
+// The slot's copy of the address, or null bytes when there is no room. The
+// refusal is said once, and no copy is tried again until block storage has had
+// something back, so that pictures on show don't try again in every frame.
 static bool image_copy_refused = false;
 static u64 image_copy_refused_frees = 0;
-static u8* image_address_copy(data_t url) {
-    if (image_copy_refused && block_storage.frees == image_copy_refused_frees) return nullptr;
-    u8* copy = (u8*)block_storage_allocate(&block_storage, url.used + 1);
-    if (!copy) {
+static data_t image_address_copy(data_t url) {
+    if (image_copy_refused && block_storage.frees == image_copy_refused_frees) return data_t{};
+    data_t copy = block_storage_copy(&block_storage, url);
+    if (!copy.bytes) {
         if (!image_copy_refused) {
             image_log_paragraph("There is no room left to keep a picture's address; pictures wait for some to be "
                                 "given back: ",
@@ -75,11 +74,9 @@ static u8* image_address_copy(data_t url) {
         }
         image_copy_refused = true;
         image_copy_refused_frees = block_storage.frees;
-        return nullptr;
+        return copy;
     }
     image_copy_refused = false;
-    bytes_copy(copy, url.bytes, url.used);
-    copy[url.used] = 0;
     return copy;
 }
 
@@ -126,8 +123,8 @@ image_query_t* image_query_get(u32 entry_id, data_t url, bool start) {
         image_wait_reported = false;
         // The copy comes first, so that no slot is given up for a picture that
         // can't start.
-        u8* copy = image_address_copy(url);
-        if (!copy) return nullptr;
+        data_t copy = image_address_copy(url);
+        if (!copy.bytes) return nullptr;
         if (!free_slot) {
             // The oldest slot may still be loading: it is skipped for the next oldest
             // that no worker holds, rather than waited for, so that the main thread
@@ -144,7 +141,7 @@ image_query_t* image_query_get(u32 entry_id, data_t url, bool start) {
         found->placeholder_height = 0;
         found->seen_frame = 0;
         found->frame_state = 0;
-        if (!image_query_start(found, entry_id, data_make(url.used + 1, url.used, copy))) return nullptr;
+        if (!image_query_start(found, entry_id, copy)) return nullptr;
     }
     if (found) found->last_used = os_ticks();
     return found;

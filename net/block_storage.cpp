@@ -1,6 +1,8 @@
 // First-fit block storage with out-of-band nodes.
 #include "net/block_storage.h"
 
+#include "base/text.h"
+
 block_storage_t block_storage;
 
 constexpr u64 block_storage_node_size = sizeof(block_storage_node_t);
@@ -76,6 +78,14 @@ void* block_storage_allocate(block_storage_t* storage, u64 size) {
         node->address = new_end;
     }
     return address;
+}
+
+data_t block_storage_copy(block_storage_t* storage, data_t text) {
+    u8* bytes = (u8*)block_storage_allocate(storage, text.used + 1);
+    if (!bytes) return data_t{};
+    bytes_copy(bytes, text.bytes, text.used);
+    bytes[text.used] = 0;
+    return data_make(text.used + 1, text.used, bytes);
 }
 
 bool block_storage_contains(block_storage_t* storage, const void* address) {

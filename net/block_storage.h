@@ -37,6 +37,10 @@ void* block_storage_allocate(block_storage_t* storage, u64 size);
 void block_storage_free(block_storage_t* storage, void* address, u64 size);
 // A free without merging.
 void block_storage_add_free(block_storage_t* storage, void* address, u64 size);
+// A copy of `text` with a zero byte behind it (reserved is length + 1), apart from
+// the reader's strings, which move: how addresses travel with the downloads. Null
+// bytes when no free range is large enough; the caller says so.
+data_t block_storage_copy(block_storage_t* storage, data_t text);
 // True for addresses in the committed part: tells memory owned here from literals
 // and from the reader's strings.
 bool block_storage_contains(block_storage_t* storage, const void* address);

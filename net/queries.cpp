@@ -49,14 +49,6 @@ void query_job_download(void* argument) {
     wake_post();
 }
 
-data_t query_address_copy(data_t address) {
-    u8* bytes = (u8*)block_storage_allocate(&block_storage, address.used + 1);
-    if (!bytes) return data_t{};
-    bytes_copy(bytes, address.bytes, address.used);
-    bytes[address.used] = 0;
-    return data_make(address.used + 1, address.used, bytes);
-}
-
 static void query_not_queued(data_t address, const char* reason) {
     log_paragraph_start(log_user);
     log_write_c_string(log_user, reason);

@@ -43,11 +43,7 @@ void query_fill(query_t* query, data_t address, u32 feed_id);
 // The worker's job; the argument is the slot.
 void query_job_download(void* query);
 
-// A copy of `address` in block_storage with a zero byte behind it (reserved is
-// length + 1), independent of the reader's strings, which move. Null bytes when
-// block storage is exhausted.
-data_t query_address_copy(data_t address);
-// Takes a free slot of the table for the copy and queues the download. With every
+// Takes a free slot of the table for the copy (block_storage_copy's) and queues the download. With every
 // slot in use, or the ring full, nothing is queued: the copy is freed, one line
 // goes to log channel 2, and false comes back.
 bool query_submit(query_t* table, u64 count, data_t address_copy, u32 feed_id);

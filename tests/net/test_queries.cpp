@@ -34,7 +34,7 @@ protected:
         for (query_t& q : query_table) q = query_t{};
     }
     bool submit(const std::string& address) {
-        data_t copy = query_address_copy(data_from_size(address.size(), address.data()));
+        data_t copy = block_storage_copy(&block_storage, data_from_size(address.size(), address.data()));
         return query_submit(query_table, table_count, copy, query_new_feed);
     }
     // What the frame loop does while idle: sleep until a worker posts, look.

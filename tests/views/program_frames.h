@@ -11,6 +11,7 @@
 
 #include "app/startup.h"
 #include "file_support.h"
+#include "net/block_storage.h"
 #include "store/feed_merge.h"
 #include "views/view_list.h"
 

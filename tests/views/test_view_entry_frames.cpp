@@ -342,7 +342,7 @@ TEST_F(EntryFrames, AnUpdateOfTheShownEntryShowsItsNewText) {
     ASSERT_NE(shown_text().find("Old words"), std::string::npos) << shown_text();
     std::string text = document("Tue, 03 Jun 2003 04:00:00 GMT", "New words");
     query_t* query = &program.queries[0];
-    query->address = query_address_copy(data_from_size(address.size(), address.data()));
+    query->address = block_storage_copy(&block_storage, data_from_size(address.size(), address.data()));
     query->feed_id = program.panel.selected_feed->id;
     query->data = data_allocate(text.size());
     bytes_copy(query->data.bytes, text.data(), text.size());

@@ -237,7 +237,7 @@ TEST_F(WindowFrames, UpdatesInFlightOverASaveMergeIntoTheirOwnFeeds) {
     for (u32 i = 0; i < 2; i++) {
         query_t* query = &program.queries[i];
         data_t address = data_from_size(flights[i].address.size(), flights[i].address.data());
-        query->address = query_address_copy(address);
+        query->address = block_storage_copy(&block_storage, address);
         query->feed_id = flights[i].feed_id;
         query->state = query_state_queued;
     }

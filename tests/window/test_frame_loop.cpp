@@ -25,7 +25,7 @@ const char feed_document[] =
 // program's queries for the next frame to drain and merge as a new feed.
 query_t* finished_download(program_t* program, const char* address, const std::string& document) {
     query_t* query = &program->queries[7];
-    query->address = query_address_copy(data_from_size(strlen(address), address));
+    query->address = block_storage_copy(&block_storage, data_from_size(strlen(address), address));
     query->feed_id = query_new_feed;
     query->data = data_allocate(document.size());
     memcpy(query->data.bytes, document.data(), document.size());
@@ -110,7 +110,7 @@ TEST_F(FrameLoop, AFrameLetsGoOfThePicturesOfRemovedEntries) {
     EXPECT_EQ(reader_entry_removed_hook, image_queries_remove_entry);
     // A removed entry's picture whose download ended after the removal.
     image_query_t* query = &image_queries[3];
-    data_t url = query_address_copy(data_literal("http://127.0.0.1:1/late.png"));
+    data_t url = block_storage_copy(&block_storage, data_literal("http://127.0.0.1:1/late.png"));
     ASSERT_NE(url.bytes, nullptr);
     query->url = url;
     query->entry_id = 42;
