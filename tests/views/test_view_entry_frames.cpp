@@ -340,14 +340,8 @@ TEST_F(EntryFrames, AnUpdateOfTheShownEntryShowsItsNewText) {
     std::string address = "http://feed.test/updated";
     ASSERT_NE(show(document("Mon, 02 Jun 2003 04:00:00 GMT", "Old words"), address), nullptr);
     ASSERT_NE(shown_text().find("Old words"), std::string::npos) << shown_text();
-    std::string text = document("Tue, 03 Jun 2003 04:00:00 GMT", "New words");
-    query_t* query = &program.queries[0];
-    query->address = block_storage_copy(&block_storage, data_from_size(address.size(), address.data()));
-    query->feed_id = program.panel.selected_feed->id;
-    query->data = data_allocate(text.size());
-    bytes_copy(query->data.bytes, text.data(), text.size());
-    query->data.used = text.size();
-    query->state = query_state_finished;
+    query_t* query = finished_download(0, address, program.panel.selected_feed->id,
+                                       document("Tue, 03 Jun 2003 04:00:00 GMT", "New words"));
     frame();
     EXPECT_EQ(query->state, query_state_free);
     EXPECT_NE(shown_text().find("New words"), std::string::npos) << shown_text();

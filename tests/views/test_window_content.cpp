@@ -229,30 +229,21 @@ TEST_F(WindowFrames, UpdatesInFlightOverASaveMergeIntoTheirOwnFeeds) {
         feeds.push_back(merge(document(name, "<item><title>old</title></item>"), std::string("http://") + name + ".test/"));
         ASSERT_NE(feeds.back(), nullptr);
     }
-    // In flight: c's update, and a's, whose feed goes before the save.
+    // In flight: c's update, and a's, whose feed goes before the save. Each will
+    // bring an item of its own.
     struct flight_t {
         u32 feed_id;
         std::string address;
     } flights[] = {{feeds[2]->id, "http://c.test/"}, {feeds[0]->id, "http://a.test/"}};
     for (u32 i = 0; i < 2; i++) {
-        query_t* query = &program.queries[i];
-        data_t address = data_from_size(flights[i].address.size(), flights[i].address.data());
-        query->address = block_storage_copy(&block_storage, address);
-        query->feed_id = flights[i].feed_id;
-        query->state = query_state_queued;
+        std::string text = document("x", "<item><title>old</title></item><item><title>new " +
+                                             flights[i].address + "</title></item>");
+        finished_download(i, flights[i].address, flights[i].feed_id, text)->state = query_state_queued;
     }
     reader_remove_feed(&program.reader, feeds[0]);
     click_text("Save (F8)");
-    // The documents come in, each with an item of its own.
-    for (u32 i = 0; i < 2; i++) {
-        std::string text = document("x", "<item><title>old</title></item><item><title>new " +
-                                             flights[i].address + "</title></item>");
-        query_t* query = &program.queries[i];
-        query->data = data_allocate(text.size());
-        bytes_copy(query->data.bytes, text.data(), text.size());
-        query->data.used = text.size();
-        query->state = query_state_finished;
-    }
+    // The documents come in.
+    for (u32 i = 0; i < 2; i++) program.queries[i].state = query_state_finished;
     frame();
     for (u32 i = 0; i < 2; i++) EXPECT_EQ(program.queries[i].state, query_state_free);
     auto titles = [&](const char* address) {

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
-#include <cstring>
 #include <string>
 
 #include "app/startup.h"
@@ -21,19 +20,6 @@ const char feed_document[] =
     "<link>http://example.com/</link><item><title>\xD0\x96\xD1\x83\xD0\xBA</title><guid>one</guid>"
     "<pubDate>Mon, 23 Nov 2026 00:00:00 GMT</pubDate></item></channel></rss>";
 
-// A download that finished with `document` as its body, put in a slot of the
-// program's queries for the next frame to drain and merge as a new feed.
-query_t* finished_download(program_t* program, const char* address, const std::string& document) {
-    query_t* query = &program->queries[7];
-    query->address = block_storage_copy(&block_storage, data_from_size(strlen(address), address));
-    query->feed_id = query_new_feed;
-    query->data = data_allocate(document.size());
-    memcpy(query->data.bytes, document.data(), document.size());
-    query->data.used = document.size();
-    query->state = query_state_finished;
-    return query;
-}
-
 class FrameLoop : public ProgramFrames {
 protected:
     u8* log_position = nullptr;
@@ -47,7 +33,7 @@ TEST_F(FrameLoop, AFrameMergesAFinishedDownloadAndDrawsItsNewCharacters) {
     font_set_t* fonts = &program.fonts;
     codepoint_set_t* codepoints = &program.codepoints;
 
-    query_t* query = finished_download(&program, "http://127.0.0.1:1/feed.xml", feed_document);
+    query_t* query = finished_download(7, "http://127.0.0.1:1/feed.xml", query_new_feed, feed_document);
     data_push(&program.app.scratch, 1000, 8);
     program.window.quit_requested = 1;  // the frame that sees it is still a whole frame
 
@@ -87,7 +73,7 @@ TEST_F(FrameLoop, AStoreOfManyDistinctCharactersStartsAndDrawsItsFirstFrame) {
         document += "</title></item>";
     }
     document += "</channel></rss>";
-    finished_download(&program, "http://127.0.0.1:1/many.xml", document);
+    finished_download(7, "http://127.0.0.1:1/many.xml", query_new_feed, document);
     frame_run(&program.loop);
     ASSERT_GE(program.codepoints.count, 36000u);
 
