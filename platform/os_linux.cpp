@@ -436,19 +436,18 @@ static const char* os_home_folder() {
     return user && user->pw_dir && user->pw_dir[0] ? user->pw_dir : nullptr;
 }
 
-bool os_config_folder(char* buffer, u64 size) {
-    const char* config = getenv("XDG_CONFIG_HOME");
-    if (config && config[0] == '/') return os_copy_folder(config, "", buffer, size);
+// A base folder of the desktop's: the variable when it holds an absolute path,
+// else `fallback` under the home folder.
+static bool os_base_folder(const char* variable, const char* fallback, char* buffer, u64 size) {
+    const char* folder = getenv(variable);
+    if (folder && folder[0] == '/') return os_copy_folder(folder, "", buffer, size);
     const char* home = os_home_folder();
-    return home && os_copy_folder(home, "/.config", buffer, size);
+    return home && os_copy_folder(home, fallback, buffer, size);
 }
 
-bool os_cache_folder(char* buffer, u64 size) {
-    const char* cache = getenv("XDG_CACHE_HOME");
-    if (cache && cache[0] == '/') return os_copy_folder(cache, "", buffer, size);
-    const char* home = os_home_folder();
-    return home && os_copy_folder(home, "/.cache", buffer, size);
-}
+bool os_config_folder(char* buffer, u64 size) { return os_base_folder("XDG_CONFIG_HOME", "/.config", buffer, size); }
+
+bool os_cache_folder(char* buffer, u64 size) { return os_base_folder("XDG_CACHE_HOME", "/.cache", buffer, size); }
 
 u32 os_process_id() { return (u32)getpid(); }
 
