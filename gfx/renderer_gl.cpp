@@ -135,11 +135,16 @@ static GLuint shader_compile(GLenum type, const char* body) {
     return shader;
 }
 
+static void program_sources(u32 slot, const char** vertex, const char** fragment) {
+    *vertex = slot == program_slot_rectangles ? vertex_rectangles : vertex_textured;
+    *fragment = slot == program_slot_rectangles ? fragment_rectangles
+                : slot == program_slot_text     ? fragment_text
+                                                : fragment_images;
+}
+
 static GLuint program_compile(u32 slot) {
-    const char* vertex = slot == program_slot_rectangles ? vertex_rectangles : vertex_textured;
-    const char* fragment = slot == program_slot_rectangles ? fragment_rectangles
-                           : slot == program_slot_text     ? fragment_text
-                                                           : fragment_images;
+    const char *vertex = nullptr, *fragment = nullptr;
+    program_sources(slot, &vertex, &fragment);
     GLuint vs = shader_compile(GL_VERTEX_SHADER, vertex);
     GLuint fs = shader_compile(GL_FRAGMENT_SHADER, fragment);
     if (!vs || !fs) {
@@ -175,10 +180,25 @@ static GLuint program_compile(u32 slot) {
 struct program_cache_header_t {
     u32 magic;
     u32 slot_count;
+    u32 sources;  // program_sources_key of the build that kept them
     u32 format[program_slot_count];
     u32 size[program_slot_count];
 };
 constexpr u32 program_cache_magic = 0x42504c4e;  // "NLPB"
+
+// The driver takes back a program of other sources as readily as one of these, so
+// programs kept by a build whose shaders differ are built anew.
+static u32 program_sources_key() {
+    u32 hashes[2 + 2 * program_slot_count] = {hash_fnv1a_32(shader_version, text_length(shader_version)),
+                                              hash_fnv1a_32(shader_color_unpack, text_length(shader_color_unpack))};
+    for (u32 slot = 0; slot < program_slot_count; slot++) {
+        const char *vertex = nullptr, *fragment = nullptr;
+        program_sources(slot, &vertex, &fragment);
+        hashes[2 + 2 * slot] = hash_fnv1a_32(vertex, text_length(vertex));
+        hashes[3 + 2 * slot] = hash_fnv1a_32(fragment, text_length(fragment));
+    }
+    return hash_fnv1a_32(hashes, sizeof(hashes));
+}
 
 static bool program_cache_usable(const program_cache_t* cache) {
     if (!cache->path[0] || !glProgramBinary || !glGetProgramBinary) return false;
@@ -211,7 +231,9 @@ static void program_cache_read(program_cache_t* cache) {
         sound = header.size[slot] <= program_cache_slot_size;
         total += header.size[slot];
     }
-    if (sound && total == file.used) {
+    if (sound && total == file.used && header.sources != program_sources_key()) {
+        // Kept by a build with other shaders: none is loaded, all are kept anew.
+    } else if (sound && total == file.used) {
         u64 at = sizeof(header);
         for (u32 slot = 0; slot < program_slot_count; slot++) {
             memcpy(cache->memory.bytes + (u64)slot * program_cache_slot_size, file.bytes + at, header.size[slot]);
@@ -229,7 +251,7 @@ static void program_cache_read(program_cache_t* cache) {
 // it, so that neither a run that ends meanwhile nor one that writes at the same
 // time leaves a file cut short.
 static void program_cache_write(const program_cache_t* cache) {
-    program_cache_header_t header = {program_cache_magic, program_slot_count, {}, {}};
+    program_cache_header_t header = {program_cache_magic, program_slot_count, program_sources_key(), {}, {}};
     u64 total = sizeof(header);
     for (u32 slot = 0; slot < program_slot_count; slot++) {
         header.format[slot] = cache->format[slot];

@@ -228,7 +228,7 @@ TEST_F(GlTest, IconsDrawTheirMasksUpright) {
 
 // Programs kept in a file draw as compiled ones do, in the first frame (rectangles
 // by the text's program) and after it; a file that isn't one is said once and
-// written anew.
+// written anew, one kept for other shaders quietly so.
 TEST_F(GlTest, KeptProgramsDrawAsCompiledOnes) {
     temp_folder_t folder;
     std::string path = folder.path + "/cache/programs.bin";
@@ -257,6 +257,13 @@ TEST_F(GlTest, KeptProgramsDrawAsCompiledOnes) {
     u8* mark = log_test_mark(log_user);
     EXPECT_TRUE(red_square_drawn());
     EXPECT_EQ(log_test_since(log_user, mark), "");
+    // Kept by a build with other shaders: built anew without a word, and kept again.
+    std::string other = kept;
+    other[8] ^= 1;
+    write_file(path, other);
+    EXPECT_TRUE(red_square_drawn());
+    EXPECT_EQ(log_test_since(log_user, mark), "");
+    EXPECT_EQ(file_bytes(path), kept);
     write_file(path, kept.substr(0, kept.size() - 1));
     EXPECT_TRUE(red_square_drawn());
     std::string said = log_test_since(log_user, mark);
