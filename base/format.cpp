@@ -35,16 +35,14 @@ u64 parse_u64(const u8* bytes, u64 size) {
     return negative ? 0 - value : value;
 }
 
-// The common integer writer. Padding and digits are written only where there is
-// room; the sign is meant to use the caller's spare byte, and is dropped rather
-// than written past the buffer when even that is missing.
-static u64 format_integer(u8* buffer, u64 size, u64 magnitude, bool negative, u64 width, u8 pad,
-                          format_flags_t flags) {
+// Padding and digits are written only where there is room: a digit only when all
+// that follow it fit too.
+u64 format_u64(u8* buffer, u64 size, u64 value, u64 width, u8 pad, format_flags_t flags) {
     bool hex = flags & format_hex;
     // The digits, lowest first, by constant divisors that compile to multiplies.
     u8 digits[20];
     u64 digit_count = 0;
-    u64 rest = magnitude;
+    u64 rest = value;
     if (hex) {
         do {
             digits[digit_count++] = (u8)(rest & 15);
@@ -57,18 +55,17 @@ static u64 format_integer(u8* buffer, u64 size, u64 magnitude, bool negative, u6
         } while (rest);
     }
 
-    if (flags == 0 && !negative && width <= digit_count && size >= digit_count) {
+    if (flags == 0 && width <= digit_count && size >= digit_count) {
         // The plain case, as logs ask for it: the same bytes without the steps.
         for (u64 i = 0; i < digit_count; i++) buffer[i] = (u8)('0' + digits[digit_count - 1 - i]);
         return digit_count;
     }
 
-    u64 extras = (negative ? 1 : 0) + (hex ? 2 : 0);
+    u64 extras = hex ? 2 : 0;
     u64 padding = width > digit_count + extras ? width - digit_count - extras : 0;
 
     u64 at = 0;
     for (u64 i = 0; i < padding && at < size; i++) buffer[at++] = pad;
-    if (negative && at < size) buffer[at++] = '-';
     if (hex) {
         for (const char* p = "0x"; *p && at < size; p++) buffer[at++] = (u8)*p;
     }
@@ -79,22 +76,17 @@ static u64 format_integer(u8* buffer, u64 size, u64 magnitude, bool negative, u6
     return at;
 }
 
-u64 format_i64(u8* buffer, u64 size, i64 value, u64 width, u8 pad, format_flags_t flags) {
-    // With no room at all nothing counts as negative; the magnitude of the most
-    // negative value still fits an unsigned word.
-    bool negative = size > 0 && value < 0;
-    u64 magnitude = negative ? 0 - (u64)value : (u64)value;
-    return format_integer(buffer, size, magnitude, negative, width, pad, flags);
-}
-
-u64 format_u64(u8* buffer, u64 size, u64 value, u64 width, u8 pad, format_flags_t flags) {
-    return format_integer(buffer, size, value, false, width, pad, flags);
+u64 format_i64(u8* buffer, u64 size, i64 value) {
+    // The magnitude of the most negative value still fits an unsigned word.
+    if (size == 0 || value >= 0) return format_u64(buffer, size, (u64)value, 0, ' ', 0);
+    buffer[0] = '-';
+    return 1 + format_u64(buffer + 1, size - 1, 0 - (u64)value, 0, ' ', 0);
 }
 
 u64 format_f64(u8* buffer, u64 size, f64 value, u32 decimals) {
     // Out of range of a 64-bit integer (and NaN) there is no integer part to write.
     bool in_range = value > -9.2e18 && value < 9.2e18;
-    u64 at = format_i64(buffer, size, in_range ? (i64)value : 0, 0, ' ', 0);
+    u64 at = format_i64(buffer, size, in_range ? (i64)value : 0);
     if (value < 0) value = -value;
     if (decimals != 0 && at < size) buffer[at++] = '.';
     f64 fraction = in_range ? value - (f64)(i64)value : 0.0;

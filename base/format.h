@@ -11,7 +11,7 @@ enum : u32 {
 };
 
 u64 parse_u64(const u8* bytes, u64 size);
-u64 format_i64(u8* buffer, u64 size, i64 value, u64 width, u8 pad, format_flags_t flags);
+u64 format_i64(u8* buffer, u64 size, i64 value);
 u64 format_u64(u8* buffer, u64 size, u64 value, u64 width, u8 pad, format_flags_t flags);
 u64 format_f64(u8* buffer, u64 size, f64 value, u32 decimals);
 u64 format_size(u64 size_in_bytes, u8* buffer, u64 buffer_size);

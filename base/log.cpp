@@ -70,18 +70,17 @@ void log_write_u64(u64 channel, u64 value, u64 width, u8 pad, format_flags_t fla
     log_mark_end(channel);
 }
 
-void log_write_i64(u64 channel, i64 value, u64 width, u8 pad, format_flags_t flags) {
+void log_write_i64(u64 channel, i64 value) {
     log_reserve(channel, log_number_room);
     data_t* text = &log_channels[channel].text;
-    text->used += format_i64(text->bytes + text->used, log_number_room, value, width, pad, flags);
+    text->used += format_i64(text->bytes + text->used, log_number_room, value);
     log_mark_end(channel);
 }
 
-void log_write_value(u64 channel, u64 value, bool indent, const char* label, bool line_end, u64 width, u8 pad,
-                     format_flags_t flags) {
+void log_write_value(u64 channel, u64 value, bool indent, const char* label, bool line_end) {
     if (indent) log_write_indentation(channel);
     if (label) log_write_c_string(channel, label);
-    log_write_u64(channel, value, width, pad, flags);
+    log_write_u64(channel, value);
     if (line_end) log_write_bytes(channel, "\n", 1);
 }
 

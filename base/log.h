@@ -38,9 +38,8 @@ void log_write(u64 channel, data_t string);
 void log_write_c_string(u64 channel, const char* text);
 void log_write_bytes(u64 channel, const void* bytes, u64 size);
 void log_write_u64(u64 channel, u64 value, u64 width = 0, u8 pad = ' ', format_flags_t flags = 0);
-void log_write_i64(u64 channel, i64 value, u64 width = 0, u8 pad = ' ', format_flags_t flags = 0);
-void log_write_value(u64 channel, u64 value, bool indent, const char* label, bool line_end, u64 width = 0,
-                     u8 pad = ' ', format_flags_t flags = 0);
+void log_write_i64(u64 channel, i64 value);
+void log_write_value(u64 channel, u64 value, bool indent, const char* label, bool line_end);
 void log_save(u64 channel, data_t path);
 // The text written to a channel since `position` (bytes + used taken before a
 // task), copied into `target` whether or not the ring wrapped in between.

@@ -32,7 +32,7 @@ TEST(Log, FirstWriteAllocatesAndMarksTheEnd) {
 TEST(Log, NumbersIndentationAndValues) {
     log_write_u64(9, 42);
     log_write_bytes(9, " ", 1);
-    log_write_i64(9, -7, 4, '0');
+    log_write_i64(9, -7);
     log_write_bytes(9, " ", 1);
     log_write_u64(9, 0xAB, 0, ' ', format_hex);
     log_write_bytes(9, "\n", 1);
@@ -46,7 +46,7 @@ TEST(Log, NumbersIndentationAndValues) {
     log_write_value(9, 12, true, "count: ", true);
     log_write_value(9, 3, false, nullptr, false);
     log_indent_less(9);
-    EXPECT_EQ(channel_text(9), "42 00-7 0xab\n            |    count: 12\n3");
+    EXPECT_EQ(channel_text(9), "42 -7 0xab\n            |    count: 12\n3");
     EXPECT_TRUE(end_mark_follows(9));
 }
 
