@@ -231,6 +231,11 @@ void frame_run(frame_loop_t* loop) {
         if (frame_counter == 0 && loop->first_frame_png.used) first_frame_write(loop);
         window_swap_buffers(window);
         if (frame_counter == 0 && loop->first_frame_time.used) first_frame_time_write(loop);
+        if (loop->first_frame_shown) {
+            void (*shown)(void*) = loop->first_frame_shown;
+            loop->first_frame_shown = nullptr;
+            shown(loop->first_frame_context);
+        }
     }
     frame_counter += 1;
     data_clear(&app->scratch);

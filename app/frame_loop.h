@@ -30,6 +30,10 @@ struct frame_loop_t {
     // For the start-up benchmark: the monotonic clock in nanoseconds once the first
     // frame was swapped, as decimal text.
     data_t first_frame_time;
+    // Called once, when the loop's first frame is on the screen: start-up finishes
+    // what that frame didn't need before the next one runs.
+    void (*first_frame_shown)(void* context);
+    void* first_frame_context;
 
     // The loop's own state, set by frame_loop_start. Time stamps are in ticks.
     u32 composition_enabled;

@@ -27,33 +27,46 @@ static void program_copy_user_log(u8* mark, FILE* stream) {
     data_free(&copy);
 }
 
-// What the loading thread of start-up is given, and what it hands back.
-struct start_loading_t {
-    reader_t* reader;
-    data_t* scratch;
-    data_t storage_path;
-    font_set_t* fonts;
-    data_t font_memory;
-    app_t* app;
-    http_error_t* http_error;
-    thread_event_t done;  // set once, when all of it is done
-    bool store_whole;
-    u8* user_log_mark;
-};
-
-// Start-up's steps that need no window: the store file, the faces, the internet
-// session (its libraries take their time to set up) and the desktop folder (a
-// helper program is asked).
-static u32 start_load(void* argument) {
-    start_loading_t* loading = (start_loading_t*)argument;
+// Start-up's steps that need no window and that the first frame shows: the store
+// file and the faces.
+static void start_load_shown(start_loading_t* loading) {
     loading->user_log_mark = data_end(log_channel(log_user)->text);
     loading->store_whole = reader_load_or_recover(loading->scratch, loading->storage_path, loading->reader);
     frame_fonts_create(loading->fonts, loading->font_memory);
+}
+
+// The internet session (its libraries take their time to set up) and the desktop
+// folder (a helper program is asked): nothing in the first frame needs them.
+static void start_load_rest(start_loading_t* loading) {
     // 5. A failure shows up on each later download.
     http_session_open(data_literal("newsloom"), loading->http_error);
     desktop_path_resolve(loading->app);
+}
+
+// The rest waits until the first frame is on the screen: on a busy machine its
+// processor time would come out of the window's making.
+static u32 start_load(void* argument) {
+    start_loading_t* loading = (start_loading_t*)argument;
+    start_load_shown(loading);
     thread_event_set(loading->done);
+    thread_event_wait(loading->shown);
+    start_load_rest(loading);
+    thread_event_set(loading->rest_done);
     return 0;
+}
+
+// Lets the loading thread go on with the rest and waits for it; once, from the
+// first frame or, when none ran, from shutdown.
+static void start_load_finish(void* argument) {
+    start_loading_t* loading = (start_loading_t*)argument;
+    // A start refused before the thread ran has nothing to wait for.
+    if (loading->finished || !loading->rest_done) return;
+    loading->finished = 1;
+    thread_event_set(loading->shown);
+    thread_event_wait(loading->rest_done);
+    thread_event_close(loading->done);
+    thread_event_close(loading->shown);
+    thread_event_close(loading->rest_done);
 }
 
 bool program_start(program_t* program, i32 argc, char** argv, const program_options_t* options) {
@@ -110,11 +123,13 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     // start-up takes the longer of the two, not the sum. The connection to the
     // display comes first, alone: sharing the processor with the loading thread
     // slows it by more than the loading costs. Until the wait below, the loading
-    // thread alone touches the reader, the fonts, the frame scratch, the desktop
-    // path and the session.
+    // thread alone touches the reader, the fonts and the frame scratch; the session
+    // and the desktop path it sets up once the first frame shows, and the main
+    // thread waits for them before the next frame.
     bool headless = options && options->headless;
     if (!headless) window_system_start();
-    start_loading_t loading = {};
+    start_loading_t& loading = program->loading;
+    loading = start_loading_t{};
     loading.reader = reader;
     loading.scratch = &app->scratch;
     loading.storage_path = app->storage_path;
@@ -123,9 +138,15 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     loading.app = app;
     loading.http_error = &program->http_error;
     loading.done = thread_event_create();
+    loading.shown = thread_event_create();
+    loading.rest_done = thread_event_create();
+    http_session_expect();
     if (!thread_start(start_load, &loading)) {
         // No thread to be had: the same work in order, on this one.
-        start_load(&loading);
+        start_load_shown(&loading);
+        start_load_rest(&loading);
+        thread_event_set(loading.done);
+        thread_event_set(loading.rest_done);
     }
 
     // 7, 8. The window "Newsloom - 0.3" and swap interval 1. A failure leaves
@@ -142,7 +163,6 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     if (argument_find_text("-gfx_log", 0)) log_save(log_graphics, data_literal("win32_opengl.log"));
 
     thread_event_wait(loading.done);
-    thread_event_close(loading.done);
     // A damaged store was kept aside under its own name, and the log panel says so
     // (step 22): a person who started the program from a menu sees no terminal.
     bool store_whole = loading.store_whole;
@@ -203,6 +223,8 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
         program->app.scratch = data_sub_block_rest(&program->app.scratch, 8);
         loop->demo = &program->demo;
     }
+    loop->first_frame_shown = start_load_finish;
+    loop->first_frame_context = &loading;
     loop->first_frame_png = argument_value_text("-first_frame_png", nullptr);
     loop->first_frame_time = argument_value_text("-first_frame_time", nullptr);
     frame_loop_start(loop);
@@ -223,6 +245,7 @@ static void profile_save(u32 error) {
 }
 
 void program_shutdown(program_t* program) {
+    start_load_finish(&program->loading);
     thread_terminate(&thread_queue);
     reader_purge_deleted(&program->reader);
     profiler_stop();

@@ -8,8 +8,28 @@
 #include "views/panel.h"
 #include "net/http_file.h"
 #include "net/queries.h"
+#include "platform/thread.h"
 #include "store/reader.h"
 #include "ui/ui_core.h"
+
+// What start-up's loading thread is given, and what it hands back. The thread
+// loads what the first frame shows, then waits for that frame to be on the screen
+// before it sets up the rest.
+struct start_loading_t {
+    reader_t* reader;
+    data_t* scratch;
+    data_t storage_path;
+    font_set_t* fonts;
+    data_t font_memory;
+    app_t* app;
+    http_error_t* http_error;
+    thread_event_t done;       // the store and the faces are loaded
+    thread_event_t shown;      // the first frame is on the screen
+    thread_event_t rest_done;  // the session is open and the desktop folder known
+    u32 finished;              // the main thread waited for all of it
+    bool store_whole;
+    u8* user_log_mark;
+};
 
 struct program_t {
     app_t app;
@@ -28,6 +48,7 @@ struct program_t {
     http_error_t http_error;
     u32 profiler_error;
     u32 profile;
+    start_loading_t loading;
 };
 
 struct program_options_t {

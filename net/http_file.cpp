@@ -3,6 +3,7 @@
 
 #include "base/format.h"
 #include "base/text.h"
+#include "platform/thread.h"
 #include "profiler/profiler.h"
 
 os_http_session_t http_session;
@@ -37,14 +38,31 @@ static void http_message_set(const char* text) {
     http_message[length] = 0;
 }
 
+// Set by http_session_expect, and once the session's opening is over.
+static thread_event_t http_session_opened;
+
+// Made anew for each start: no download waits at that time.
+void http_session_expect() {
+    if (http_session_opened) thread_event_close(http_session_opened);
+    http_session_opened = thread_event_create();
+}
+
+static void http_session_opening_over() {
+    if (http_session_opened) thread_event_set(http_session_opened);
+}
+
 void http_session_open(data_t user_agent, http_error_t* error) {
-    if (*error || http_session) return;
+    if (*error || http_session) {
+        http_session_opening_over();
+        return;
+    }
     char agent[4096];
     u64 length = min_of<u64>(user_agent.used, sizeof(agent) - 1);
     bytes_copy(agent, user_agent.bytes, length);
     agent[length] = 0;
     http_session = os_http_session_open(agent);
     if (!http_session) *error = http_error_internet_open;
+    http_session_opening_over();
 }
 
 void http_session_close(http_error_t* error) {
@@ -67,6 +85,11 @@ http_file_t http_file_open(data_t address, http_error_t* error) {
     PROFILE_ZONE(http_file_open);
     http_file_t file = {};
     if (*error) return file;
+    if (!http_session && http_session_opened) {
+        // Each waiter wakes the next: the event lets one through at a time.
+        thread_event_wait(http_session_opened);
+        thread_event_set(http_session_opened);
+    }
     if (!http_session) {
         *error = http_error_not_initialized;
         return file;

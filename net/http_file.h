@@ -45,6 +45,9 @@ struct http_file_t {
 extern os_http_session_t http_session;
 
 void http_session_open(data_t user_agent, http_error_t* error);
+// Says that another thread is about to open the session: until it has, a download
+// waits for it rather than fail.
+void http_session_expect();
 void http_session_close(http_error_t* error);
 // Blocks until the head of the final response is in.
 http_file_t http_file_open(data_t address, http_error_t* error);

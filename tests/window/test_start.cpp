@@ -30,7 +30,9 @@ TEST(Start, ADamagedNewestStoreOpensTheLogPanelOnAParagraph) {
     // A first run leaves a good store file behind.
     ASSERT_TRUE(program_start(&start_program, 3, argv, &options));
     EXPECT_NE(start_program.panel.right_panel, panel_right_log);
-    // What the loading thread makes besides the store is there once start-up returns.
+    // What the loading thread makes besides the store is there once the first
+    // frame has run.
+    frame_run(&start_program.loop);
     EXPECT_NE(http_session, nullptr);
     EXPECT_GT(start_program.app.desktop_path.used, 0u);
     program_shutdown(&start_program);
