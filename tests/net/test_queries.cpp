@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "base/log.h"
 #include "base/text.h"
@@ -126,4 +127,16 @@ TEST_F(Queries, AFullTableOrRingRefusesInsteadOfStopping) {
     EXPECT_EQ(block_storage.free_list->address, before.address);
     EXPECT_EQ(block_storage.free_list->size, before.size);
     EXPECT_EQ(block_storage.free_list->next, nullptr);
+
+    // With block storage full the address can't be kept: nothing is queued.
+    std::vector<std::pair<void*, u64>> taken;
+    while (block_storage.free_list) {
+        u64 size = block_storage.free_list->size;
+        taken.push_back({block_storage_allocate(&block_storage, size), size});
+    }
+    log_start = log_test_mark(log_user);
+    EXPECT_FALSE(submit("http://127.0.0.1:1/kept-nowhere"));
+    EXPECT_NE(log_test_since(log_user, log_start).find("no memory left for the address"), std::string::npos);
+    EXPECT_EQ(query_running_count, running + 1023);
+    for (auto [address, size] : taken) block_storage_free(&block_storage, address, size);
 }
