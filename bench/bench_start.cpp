@@ -6,10 +6,13 @@
 // floor.
 //
 // Both programs run in the caller's own environment, so Mesa's on-disk shader cache
-// is the user's: warm, as it is from a user's second start on. Newsloom's first frame
-// still builds its two programs' variants from that cache (4 to 5 ms of processor
-// time each with llvmpipe, and 4 ms more for the first shader compile of a process);
-// with the cache off each variant takes some 40 ms.
+// and Newsloom's kept programs are the user's: warm, as they are from a user's second
+// start on. With llvmpipe (Mesa 22) that cache holds the fragment and vertex code of
+// each program and state, but not the code that sets up a program's triangles: the
+// first draw of each program still compiles that (4 to 5 ms of processor time), which
+// is why the first frame draws with one. A first shader compile in a process sets up
+// the whole compiler (some 4 ms), which the kept programs skip. With the cache off,
+// each variant takes some 40 ms.
 //
 // On a shared machine the wall time mostly measures the wait for a processor, so
 // the processor time of each program's main thread up to its first frame is shown
