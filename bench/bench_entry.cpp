@@ -18,7 +18,7 @@
 #include "bench/html_document.h"
 #include "base/pool.h"
 #include "base/text.h"
-#include "tests/window/finished_download.h"
+#include "tests/views/finished_download.h"
 #include "views/view_entry.h"
 #include "views/view_list.h"
 
@@ -77,7 +77,7 @@ struct figures_t {
 // The entry of the feed at `address` with the longest markup, shown in the right
 // panel; `html`, when given, replaces its description.
 entry_t* entry_show(const char* address, const std::string& document, const std::string* html) {
-    finished_download(&program, address, document);
+    finished_download(&program, 7, address, query_new_feed, document);
     frame();
     entry_t* longest = nullptr;
     for (u32 i = 0; i < program.reader.entries.max_entry_count; i++) {

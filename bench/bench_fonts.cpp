@@ -25,7 +25,7 @@
 #include "gfx/renderer.h"
 #include "layout/layout.h"
 #include "platform/fonts.h"
-#include "tests/window/finished_download.h"
+#include "tests/views/finished_download.h"
 
 namespace {
 
@@ -75,7 +75,7 @@ bool store_make(const std::string& folder, u32 distinct) {
     }
     document += "</channel></rss>";
     if (!program_open(folder)) return false;
-    finished_download(&program, "http://127.0.0.1:1/many.xml", document);
+    finished_download(&program, 7, "http://127.0.0.1:1/many.xml", query_new_feed, document);
     frame_run(&program.loop);
     bool made = program.codepoints.count >= distinct;
     program_shutdown(&program);

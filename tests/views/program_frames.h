@@ -12,6 +12,7 @@
 #include "app/startup.h"
 #include "base/text.h"
 #include "file_support.h"
+#include "finished_download.h"
 #include "net/block_storage.h"
 #include "store/feed_merge.h"
 #include "views/view_list.h"
@@ -70,19 +71,9 @@ protected:
         }
         return nullptr;
     }
-    // A download in slot `slot` of the program's queries as its worker leaves it:
-    // `document` came back for `address`, for the next frame to drain and merge
-    // into the feed `feed_id` (query_new_feed for a new one).
     static query_t* finished_download(u32 slot, const std::string& address, u32 feed_id,
                                       const std::string& document) {
-        query_t* query = &program.queries[slot];
-        query->address = block_storage_copy(&block_storage, data_from_size(address.size(), address.data()));
-        query->feed_id = feed_id;
-        query->data = data_allocate(document.size());
-        bytes_copy(query->data.bytes, document.data(), document.size());
-        query->data.used = document.size();
-        query->state = query_state_finished;
-        return query;
+        return ::finished_download(&program, slot, address, feed_id, document);
     }
     // Merges the document as a feed of its own and shows its first entry in a frame.
     entry_t* show(const std::string& document, const std::string& address) {
