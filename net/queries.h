@@ -21,7 +21,9 @@ enum : u32 {
 struct query_t {
     volatile u32 state;  // written with release order, read with acquire order
     data_t address;      // in block_storage, a zero byte behind used
-    u32 feed_id;         // or query_new_feed
+    // Or query_new_feed. The main thread's alone, never the worker's: a save in
+    // mid-run renumbers it while the download runs.
+    u32 feed_id;
     u32 error;           // http_error_t
     data_t data;         // the document, in a block of its own
     // The system's reason for a failure, for log channel 0: workers don't write
