@@ -105,6 +105,8 @@ inline program_t program_start(const std::string& folder, const std::vector<std:
     program.pid = fork();
     if (program.pid == 0) {
         if (chdir(folder.c_str()) != 0) _exit(126);
+        // Its kept shader programs go with its store, not into the user's cache.
+        setenv("XDG_CACHE_HOME", (folder + "/cache").c_str(), 1);
         for (const std::string& pair : environment) putenv(strdup(pair.c_str()));
         std::vector<char*> argv;
         static std::string binary = NEWSLOOM_BINARY_DIR "/newsloom";
