@@ -266,17 +266,15 @@ static void program_cache_write(const program_cache_t* cache) {
     }
     u64 path_size = text_length(cache->path);
     data_t path = data_from_size(path_size, cache->path);
-    char folder[sizeof(cache->path)];
     u64 folder_size = path_size;
     while (folder_size > 0 && cache->path[folder_size - 1] != '/') folder_size--;
-    memcpy(folder, cache->path, folder_size);
     u8 temporary_bytes[sizeof(cache->path) + 32];
     data_t temporary = data_make(sizeof(temporary_bytes), 0, temporary_bytes);
     data_push_bytes(&temporary, cache->path, path_size, 1);
     data_push_bytes(&temporary, ".new", 4, 1);
     temporary.used += format_u64(temporary.bytes + temporary.used, 20, os_process_id(), 0, ' ', 0);
     file_error_t error = 0;
-    if (folder_size > 1) directory_create_with_parents(data_from_size(folder_size - 1, folder), &error);
+    if (folder_size > 1) directory_create_with_parents(data_from_size(folder_size - 1, cache->path), &error);
     error = 0;
     file_write_all(temporary, bytes.bytes, bytes.used, true, &error);
     if (!error) file_rename(temporary, path, &error);
