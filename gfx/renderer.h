@@ -100,7 +100,6 @@ struct batch_t {
     data_t text;  // bytes of text commands
     u32 vertex_buffer;
     u32 vertex_buffer_size;  // bytes of storage the GL buffer has
-    u32 program;
     u32 program_slot;
     u32 texture;
     font_set_t* fonts;

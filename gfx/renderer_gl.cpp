@@ -647,19 +647,19 @@ static u32 batch_program(renderer_t* renderer, const batch_t* batch) {
 }
 
 // `drawn` is the batch or the view of it that batch_cull made; the batch keeps the
-// program and the buffers.
+// vertex buffer.
 static void batch_draw(renderer_t* renderer, batch_t* batch, const batch_t* drawn) {
     bool text = batch->type == batch_type_text && batch->fonts;
     bool textured = (batch->format & 8) != 0;
     if (drawn->vertex_count == 0) return;
-    batch->program = batch_program(renderer, batch);
-    if (!batch->program) return;
-    glUseProgram(batch->program);
-    GLint projection = glGetUniformLocation(batch->program, "projection");
+    u32 program = batch_program(renderer, batch);
+    if (!program) return;
+    glUseProgram(program);
+    GLint projection = glGetUniformLocation(program, "projection");
     glUniformMatrix4fv(projection, 1, GL_FALSE, renderer->projection);
-    GLint bytes_per_pixel = glGetUniformLocation(batch->program, "bytes_per_pixel");
+    GLint bytes_per_pixel = glGetUniformLocation(program, "bytes_per_pixel");
     if (bytes_per_pixel >= 0) glUniform1ui(bytes_per_pixel, 4);
-    GLint untextured = glGetUniformLocation(batch->program, "untextured");
+    GLint untextured = glGetUniformLocation(program, "untextured");
     if (untextured >= 0) glUniform1ui(untextured, textured ? 0 : 1);
 
     if (!batch->vertex_buffer) glGenBuffers(1, &batch->vertex_buffer);
@@ -672,14 +672,14 @@ static void batch_draw(renderer_t* renderer, batch_t* batch, const batch_t* draw
     u32 components = (batch->format & 3) + 2;
     GLsizei stride = (GLsizei)drawn->vertex_size;
     u64 offset = 0;
-    GLint position = glGetAttribLocation(batch->program, "position");
+    GLint position = glGetAttribLocation(program, "position");
     if (position >= 0) {
         glEnableVertexAttribArray((GLuint)position);
         glVertexAttribPointer((GLuint)position, (GLint)components, GL_FLOAT, GL_FALSE, stride, (const void*)offset);
     }
     offset += components * 4;
     if (batch->format & 4) {
-        GLint color = glGetAttribLocation(batch->program, "color");
+        GLint color = glGetAttribLocation(program, "color");
         if (color >= 0) {
             glEnableVertexAttribArray((GLuint)color);
             glVertexAttribIPointer((GLuint)color, 1, GL_UNSIGNED_INT, stride, (const void*)offset);
@@ -688,7 +688,7 @@ static void batch_draw(renderer_t* renderer, batch_t* batch, const batch_t* draw
     }
     // A rectangle drawn by the text's program must not read the coordinates that
     // the last textured batch left on.
-    GLint uv = glGetAttribLocation(batch->program, "in_uv");
+    GLint uv = glGetAttribLocation(program, "in_uv");
     if (uv >= 0 && textured) {
         glEnableVertexAttribArray((GLuint)uv);
         glVertexAttribPointer((GLuint)uv, 2, GL_FLOAT, GL_FALSE, stride, (const void*)offset);
