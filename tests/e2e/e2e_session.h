@@ -89,6 +89,7 @@ protected:
     std::string site_folder, store_folder;
     program_t program;
     Window window = 0;
+    int closes = 0;
 
     void SetUp() override {
         x_server_test_t::SetUp();
@@ -169,9 +170,11 @@ protected:
     void close() {
         ASSERT_TRUE(window_send_close(window));
         expect_clean_exit(&program, 60);
-        // The main log stays beside the screenshots.
+        // The main log of each run stays beside the screenshots.
         const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
-        system(("cp '" + folder + "/log.txt' '" NEWSLOOM_BINARY_DIR "/e2e/" + test->name() + "_log.txt'").c_str());
+        closes += 1;
+        system(("cp '" + folder + "/log.txt' '" NEWSLOOM_BINARY_DIR "/e2e/" + test->name() + "_log_" +
+                std::to_string(closes) + ".txt'").c_str());
     }
 
     // The newest store file of the folder as the tool lists it; empty if none.

@@ -41,11 +41,14 @@ int filter_item_y(int item) { return 37 + 18 * item; }
 int list_changed(const image_t& a, const image_t& b) { return changed(a, b, 0, place::list_top, 452, 720, 24); }
 
 // True when every feed row in sight starts with the same label, "Updating… ",
-// where `before` showed the feeds' own titles.
+// where `before` showed the feeds' own titles. The last row may be cut by the
+// list's lower edge, and its clipped glyphs are sampled a shade differently: it
+// isn't judged. Which feed lands there depends on the order the first downloads
+// came back in.
 bool feeds_updating(const image_t& image, const image_t& before) {
-    std::vector<list_row_t> feeds;
-    for (const list_row_t& row : list_scan(image)) {
-        if (row.code == 'F') feeds.push_back(row);
+    std::vector<list_row_t> rows = list_scan(image), feeds;
+    for (size_t i = 0; i + 1 < rows.size(); i++) {
+        if (rows[i].code == 'F') feeds.push_back(rows[i]);
     }
     if (feeds.size() < 2) return false;
     const int left = 8, right = 90, top = 3, bottom = 17;  // the label's box within a row
