@@ -56,6 +56,7 @@ void reader_init(reader_t* reader) {
     reader->generation = 0;
     reader->categories_maybe_unused = 0;
     reader->persons_maybe_unused = 0;
+    reader->held_entry_id = 0;
 }
 
 void reader_init_standalone(reader_t* reader, codepoint_set_t* codepoints, data_t* codepoint_block) {

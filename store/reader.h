@@ -206,6 +206,9 @@ struct reader_t {
     // become unused, and the clean-ups have anything to do. Never saved.
     u32 categories_maybe_unused;
     u32 persons_maybe_unused;
+    // An entry id held outside the store over a save (the selected entry's): the
+    // save's renumbering carries it to the entry's new id. 0 for none. Never saved.
+    u32 held_entry_id;
     // In reader->memory after the pools.
     entry_heads_t* entry_heads;
 };

@@ -152,6 +152,7 @@ static void reader_renumber_ids(reader_t* reader, data_t* arena) {
         feed_meta_t* meta = (feed_meta_t*)pool_at(&reader->metas, sizeof(feed_meta_t), i);
         meta->feed_id = id_map_first(&feeds, meta->feed_id);
     }
+    reader->held_entry_id = id_map_first(&entries, reader->held_entry_id);
     reader->last_feed_id = reader->feeds.entry_count;
     reader->last_entry_id = reader->entries.entry_count;
     reader->last_category_id = reader->categories.entry_count;
@@ -252,6 +253,13 @@ void reader_file_write(reader_t* reader, data_t* scratch, data_t path, file_erro
     reader_pool_entry_t pools[7];
     reader_file_pools(reader, pools);
     for (reader_pool_entry_t& entry : pools) pool_compact(entry.pool, entry.slot_size, entry.alive, slot_mark_dead);
+    // The compaction took entries from the top into the holes, out of their feeds'
+    // order. Sorted back before the ids follow the slots, the file holds each feed
+    // in the order the list shows, and a second save of the same reader writes the
+    // same records under the same ids.
+    for (u32 i = 0; i < reader->feeds.entry_count; i++) {
+        reader_sort_feed(reader, (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i));
+    }
     reader_compact_strings(reader);
     reader_renumber_generations(reader, scratch);
     reader_renumber_ids(reader, scratch);

@@ -141,28 +141,28 @@ static void queries_feed_ids_after_save(app_t* app, reader_t* reader, u32* ids) 
     }
 }
 
-// A save in mid-run compacts the pools, moving records into the holes below, and
-// moves every string to the other region. The selection is carried to its new
-// slot, the generation range to the new numbers, and the entry view parses again
-// from the moved text on its next frame.
+// A save in mid-run compacts the pools, moving records into the holes below and
+// sorting each feed's entries back, and moves every string to the other region.
+// The selection is carried to its new place, the generation range to the new
+// numbers, and the entry view parses again from the moved text on its next frame.
 static void save_in_run(app_t* app, reader_t* reader) {
     panel_t* panel = app->panel;
     pool_t* feeds = &reader->feeds;
-    pool_t* entries = &reader->entries;
     feed_t* feed = panel->selected_feed;
-    entry_t* entry = panel->selected_entry;
     u64 feed_slot = feed ? pool_compacted_slot(feeds, sizeof(feed_t), feed_is_alive,
                                                pool_index_of(feeds, sizeof(feed_t), feed))
                          : 0;
-    u64 entry_slot = entry ? pool_compacted_slot(entries, sizeof(entry_t), entry_is_alive,
-                                                 pool_index_of(entries, sizeof(entry_t), entry))
-                           : 0;
+    // The sort within the save moves the selected entry among its feed's slots:
+    // the save carries its id instead.
+    reader->held_entry_id = panel->selected_entry ? panel->selected_entry->id : 0;
     generation_map_t generations = generations_after_save(app, reader);
     u32 query_feed_ids[query_table_size];
     ASSERT(app->query_count <= query_table_size);
     queries_feed_ids_after_save(app, reader, query_feed_ids);
     const u8* strings = reader->strings.bytes;
     reader_save(&app->scratch, app->storage_path, reader);
+    u32 entry_id = reader->held_entry_id;
+    reader->held_entry_id = 0;
     // A save that stopped before the compaction moved nothing.
     if (reader->strings.bytes == strings) return;
     panel->generation_min = generations.min;
@@ -171,12 +171,8 @@ static void save_in_run(app_t* app, reader_t* reader) {
     if (reader->generation < generations.current) reader->generation = generations.current;
     for (u64 i = 0; i < app->query_count; i++) app->queries[i].feed_id = query_feed_ids[i];
     if (feed) panel->selected_feed = (feed_t*)pool_at(feeds, sizeof(feed_t), feed_slot);
-    entry = entry ? (entry_t*)pool_at(entries, sizeof(entry_t), entry_slot) : nullptr;
-    // The compaction took records from the top into the holes, out of their
-    // feeds' order: the sort puts them back and the selection is found by its id.
-    u32 entry_id = entry ? entry->id : 0, entry_feed_id = entry ? entry->feed_id : 0;
-    for (u32 i = 0; i < feeds->entry_count; i++) reader_sort_feed(reader, (feed_t*)pool_at(feeds, sizeof(feed_t), i));
-    panel->selected_entry = entry ? reader_find_entry_by_id(reader, entry_feed_id, entry_id) : nullptr;
+    // After the save, slot i holds id i + 1.
+    panel->selected_entry = entry_id ? (entry_t*)pool_at(&reader->entries, sizeof(entry_t), entry_id - 1) : nullptr;
     panel->content_parsed = 0;
 }
 

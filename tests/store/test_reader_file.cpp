@@ -116,7 +116,26 @@ TEST(ReaderFile, IdsAndGenerationsAreDenseAfterASave) {
     feed_t* omni = reader_find_feed_by_address(reader, data_literal("theomnishow.rss"));
     entry_t* first = feed_first_entry(reader, omni, 0, ~0u, 0, 0);
     reader_remove_entry(reader, first, omni);
+    // The compaction fills the holes from the top; the save still writes each feed
+    // newest first, and carries a held id to the entry's new one.
+    entry_t* held = feed_first_entry(reader, omni, 0, ~0u, 0, 0);
+    std::string held_guid = to_string(held->rss.guid);
+    reader->held_entry_id = held->id;
     ASSERT_TRUE(store.save(reader));
+    ASSERT_GE(reader->held_entry_id, 1u);
+    EXPECT_EQ(to_string(((entry_t*)pool_at(&reader->entries, sizeof(entry_t), reader->held_entry_id - 1))->rss.guid),
+              held_guid);
+    for (u32 i = 0; i < reader->feeds.entry_count; i++) {
+        feed_t* feed = (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i);
+        date_t newer = {};
+        for (u32 slot = 0, seen = 0; slot < reader->entries.entry_count; slot++) {
+            entry_t* entry = (entry_t*)pool_at(&reader->entries, sizeof(entry_t), slot);
+            if (entry->feed_id != feed->id) continue;
+            date_t date = entry_kind(entry) == record_kind_rss ? entry->rss.pub_date : entry->atom.published;
+            EXPECT_FALSE(seen++ && date_is_after(date, newer)) << to_string(feed->address) << " slot " << slot;
+            newer = date;
+        }
+    }
 
     EXPECT_EQ(reader->generation, 2u);  // generation 4 left with its feed
     EXPECT_EQ(reader->last_feed_id, 3u);
