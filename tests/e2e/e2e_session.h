@@ -83,6 +83,19 @@ inline bool add_feed_shown(const image_t& i) {
 
 inline int count_of(const std::string& text, const std::string& part) { return (int)text_count(text, part); }
 
+// Waits for a file to hold `lines` whole lines; gives its text. A link target's
+// file is there before its line is written.
+inline std::string lines_wait(const std::string& path, int lines, double seconds = 20) {
+    std::string text;
+    auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+    do {
+        text = file_text(path);
+        if (count_of(text, "\n") >= lines) break;
+        usleep(100000);
+    } while (std::chrono::steady_clock::now() < end);
+    return text;
+}
+
 class e2e_test_t : public x_server_test_t {
 protected:
     feed_server_t site;

@@ -21,18 +21,6 @@ std::string listing_body(const std::string& listing) {
     return line == std::string::npos ? "" : listing.substr(line);
 }
 
-// Waits for a file to hold `lines` lines; gives its text.
-std::string lines_wait(const std::string& path, int lines, double seconds = 20) {
-    std::string text;
-    auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-    do {
-        text = file_text(path);
-        if (count_of(text, "\n") >= lines) break;
-        usleep(100000);
-    } while (std::chrono::steady_clock::now() < end);
-    return text;
-}
-
 // The rows of the open filter drop-down: "Feeds", "Deleted", "Both".
 int filter_item_y(int item) { return 37 + 18 * item; }
 

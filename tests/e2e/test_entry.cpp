@@ -60,9 +60,7 @@ TEST_F(EntryTest, PictureReplacesItsPlaceholderAndTheLinkGoesToTheTarget) {
     std::vector<std::pair<int, int>> link = hue_pixels(picture, link_hue);
     ASSERT_GT(link.size(), 20u);
     click(link[link.size() / 2].first, link[link.size() / 2].second);
-    ASSERT_TRUE(file_wait(opened, 20));
-    usleep(300000);
-    EXPECT_EQ(file_text(opened), address("/page/linked") + "\n");
+    EXPECT_EQ(lines_wait(opened, 1), address("/page/linked") + "\n");
 
     // A picture that isn't there says so in red.
     key("Down Down Down");
