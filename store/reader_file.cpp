@@ -252,12 +252,18 @@ void reader_file_write(reader_t* reader, data_t* scratch, data_t path, file_erro
     reader_remove_unused_persons(reader);
     reader_pool_entry_t pools[7];
     reader_file_pools(reader, pools);
-    for (reader_pool_entry_t& entry : pools) pool_compact(entry.pool, entry.slot_size, entry.alive, slot_mark_dead);
-    // The compaction took entries from the top into the holes, out of their feeds'
+    // The compaction takes entries from the top into the holes, out of their feeds'
     // order. Sorted back before the ids follow the slots, the file holds each feed
     // in the order the list shows, and a second save of the same reader writes the
-    // same records under the same ids.
-    for (u32 i = 0; i < reader->feeds.entry_count; i++) {
+    // same records under the same ids. Without holes nothing moves, and the sort,
+    // the longest step of a save, is left out.
+    pool_t* entries = &reader->entries;
+    bool entries_move = false;
+    for (u64 i = entries->entry_count; i < entries->max_entry_count && !entries_move; i++) {
+        entries_move = entry_is_alive(pool_at(entries, sizeof(entry_t), i));
+    }
+    for (reader_pool_entry_t& entry : pools) pool_compact(entry.pool, entry.slot_size, entry.alive, slot_mark_dead);
+    for (u32 i = 0; entries_move && i < reader->feeds.entry_count; i++) {
         reader_sort_feed(reader, (feed_t*)pool_at(&reader->feeds, sizeof(feed_t), i));
     }
     reader_compact_strings(reader);
