@@ -511,13 +511,11 @@ static bool pieces_subtract(rect_t* pieces, u32* count, rect_t hole) {
     return true;
 }
 
-template <typename index_t> static void cull_quad_write(batch_t* view, const cull_vertex_t* corners) {
-    u32 first = view->vertex_count;
-    cull_vertex_t* v = (cull_vertex_t*)view->vertices + first;
+// The view's quads are drawn from the shared triangle list, which needs only
+// their count: five indices a quad, as in every batch, but none written.
+static void cull_quad_write(batch_t* view, const cull_vertex_t* corners) {
+    cull_vertex_t* v = (cull_vertex_t*)view->vertices + view->vertex_count;
     for (u32 i = 0; i < 4; i++) v[i] = corners[i];
-    index_t* index = (index_t*)view->indices + view->index_count;
-    for (u32 i = 0; i < 4; i++) index[i] = (index_t)(first + i);
-    index[4] = (index_t)~(index_t)0;
     view->vertex_count += 4;
     view->index_count += 5;
 }
@@ -525,7 +523,7 @@ template <typename index_t> static void cull_quad_write(batch_t* view, const cul
 static void cull_piece_write(batch_t* view, rect_t r, u32 colour) {
     const cull_vertex_t corners[4] = {{r.x0, r.y1, colour}, {r.x0, r.y0, colour}, {r.x1, r.y1, colour},
                                       {r.x1, r.y0, colour}};
-    cull_quad_write<u32>(view, corners);
+    cull_quad_write(view, corners);
 }
 
 // Fills `view` with the batch as it is to be drawn, in `scratch`; false when the
@@ -542,21 +540,20 @@ static bool batch_cull(const renderer_t* renderer, const batch_t* batch, data_t*
     }
     u64 regions_size = align_up((u64)batch->command_count * sizeof(cull_region_t), 8);
     u64 commands_size = align_up((u64)batch->command_count * sizeof(batch_command_t), 8);
-    u64 quad_size = 4 * sizeof(cull_vertex_t) + 5 * sizeof(u32);
+    u64 quad_size = 4 * sizeof(cull_vertex_t);
     u64 room = scratch->reserved - align_up(scratch->used, 8);
     if (room < regions_size + commands_size + quad_size * batch->command_count) return false;
     u8* base = scratch->bytes + align_up(scratch->used, 8);
     cull_region_t* regions = (cull_region_t*)base;
     batch_command_t* commands = (batch_command_t*)(base + regions_size);
-    // Room for as many quads as the rest holds, vertices before indices.
+    // Room for as many quads as the rest holds.
     u64 quad_capacity = (room - regions_size - commands_size) / quad_size;
     if (quad_capacity * 4 >= 0xFFFFFFFFull) quad_capacity = 0xFFFFFFFFull / 4 - 1;
     *view = *batch;
     view->commands = commands;
     view->vertices = (u8*)(commands + batch->command_count);
     view->vertex_size = sizeof(cull_vertex_t);
-    view->indices = view->vertices + align_up(quad_capacity * 4 * sizeof(cull_vertex_t), 8);
-    view->index_size = 4;
+    view->indices = nullptr;
     view->vertex_count = 0;
     view->index_count = 0;
 
@@ -617,7 +614,7 @@ static bool batch_cull(const renderer_t* renderer, const batch_t* batch, data_t*
             }
         }
         if (!candidate) {
-            cull_quad_write<u32>(view, corners);
+            cull_quad_write(view, corners);
         } else {
             for (u32 k = 0; k < piece_count; k++) cull_piece_write(view, pieces[k], corners[0].colour);
         }
