@@ -304,17 +304,34 @@ static GLuint program_cache_load(program_cache_t* cache, u32 slot) {
     return 0;
 }
 
-static void program_cache_store(program_cache_t* cache, u32 slot, GLuint program) {
+// Whether the driver gave the program's bytes for the slot.
+static bool program_cache_store(program_cache_t* cache, u32 slot, GLuint program) {
     GLint size = 0;
     glGetProgramiv(program, GL_PROGRAM_BINARY_LENGTH, &size);
-    if (size <= 0 || (u32)size > program_cache_slot_size) return;
+    if (size <= 0 || (u32)size > program_cache_slot_size) return false;
     GLenum format = 0;
     GLsizei written = 0;
     glGetProgramBinary(program, size, &written, &format, cache->memory.bytes + (u64)slot * program_cache_slot_size);
-    if (written <= 0) return;
+    if (written <= 0) return false;
     cache->format[slot] = format;
     cache->size[slot] = (u32)written;
-    program_cache_write(cache);
+    return true;
+}
+
+// A program compiled in `slot` means a start without kept programs (the first, or
+// one after a driver update): the compiler is set up by now, so the other slots
+// that have none are compiled too, and the file is written once with all of them,
+// rather than anew at each program's first draw. A later start then loads every
+// one, the pictures' included.
+static void program_cache_complete(renderer_t* renderer, u32 slot, GLuint program) {
+    program_cache_t* cache = &renderer->program_cache;
+    bool stored = program_cache_store(cache, slot, program);
+    for (u32 other = 0; other < program_slot_count; other++) {
+        if (other == slot || cache->size[other] || renderer->programs[other]) continue;
+        renderer->programs[other] = program_compile(other);
+        if (renderer->programs[other]) stored = program_cache_store(cache, other, renderer->programs[other]) || stored;
+    }
+    if (stored) program_cache_write(cache);
 }
 
 void gl_program_cache_use(renderer_t* renderer, const char* path) {
@@ -335,7 +352,7 @@ static GLuint program_create(renderer_t* renderer, u32 slot) {
     GLuint program = usable ? program_cache_load(cache, slot) : 0;
     if (program) return program;
     program = program_compile(slot);
-    if (program && usable) program_cache_store(cache, slot, program);
+    if (program && usable) program_cache_complete(renderer, slot, program);
     return program;
 }
 

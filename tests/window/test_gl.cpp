@@ -227,8 +227,9 @@ TEST_F(GlTest, IconsDrawTheirMasksUpright) {
 }
 
 // Programs kept in a file draw as compiled ones do, in the first frame (rectangles
-// by the text's program) and after it; a file that isn't one is said once and
-// written anew, one kept for other shaders quietly so.
+// by the text's program) and after it; the run that draws only rectangles keeps the
+// pictures' program too; a file that isn't one is said once and written anew, one
+// kept for other shaders quietly so.
 TEST_F(GlTest, KeptProgramsDrawAsCompiledOnes) {
     temp_folder_t folder;
     std::string path = folder.path + "/cache/programs.bin";
@@ -254,6 +255,11 @@ TEST_F(GlTest, KeptProgramsDrawAsCompiledOnes) {
     EXPECT_TRUE(red_square_drawn());
     std::string kept = file_bytes(path);
     EXPECT_EQ(kept.substr(0, 4), "NLPB");
+    for (u32 slot = 0; slot < program_slot_count; slot++) {
+        u32 size = 0;
+        if (kept.size() >= 36) memcpy(&size, kept.data() + 24 + 4 * slot, 4);
+        EXPECT_GT(size, 0u) << "slot " << slot;
+    }
     u8* mark = log_test_mark(log_user);
     EXPECT_TRUE(red_square_drawn());
     EXPECT_EQ(log_test_since(log_user, mark), "");
