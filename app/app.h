@@ -34,4 +34,5 @@ struct app_t {
 bool storage_path_resolve(app_t* app);
 // The desktop folder, where exports go by default; empty when there is none.
 void desktop_path_resolve(app_t* app);
+constexpr u32 desktop_helper_limit_ms = 2000;
 extern const char storage_path_too_long_message[];

@@ -39,13 +39,24 @@ bool storage_path_resolve(app_t* app) {
     return fits;
 }
 
-// Asks a helper program, which takes a while: start-up does it off the window's way.
+// Asks a helper program, which takes a while: start-up does it off the window's way,
+// but the frame after the first waits for it, so one that hangs is given up on.
 void desktop_path_resolve(app_t* app) {
     app->desktop_path = data_make(app_path_capacity, 0, app->desktop_path_buffer);
     char folder[app_path_capacity];
+    bool timed_out = false;
     // Only the export's default folder: one that doesn't fit is no folder.
-    if (os_desktop_folder(folder, sizeof(folder)) &&
+    if (os_desktop_folder(folder, sizeof(folder), desktop_helper_limit_ms, &timed_out) &&
         !storage_path_put(&app->desktop_path, folder, text_length(folder))) {
         app->desktop_path.used = 0;
+    }
+    if (timed_out) {
+        log_paragraph_start(log_user);
+        log_write_c_string(log_user, "xdg-user-dir gave no desktop folder within 2 seconds");
+        if (app->desktop_path.used) {
+            log_write_c_string(log_user, "; exports go to ");
+            log_write(log_user, app->desktop_path);
+        }
+        log_write_c_string(log_user, ".");
     }
 }

@@ -88,5 +88,7 @@ u64 os_local_date_time_text(os_utc_time_t time, u32 flags, const char* separator
 bool os_config_folder(char* buffer, u64 size);   // $XDG_CONFIG_HOME, else ~/.config
 bool os_cache_folder(char* buffer, u64 size);    // $XDG_CACHE_HOME, else ~/.cache
 u32 os_process_id();
-bool os_desktop_folder(char* buffer, u64 size);  // xdg-user-dir DESKTOP, else ~/Desktop
+// xdg-user-dir DESKTOP, else ~/Desktop, also when the helper gives no answer within
+// `limit` milliseconds (then `timed_out`).
+bool os_desktop_folder(char* buffer, u64 size, u32 limit, bool* timed_out);
 bool os_executable_path(char* buffer, u64 size);

@@ -8,7 +8,9 @@
 #include <langinfo.h>
 #include <locale.h>
 #include <malloc.h>
+#include <poll.h>
 #include <pwd.h>
+#include <signal.h>
 #include <spawn.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -237,37 +239,64 @@ bool os_process_start(char** argv, const char* working_directory, bool wait, i32
 }
 
 // Runs a program and keeps the first line of what it prints, without its line end.
-// `started` (optional) tells a program that isn't there from one that failed.
-static bool os_process_first_line(char** argv, char* buffer, u64 size, bool* started = nullptr) {
+// `started` (optional) tells a program that isn't there from one that failed. With
+// a `limit` in milliseconds, a program that hasn't ended by then is killed with
+// whatever it started, and `timed_out` says so.
+static bool os_process_first_line(char** argv, char* buffer, u64 size, bool* started = nullptr, u32 limit = 0,
+                                  bool* timed_out = nullptr) {
     if (started) *started = false;
+    if (timed_out) *timed_out = false;
     int pipe_ends[2];
     if (pipe2(pipe_ends, O_CLOEXEC) != 0) return false;
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, pipe_ends[1], 1);
     posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+    // A group of its own, so that a kill reaches what a helper script started.
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    if (limit) {
+        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+        posix_spawnattr_setpgroup(&attributes, 0);
+    }
     pid_t child = 0;
-    int result = posix_spawnp(&child, argv[0], &actions, nullptr, argv, environ);
+    int result = posix_spawnp(&child, argv[0], &actions, &attributes, argv, environ);
+    posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     close(pipe_ends[1]);
     if (started) *started = result == 0;
     u64 length = 0;
-    if (result == 0) {
-        for (;;) {
-            if (length + 1 >= size) break;
-            ssize_t n = read(pipe_ends[0], buffer + length, size - 1 - length);
-            if (n < 0 && errno == EINTR) continue;
-            if (n <= 0) break;
-            length += (u64)n;
+    u64 deadline = os_ticks() + (u64)limit * 1000000ull;
+    bool late = false;
+    while (result == 0 && length + 1 < size) {
+        if (limit) {
+            u64 now = os_ticks();
+            late = now >= deadline;
+            pollfd readable = {pipe_ends[0], POLLIN, 0};
+            int ready = late ? 0 : poll(&readable, 1, (int)((deadline - now + 999999) / 1000000));
+            if (ready < 0 && errno == EINTR) continue;
+            late = ready == 0;
+            if (ready <= 0) break;
         }
+        ssize_t n = read(pipe_ends[0], buffer + length, size - 1 - length);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) break;
+        length += (u64)n;
     }
     close(pipe_ends[0]);
     int status = 0;
-    if (result == 0) {
+    // One that closed its output may still not end.
+    while (result == 0 && limit && !late && waitpid(child, &status, WNOHANG) == 0) {
+        late = os_ticks() >= deadline;
+        if (!late) usleep(5000);
+    }
+    if (result == 0 && (late || !limit)) {
+        if (late) kill(-child, SIGKILL);
         while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
         }
     }
-    if (result != 0 || !WIFEXITED(status) || WEXITSTATUS(status) != 0) return false;
+    if (timed_out) *timed_out = late;
+    if (late || result != 0 || !WIFEXITED(status) || WEXITSTATUS(status) != 0) return false;
     u64 line = 0;
     while (line < length && buffer[line] != '\n') line++;
     buffer[line] = 0;
@@ -451,12 +480,12 @@ bool os_cache_folder(char* buffer, u64 size) { return os_base_folder("XDG_CACHE_
 
 u32 os_process_id() { return (u32)getpid(); }
 
-bool os_desktop_folder(char* buffer, u64 size) {
+bool os_desktop_folder(char* buffer, u64 size, u32 limit, bool* timed_out) {
     char command[] = "xdg-user-dir";
     char folder_name[] = "DESKTOP";
     char* argv[] = {command, folder_name, nullptr};
     char line[4096];
-    if (os_process_first_line(argv, line, sizeof(line)) && line[0] == '/') {
+    if (os_process_first_line(argv, line, sizeof(line), nullptr, limit, timed_out) && line[0] == '/') {
         return os_copy_folder(line, "", buffer, size);
     }
     const char* home = os_home_folder();
