@@ -128,12 +128,14 @@ protected:
     }
     std::string address(const std::string& path) const { return site.address(path.c_str()); }
     // A link target's executable that writes the links of each call as a line to
-    // `opened`; gives its path.
+    // `opened`; gives its path relative to the program's working folder, the test's
+    // own: typed whole, the random letters of that folder's name could hold an "h",
+    // which toggles "Show empty" even while typing.
     std::string link_script(const std::string& opened) {
         std::string target = folder + "/open_links";
         write_file(target, "#!/bin/sh\necho \"$*\" >> '" + opened + "'\n");
         EXPECT_EQ(chmod(target.c_str(), 0755), 0);
-        return target;
+        return "./open_links";
     }
     // The body of a GET on the test's server.
     std::string site_get(const std::string& path) const {
