@@ -92,6 +92,30 @@ TEST_F(WindowFrames, AFirstRunStartsAtAddFeedWithTheStripDrawn) {
     program.panel.right_panel = panel_right_selection;
     frame();
     EXPECT_NE(drawn_text().find("Set the generation to the minimun <S>."), std::string::npos);
+
+    // With -demo the widgets' panel takes the window instead; its check box takes
+    // the long text from lines cut to the view to one line a paragraph, with a
+    // blank line between: half as many lines show.
+    data_t memory = data_allocate(0x100000);
+    demo_panel_init(&program.demo, &memory);
+    program.loop.demo = &program.demo;
+    auto text_lines = [&]() {
+        f32 status_y = 1e9f;  // the line that says what the widgets did
+        for (const render_record_t* r : texts_drawn()) {
+            if (text_of(r).rfind("Clicks: ", 0) == 0) status_y = r->y;
+        }
+        int lines = 0;
+        for (const render_record_t* r : texts_drawn()) lines += r->y < status_y;
+        return lines;
+    };
+    frame();
+    int wrapped = text_lines();
+    click_text("Wrap the text");
+    int unwrapped = text_lines();
+    program.loop.demo = nullptr;
+    data_free(&memory);
+    EXPECT_GT(unwrapped, 10);
+    EXPECT_GT(wrapped, unwrapped * 3 / 2);
 }
 
 TEST_F(WindowFrames, EachKeyActsAlsoWhileTypingInABox) {
