@@ -34,8 +34,13 @@ static bool image_query_is(image_query_t* query, u32 entry_id, data_t url) {
     return query->entry_id == entry_id && bytes_equal(query->url.bytes, query->url.used, url.bytes, url.used);
 }
 
+// Set while the work queue's ring refuses downloads and a picture has been told
+// to wait, for the same reason.
+static bool image_queue_full_reported = false;
+
 // Fills a free slot and queues its download. False when the ring refused it: the
-// slot is free again and its copy of the address given back.
+// slot is free again and its copy of the address given back; the picture is asked
+// for again in a later frame.
 static bool image_query_start(image_query_t* query, u32 entry_id, data_t url_copy) {
     query->url = url_copy;
     query->entry_id = entry_id;
@@ -48,7 +53,14 @@ static bool image_query_start(image_query_t* query, u32 entry_id, data_t url_cop
     query->report = image_report_none;
     atomic_store_release_u32(&query->busy, 1);
     atomic_store_release_u32(&query->state, image_state_loading);
-    if (thread_queue_work(&thread_queue, image_download_job, query)) return true;
+    if (thread_queue_work(&thread_queue, image_download_job, query)) {
+        image_queue_full_reported = false;
+        return true;
+    }
+    if (!image_queue_full_reported) {
+        image_log_paragraph("Too many downloads are waiting; this picture waits for room: ", query->url);
+        image_queue_full_reported = true;
+    }
     // The copy that goes back is the slot's own: the caller's address lives in
     // memory block storage doesn't own.
     atomic_store_release_u32(&query->state, image_state_free);

@@ -74,7 +74,8 @@ extern void (*image_texture_delete_hook)(u32 texture);
 // oldest idle slot when none is free) and queues its download. Null when nothing
 // was found and nothing could be started: every slot busy, the work queue's ring
 // full, or no room in block storage for the address (which the view shows as
-// loading; said once, and not tried again until block storage has room back).
+// loading). Each is said once, until a picture starts again; an address without
+// room is not tried again until block storage has some back.
 // Main thread, like all below but the jobs.
 image_query_t* image_query_get(u32 entry_id, data_t url, bool start);
 
