@@ -77,12 +77,19 @@ protected:
     void add(const std::string& address) {
         reader_add_address(&app, reader, data_from_size(address.size(), address.data()));
     }
-    // The frame loop while downloads run: sleep until woken, drain.
+    // The frame loop while downloads run: sleep until woken, drain. Every slot the
+    // drain let go, whether merged, failed or dropped, gave back its memory.
     void drain_until_idle() {
         for (;;) {
             bool pending = false;
             for (query_t& q : update_table) pending = pending || atomic_load_acquire_u32(&q.state) != 0;
-            if (!pending) return;
+            if (!pending) {
+                for (query_t& q : update_table) {
+                    EXPECT_EQ(q.address.bytes, nullptr) << std::string((char*)q.address.bytes, q.address.used);
+                    EXPECT_EQ(q.data.bytes, nullptr);
+                }
+                return;
+            }
             wake_wait(1000);
             queries_drain(&app, reader);
             data_clear(&app.scratch);
