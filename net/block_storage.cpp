@@ -93,15 +93,20 @@ bool block_storage_contains(block_storage_t* storage, const void* address) {
     return byte >= storage->memory.bytes && byte < storage->memory.bytes + storage->memory.used;
 }
 
-void block_storage_add_free(block_storage_t* storage, void* address, u64 size) {
-    // "Freeing memory not allocated by this allocator."
-    ASSERT(block_storage_contains(storage, address));
-    storage->frees += 1;
+// A range of its own at the head of the list.
+static void block_storage_link_free(block_storage_t* storage, void* address, u64 size) {
     block_storage_node_t* node = block_storage_get_node(storage);
     node->address = (u8*)address;
     node->size = block_storage_round(storage, size);
     node->next = storage->free_list;
     storage->free_list = node;
+}
+
+void block_storage_add_free(block_storage_t* storage, void* address, u64 size) {
+    // "Freeing memory not allocated by this allocator."
+    ASSERT(block_storage_contains(storage, address));
+    storage->frees += 1;
+    block_storage_link_free(storage, address, size);
 }
 
 void block_storage_free(block_storage_t* storage, void* address, u64 size) {
@@ -126,7 +131,7 @@ void block_storage_free(block_storage_t* storage, void* address, u64 size) {
         }
     }
     if (!merged) {
-        block_storage_add_free(storage, address, size);
+        block_storage_link_free(storage, address, size);
         return;
     }
     // A second neighbour closes the gap. It is linked out by joining `merged` to

@@ -64,6 +64,8 @@ TEST_F(BlockStorage, FreeMergesNeighbours) {
     block_storage_free(&storage, block[1], 128);
     EXPECT_EQ(node_count(), 1u);
     EXPECT_TRUE(has_range(0, block_storage_region_size));
+    // Each free counts once, merged or not.
+    EXPECT_EQ(storage.frees, 4u);
 }
 
 TEST_F(BlockStorage, ClosingAGapDropsTheRangesListedBetween) {
