@@ -194,6 +194,7 @@ bool program_start(program_t* program, i32 argc, char** argv, const program_opti
     thread_queue_create(&thread_queue, 6);
     memset(program->queries, 0, sizeof(program->queries));
     reader_entry_removed_hook = image_queries_remove_entry;
+    image_reports_reset();
     if (!block_storage.memory.bytes) {
         block_storage_create(&block_storage, block_storage_region_size, block_storage_commit_size,
                              block_storage_block_size);

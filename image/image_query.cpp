@@ -18,9 +18,19 @@ image_query_t image_queries[image_query_count];
 void (*image_texture_delete_hook)(u32 texture) = nullptr;
 u32 image_texture_size_limit = 1024;
 
-// Set while every slot is busy and a new picture has been told to wait, so that
-// the view's request in every frame doesn't repeat the line.
-static bool image_wait_reported = false;
+// What was said about pictures that can't start, so that the view's request in
+// every frame doesn't repeat the line: each is set while its cause lasts.
+struct image_reports_t {
+    bool wait;        // every slot is busy and a new picture was told to wait
+    bool queue_full;  // the work queue's ring refused a download
+    // No room in block storage for an address, and its count of frees then: no
+    // copy is tried again until something was given back.
+    bool copy_refused;
+    u64 copy_refused_frees;
+};
+static image_reports_t image_reports;
+
+void image_reports_reset() { image_reports = image_reports_t{}; }
 
 static void image_log_paragraph(const char* text, data_t url) {
     log_paragraph_start(log_user);
@@ -33,10 +43,6 @@ static bool image_query_is_busy(image_query_t* query) { return atomic_load_acqui
 static bool image_query_is(image_query_t* query, u32 entry_id, data_t url) {
     return query->entry_id == entry_id && bytes_equal(query->url.bytes, query->url.used, url.bytes, url.used);
 }
-
-// Set while the work queue's ring refuses downloads and a picture has been told
-// to wait, for the same reason.
-static bool image_queue_full_reported = false;
 
 // Fills a free slot and queues its download. False when the ring refused it: the
 // slot is free again and its copy of the address given back; the picture is asked
@@ -54,12 +60,12 @@ static bool image_query_start(image_query_t* query, u32 entry_id, data_t url_cop
     atomic_store_release_u32(&query->busy, 1);
     atomic_store_release_u32(&query->state, image_state_loading);
     if (thread_queue_work(&thread_queue, image_download_job, query)) {
-        image_queue_full_reported = false;
+        image_reports.queue_full = false;
         return true;
     }
-    if (!image_queue_full_reported) {
+    if (!image_reports.queue_full) {
         image_log_paragraph("Too many downloads are waiting; this picture waits for room: ", query->url);
-        image_queue_full_reported = true;
+        image_reports.queue_full = true;
     }
     // The copy that goes back is the slot's own: the caller's address lives in
     // memory block storage doesn't own.
@@ -73,22 +79,20 @@ static bool image_query_start(image_query_t* query, u32 entry_id, data_t url_cop
 // The slot's copy of the address, or null bytes when there is no room. The
 // refusal is said once, and no copy is tried again until block storage has had
 // something back, so that pictures on show don't try again in every frame.
-static bool image_copy_refused = false;
-static u64 image_copy_refused_frees = 0;
 static data_t image_address_copy(data_t url) {
-    if (image_copy_refused && block_storage.frees == image_copy_refused_frees) return data_t{};
+    if (image_reports.copy_refused && block_storage.frees == image_reports.copy_refused_frees) return data_t{};
     data_t copy = block_storage_copy(&block_storage, url);
     if (!copy.bytes) {
-        if (!image_copy_refused) {
+        if (!image_reports.copy_refused) {
             image_log_paragraph("There is no room left to keep a picture's address; pictures wait for some to be "
                                 "given back: ",
                                 url);
         }
-        image_copy_refused = true;
-        image_copy_refused_frees = block_storage.frees;
+        image_reports.copy_refused = true;
+        image_reports.copy_refused_frees = block_storage.frees;
         return copy;
     }
-    image_copy_refused = false;
+    image_reports.copy_refused = false;
     return copy;
 }
 
@@ -126,13 +130,13 @@ image_query_t* image_query_get(u32 entry_id, data_t url, bool start) {
             // Every slot has a worker on it. Taking one from under its worker would
             // free what the worker still writes; the picture waits for a later frame
             // instead, when a download has ended.
-            if (!image_wait_reported) {
+            if (!image_reports.wait) {
                 image_log_paragraph("Every picture slot is loading; this picture waits for one: ", url);
-                image_wait_reported = true;
+                image_reports.wait = true;
             }
             return nullptr;
         }
-        image_wait_reported = false;
+        image_reports.wait = false;
         // The copy comes first, so that no slot is given up for a picture that
         // can't start.
         data_t copy = image_address_copy(url);

@@ -78,6 +78,9 @@ extern void (*image_texture_delete_hook)(u32 texture);
 // room is not tried again until block storage has some back.
 // Main thread, like all below but the jobs.
 image_query_t* image_query_get(u32 entry_id, data_t url, bool start);
+// Forgets what was said about pictures that couldn't start: at each program start,
+// as the slots outlive one.
+void image_reports_reset();
 
 // The state as the whole frame sees it: taken once per frame, so that every pass
 // of a layout builds the same items although a worker moves on meanwhile.

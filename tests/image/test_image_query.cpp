@@ -57,7 +57,10 @@ protected:
         image_server.stop();
         std::filesystem::remove_all(image_folder);
     }
-    void SetUp() override { thread_queue_create(&thread_queue, 6); }
+    void SetUp() override {
+        thread_queue_create(&thread_queue, 6);
+        image_reports_reset();
+    }
     void TearDown() override {
         wait_idle();
         thread_terminate(&thread_queue);
@@ -344,6 +347,10 @@ TEST_F(ImageQueries, NoRoomForTheAddressStartsNothingUntilRoomComesBack) {
     std::string log = log_test_since(log_user, log_start);
     EXPECT_EQ(text_count(log, "no room"), 1u) << log;
     EXPECT_EQ(used_slots(), 1u);
+    // The next run's start forgets it: still without room, it is said again.
+    image_reports_reset();
+    EXPECT_EQ(get(2, refused_address(2)), nullptr);
+    EXPECT_EQ(text_count(log_test_since(log_user, log_start), "no room"), 2u);
     for (auto [address, size] : taken) block_storage_free(&block_storage, address, size);
     EXPECT_NE(get(2, refused_address(2)), nullptr);
 }
