@@ -95,6 +95,8 @@ void frame_render_create(renderer_t* render, draw_t* draw, window_t* window, fon
     gl_renderer_create(render, window->width, window->height, renderer_alpha_blending,
                        window->handle ? render_backend_gl : render_backend_stub);
     if (window->handle) program_cache_attach(render);
+    // Where the window keeps the back buffer's pixels, a frame draws only what changed.
+    render->damage.enabled = window->back_buffer_kept;
     // Atlases grow up to what the context takes, within a size worth their memory.
     if (window->handle) fonts->atlas_limit = (u16)min_of(gl_texture_size_limit(), 4096u);
     u32 icon_texture = icon_texture_create(render, icons);
@@ -224,12 +226,15 @@ void frame_run(frame_loop_t* loop) {
         // Queued links are opened when the window is closing, so that none is lost.
         if (!window->running && loop->reader) link_queue_open_all(loop->reader, 1);
         if (!(window->width <= 0 && window->height == 0)) frame_content(loop);
+        damage_t* damage = &loop->draw->renderer->damage;
+        // A resize may leave the back buffer without its pixels.
+        if (window->resized) damage->lost = 1;
         {
             PROFILE_ZONE(render);
             draw_frame_end(loop->draw);
         }
         if (frame_counter == 0 && loop->first_frame_png.used) first_frame_write(loop);
-        window_swap_buffers(window);
+        window_swap_buffers(window, damage->whole ? nullptr : damage->rects, damage->rect_count);
         if (frame_counter == 0 && loop->first_frame_time.used) first_frame_time_write(loop);
         if (loop->first_frame_shown) {
             void (*shown)(void*) = loop->first_frame_shown;

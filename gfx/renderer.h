@@ -6,6 +6,7 @@
 
 #include "base/data.h"
 #include "base/rect.h"
+#include "gfx/damage.h"
 #include "gfx/font.h"
 
 enum : u32 {
@@ -166,6 +167,9 @@ struct renderer_t {
     // The stub refuses this many texture requests from now on, as a driver out of
     // memory would.
     u32 textures_to_refuse;
+    // What changed on the window: the GL backend draws only that when the back
+    // buffer keeps its pixels, and the window shows `damage.rects` (or all).
+    damage_t damage;
 };
 
 // Vertex format byte: bits 0-1 position components - 2, 4 colour, 8 uv, bits 4-5

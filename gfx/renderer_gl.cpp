@@ -363,14 +363,37 @@ static void draw_range(u32 first_index, u32 end_index) {
     glDrawElements(GL_TRIANGLES, (GLsizei)((end - first) * 6), GL_UNSIGNED_INT, (const void*)((u64)first * 6 * 4));
 }
 
+// While a frame draws only the rectangle of the window that changed, every scissor
+// is cut to it, and no scissor is the rectangle itself.
+static bool damage_clipping;
+static i32 damage_clip[4];  // x0, y0, x1, y1
+
 static void scissor_apply(const i32* scissor) {
-    if (scissor[0]) {
+    if (damage_clipping) {
+        i32 x0 = damage_clip[0], y0 = damage_clip[1], x1 = damage_clip[2], y1 = damage_clip[3];
+        if (scissor[0]) {
+            x0 = max_of(x0, scissor[1]), y0 = max_of(y0, scissor[2]);
+            x1 = min_of(x1, scissor[1] + scissor[3]), y1 = min_of(y1, scissor[2] + scissor[4]);
+        }
+        glEnable(GL_SCISSOR_TEST);
+        glScissor(x0, y0, max_of(x1 - x0, 0), max_of(y1 - y0, 0));
+    } else if (scissor[0]) {
         glEnable(GL_SCISSOR_TEST);
         glScissor(scissor[1], scissor[2], scissor[3], scissor[4]);
     } else {
         glDisable(GL_SCISSOR_TEST);
     }
 }
+
+static void scissor_none() {
+    static const i32 none[5] = {};
+    scissor_apply(none);
+}
+
+// Bumped whenever a texture is made, deleted or has pixels replaced: pixels drawn
+// from a texture before are drawn again, and a handle given out anew never shows
+// the old texture's pixels.
+static u64 texture_epoch = 1;
 
 // A font's atlas: made anew when it grew, else only the rows that changed since the
 // last upload.
@@ -379,6 +402,7 @@ static void atlas_upload(renderer_t* renderer, const font_t* font) {
     if (!atlas->pixels) return;
     if (render_atlas_texture(renderer, atlas, font) && atlas->dirty_y1 > atlas->dirty_y0) {
         glBindTexture(GL_TEXTURE_2D, atlas->texture);
+        texture_epoch += 1;
         glTexSubImage2D(GL_TEXTURE_2D, 0, 0, (GLint)atlas->dirty_y0, atlas->width,
                         (GLsizei)(atlas->dirty_y1 - atlas->dirty_y0), GL_RED, GL_UNSIGNED_BYTE,
                         atlas->pixels + (u64)atlas->dirty_y0 * atlas->width);
@@ -762,7 +786,7 @@ static void batch_draw(renderer_t* renderer, batch_t* batch, const batch_t* draw
         run_end = command->first_index + command->index_count;
     }
     if (run_open) draw_range(run_first, run_end);
-    glDisable(GL_SCISSOR_TEST);
+    scissor_none();
     if (unblended) glEnable(GL_BLEND);
 }
 
@@ -772,7 +796,7 @@ static void clear_apply(u32 colour) {
     glClear(GL_COLOR_BUFFER_BIT);
 }
 
-void render_gl_execute(renderer_t* renderer) {
+static void frame_draw(renderer_t* renderer) {
     render_command_t* commands = (render_command_t*)renderer->commands.bytes;
     // A clear waits for the first batch that draws, whose background may be its colour.
     bool clear_pending = false, clipped = false;
@@ -813,7 +837,29 @@ void render_gl_execute(renderer_t* renderer) {
         }
     }
     if (clear_pending) clear_apply(clear_colour);
-    glDisable(GL_SCISSOR_TEST);
+    scissor_none();
+}
+
+void render_gl_execute(renderer_t* renderer) {
+    // The atlases first: what they upload counts among the frame's texture changes.
+    for (u32 b = 0; b < renderer->batch_count; b++) batch_atlases_upload(renderer, &renderer->batches[b]);
+    damage_t* damage = &renderer->damage;
+    damage_frame(damage, renderer, texture_epoch);
+    if (damage->whole) {
+        frame_draw(renderer);
+    } else {
+        // Each changed rectangle is drawn as the whole frame would be, cut to it.
+        for (u32 i = 0; i < damage->rect_count; i++) {
+            const i32* r = damage->rects[i];
+            damage_clip[0] = r[0], damage_clip[1] = r[1], damage_clip[2] = r[0] + r[2], damage_clip[3] = r[1] + r[3];
+            damage_clipping = true;
+            scissor_none();
+            frame_draw(renderer);
+        }
+        damage_clipping = false;
+        glDisable(GL_SCISSOR_TEST);
+    }
+    damage_frame_drawn(damage);
     renderer->frames_executed += 1;
 }
 
@@ -855,6 +901,7 @@ u32 gl_texture_create(const void* pixels, i32 width, i32 height, u32 bytes_per_p
         glDeleteTextures(1, &texture);
         return 0;
     }
+    texture_epoch += 1;
     return texture;
 }
 
@@ -866,6 +913,7 @@ u32 gl_texture_size_limit() {
 
 void gl_texture_delete(u32* texture) {
     if (*texture) glDeleteTextures(1, texture);
+    if (*texture) texture_epoch += 1;
     *texture = 0;
 }
 

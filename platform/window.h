@@ -96,6 +96,10 @@ struct window_t {
     // Whether the buffer swap waits for the display, as a compositor makes it; when it
     // doesn't, the frame loop paces itself.
     u32 swap_paced;
+    // Whether the frame is shown by copying rectangles of the back buffer to the
+    // window, which never exchanges the buffers: the back buffer then keeps its
+    // pixels from frame to frame, and a frame need draw only what changed.
+    u32 back_buffer_kept;
 };
 
 // What the widgets read of one frame: a copy of the input state taken after the
@@ -139,7 +143,11 @@ void window_create(window_t* window, data_t title, i32 width, i32 height, i32 x,
 // frames, starting with input_frame_begin.
 void window_create_stub(window_t* window, i32 width, i32 height);
 void window_handle_messages(window_t* window, u32 flags);
-void window_swap_buffers(window_t* window);
+// Shows the frame. With a kept back buffer only `rects` are copied to the window
+// (x, y, width, height each, y up; none when `count` is 0), or the whole back buffer
+// when `rects` is null, and always at the first frame, after a resize and when the
+// window system lost the window's pixels; otherwise the buffers are swapped.
+void window_swap_buffers(window_t* window, const i32 (*rects)[4] = nullptr, u32 count = 0);
 void window_set_cursor(window_t* window, void* cursor);
 void window_set_swap_interval(i32 interval);
 // Ends a blocking wait of the main thread; callable from any thread.

@@ -31,6 +31,15 @@ static u32 glfw_non_move_events;
 static u32 glfw_woken;  // set by window_wake from any thread
 static u32 glfw_close_requested;  // set by window_close_request from any thread
 
+// Where the context offers it, frames are shown by copying rectangles of the back
+// buffer to the window (GLX_MESA_copy_sub_buffer); null otherwise.
+extern "C" XID glfwGetGLXWindow(GLFWwindow* window);
+typedef void (*glx_copy_sub_buffer_t)(Display* display, XID drawable, int x, int y, int width, int height);
+static glx_copy_sub_buffer_t glfw_copy_sub_buffer;
+// The window's pixels are to be shown whole at the next frame: the first, or the
+// window system lost them (a resize, an expose).
+static bool glfw_show_whole;
+
 static u32 glfw_time_ms() { return (u32)(glfwGetTime() * 1000.0); }
 
 static void glfw_fail(const char* message) {
@@ -118,7 +127,15 @@ static void glfw_size(GLFWwindow* handle, int width, int height) {
     window->width = width;
     window->height = height;
     window->resized = 1;
+    glfw_show_whole = true;
     glfw_client_position(window);
+}
+
+// The window system asks for the window's pixels again: the kept back buffer still
+// has them, and the next frame shows it whole.
+static void glfw_refresh(GLFWwindow* handle) {
+    glfw_non_move_events += 1;
+    glfw_show_whole = true;
 }
 
 static void glfw_position(GLFWwindow* handle, int x, int y) {
@@ -288,6 +305,14 @@ void window_create(window_t* window, data_t title, i32 width, i32 height, i32 x,
     glEnable(GL_DEBUG_OUTPUT_SYNCHRONOUS_ARB);
     glDebugMessageCallbackARB(gl_debug_message, nullptr);
     window->swap_paced = glfw_compositor_running();
+    glfw_copy_sub_buffer = nullptr;
+    if (glfwExtensionSupported("GLX_MESA_copy_sub_buffer") && glfwGetGLXWindow(glfw_handle)) {
+        glfw_copy_sub_buffer = (glx_copy_sub_buffer_t)glfwGetProcAddress("glXCopySubBufferMESA");
+    }
+    window->back_buffer_kept = glfw_copy_sub_buffer ? 1 : 0;
+    glfw_show_whole = true;
+    log_write_c_string(log_graphics, window->back_buffer_kept ? "Frames are shown by copying what changed.\n"
+                                                               : "Frames are shown by swapping the buffers.\n");
     {
         PROFILE_ZONE(log_functions);
         log_write_c_string(log_graphics, "\nActual context\n");
@@ -322,6 +347,7 @@ void window_create(window_t* window, data_t title, i32 width, i32 height, i32 x,
     glfwSetWindowPosCallback(glfw_handle, glfw_position);
     glfwSetWindowFocusCallback(glfw_handle, glfw_focus);
     glfwSetWindowCloseCallback(glfw_handle, glfw_close);
+    glfwSetWindowRefreshCallback(glfw_handle, glfw_refresh);
     wake_install(window_wake);
 }
 
@@ -374,9 +400,25 @@ void window_handle_messages(window_t* window, u32 flags) {
     }
 }
 
-void window_swap_buffers(window_t* window) {
+void window_swap_buffers(window_t* window, const i32 (*rects)[4], u32 count) {
     PROFILE_ZONE(window_swap_buffers);
-    if (window->handle) glfwSwapBuffers((GLFWwindow*)window->handle);
+    if (!window->handle) return;
+    GLFWwindow* handle = (GLFWwindow*)window->handle;
+    if (!window->back_buffer_kept || !glfw_copy_sub_buffer) {
+        glfwSwapBuffers(handle);
+        return;
+    }
+    Display* display = glfwGetX11Display();
+    XID drawable = glfwGetGLXWindow(handle);
+    if (!rects || glfw_show_whole) {
+        glfw_copy_sub_buffer(display, drawable, 0, 0, window->width, window->height);
+        glfw_show_whole = false;
+        return;
+    }
+    for (u32 i = 0; i < count; i++) {
+        const i32* r = rects[i];
+        if (r[2] > 0 && r[3] > 0) glfw_copy_sub_buffer(display, drawable, r[0], r[1], r[2], r[3]);
+    }
 }
 
 void window_set_cursor(window_t* window, void* cursor) {

@@ -5,6 +5,8 @@
 
 #include <chrono>
 #include <cmath>
+#include <cstring>
+#include <string>
 #include <thread>
 
 #include "gfx/renderer.h"
@@ -276,6 +278,147 @@ TEST_F(GlTest, KeptProgramsDrawAsCompiledOnes) {
     EXPECT_NE(said.find("don't read as such"), std::string::npos) << said;
     EXPECT_EQ(said.find('\n', said.find("such")), std::string::npos) << said;
     EXPECT_EQ(file_bytes(path).size(), kept.size());
+    EXPECT_EQ(glGetError(), (GLenum)GL_NO_ERROR);
+}
+
+// A frame drawn only where it changed, over the pixels the last one left, is byte
+// for byte the frame drawn whole: through a sequence of frames that change a
+// button's colour, type into a box, open a drop-down over a scrolled list and close
+// it, scroll by whole and half pixels, re-make a picture under the same handle,
+// bake new glyphs and resize. Showing the changed rectangles keeps the back buffer.
+struct damage_scene_t {
+    colour_t button;
+    std::string typed;
+    bool dropdown;
+    f32 scroll;
+    u32 image;
+    i32 width, height;
+};
+
+struct damage_batches_t {
+    batch_t *rectangles, *text, *images, *overlay, *overlay_text;
+};
+
+static damage_batches_t damage_batches(renderer_t* render) {
+    font_set_t* fonts = &test_fonts()->set;
+    u8 plain = gl_format(2, 1, 0, 2), textured = gl_format(2, 1, 1, 2);
+    damage_batches_t b;
+    b.rectangles = gl_batch(render, gl_batch_create(render, batch_type_quads, plain, 200, 200, nullptr, 0));
+    b.text = gl_batch(render, gl_batch_create(render, batch_type_text, textured, 2000, 200, fonts, 0));
+    b.images = gl_batch(render, gl_batch_create(render, batch_type_images, textured, 10, 10, nullptr, 0));
+    b.overlay = gl_batch(render, gl_batch_create(render, batch_type_quads, plain, 20, 20, nullptr, 0));
+    b.overlay_text = gl_batch(render, gl_batch_create(render, batch_type_text, textured, 500, 20, fonts, 0));
+    return b;
+}
+
+static void damage_scene_draw(renderer_t* render, const damage_batches_t& b, const damage_scene_t& scene) {
+    const colour_t white = colour_white, ink = {0.1f, 0.1f, 0.1f, 1};
+    gl_frame_begin(render);
+    if (render->width != scene.width || render->height != scene.height) {
+        gl_resize(render, 0, 0, scene.width, scene.height);
+    }
+    gl_clear(render, colour_black);
+    gl_batch_rectangle(b.rectangles, rect_t{0, 0, (f32)scene.width, (f32)scene.height}, nullptr, nullptr,
+                       colour_t{0.3f, 0.3f, 0.3f, 1});
+    gl_batch_rectangle(b.rectangles, rect_t{10, 10, 150, 200}, nullptr, nullptr, colour_t{0.9f, 0.9f, 0.9f, 1});
+    // The list: rows cut by its scissor, text at pens off the pixel grid.
+    gl_scissor(b.rectangles, true, 10, 10, 140, 190);
+    gl_scissor(b.text, true, 10, 10, 140, 190);
+    for (int row = 0; row < 14; row++) {
+        f32 y = 200 - (f32)(row + 1) * 18 + scene.scroll;
+        colour_t shade = row % 2 ? colour_t{0.8f, 0.85f, 0.9f, 1} : colour_t{0.95f, 0.9f, 0.85f, 0.75f};
+        gl_batch_rectangle(b.rectangles, rect_t{12, y + 1, 148, y + 17}, nullptr, nullptr, shade);
+        std::string label = "Entry " + std::to_string(row);
+        gl_batch_text(b.text, (const u8*)label.data(), label.size(), 14.25f + 0.3f * (f32)row, y + 5, 1, 2, ink);
+    }
+    gl_scissor(b.rectangles, false, 0, 0, 0, 0);
+    gl_scissor(b.text, false, 0, 0, 0, 0);
+    gl_batch_rectangle(b.rectangles, rect_t{170, 200, 250, 225}, nullptr, nullptr, scene.button);
+    gl_batch_text(b.text, (const u8*)"OK", 2, 195.5f, 207, 1, 2, ink);
+    gl_batch_rectangle(b.rectangles, rect_t{170, 160, 300, 185}, nullptr, nullptr, white);
+    gl_scissor(b.text, true, 172, 160, 126, 25);
+    gl_batch_text(b.text, (const u8*)scene.typed.data(), scene.typed.size(), 174.5f, 167, 1, 2, ink);
+    gl_scissor(b.text, false, 0, 0, 0, 0);
+    if (scene.image) gl_batch_image(b.images, rect_t{200, 40, 264, 104}, nullptr, nullptr, white, scene.image, 4);
+    if (scene.dropdown) {
+        gl_batch_rectangle(b.overlay, rect_t{120.5f, 60, 220.5f, 150}, nullptr, nullptr, colour_t{1, 1, 0.8f, 1});
+        for (int i = 0; i < 4; i++) {
+            std::string choice = "Choice " + std::to_string(i);
+            gl_batch_text(b.overlay_text, (const u8*)choice.data(), choice.size(), 124, 135 - 20 * (f32)i, 1, 2, ink);
+        }
+    }
+    gl_frame_end(render);
+}
+
+static u32 damage_image(u8 shade) {
+    u8 texels[16 * 16 * 4];
+    for (u32 i = 0; i < 16 * 16; i++) {
+        texels[i * 4] = (u8)(shade + i), texels[i * 4 + 1] = shade, texels[i * 4 + 2] = (u8)(i * 3), texels[i * 4 + 3] = 255;
+    }
+    return gl_texture_create(texels, 16, 16, 4, texture_linear);
+}
+
+TEST_F(GlTest, FramesDrawnWhereTheyChangedEqualFramesDrawnWhole) {
+    ASSERT_EQ(window.running, 1u);
+    EXPECT_EQ(window.back_buffer_kept, 1u);
+    renderer_t kept, whole;
+    gl_renderer_create(&kept, window.width, window.height, renderer_alpha_blending);
+    gl_renderer_create(&whole, window.width, window.height, renderer_alpha_blending);
+    kept.damage.enabled = 1;
+    damage_batches_t kept_batches = damage_batches(&kept), whole_batches = damage_batches(&whole);
+
+    // The box starts with the drop-down's letters: new glyphs change the atlas, and
+    // every frame that bakes some is drawn whole.
+    damage_scene_t scene = {colour_t{0.2f, 0.4f, 0.8f, 1}, "Choice OK", false, 0, damage_image(10), 320, 240};
+    static u8 drawn[320 * 240 * 4], shown[320 * 240 * 4], expected[320 * 240 * 4];
+    auto frame = [&](const char* what, i32 rects_at_most) {
+        damage_scene_draw(&kept, kept_batches, scene);
+        u64 size = (u64)scene.width * scene.height * 4;
+        gl_read_framebuffer(0, 0, scene.width, scene.height, drawn, size);
+        const damage_t* damage = &kept.damage;
+        if (rects_at_most >= 0) {
+            EXPECT_EQ(damage->whole, 0u) << what;
+            EXPECT_LE(damage->rect_count, (u32)rects_at_most) << what;
+        }
+        window_swap_buffers(&window, damage->whole ? nullptr : damage->rects, damage->rect_count);
+        gl_read_framebuffer(0, 0, scene.width, scene.height, shown, size);
+        EXPECT_EQ(memcmp(drawn, shown, size), 0) << what << ": the back buffer lost its pixels";
+        damage_scene_draw(&whole, whole_batches, scene);
+        gl_read_framebuffer(0, 0, scene.width, scene.height, expected, size);
+        u64 wrong = 0;
+        for (u64 i = 0; i < size; i++) wrong += drawn[i] != expected[i];
+        EXPECT_EQ(wrong, 0u) << what;
+    };
+    frame("first frame", -1);
+    frame("second frame, the first that draws rectangles with their own program", -1);
+    frame("nothing changed", 0);
+    scene.button = colour_t{0.8f, 0.4f, 0.2f, 1};
+    frame("button colour", 1);
+    scene.typed = "Choice OKr";
+    frame("typed", 1);
+    scene.typed = "Choice OKry";
+    frame("typed again", 1);
+    scene.dropdown = true;
+    frame("drop-down open", 4);
+    scene.dropdown = false;
+    frame("drop-down closed", 4);
+    scene.scroll = 7;
+    frame("scrolled", 4);
+    scene.scroll = 25.5f;
+    frame("scrolled by a half pixel", 4);
+    gl_texture_delete(&scene.image);
+    scene.image = damage_image(200);
+    frame("picture made again", -1);
+    scene.typed = "Choice OKry\xD0\x96";
+    frame("new glyphs", -1);
+    scene.width = 300, scene.height = 200;
+    frame("resized", -1);
+    scene.width = 320, scene.height = 240;
+    frame("resized back", -1);
+    frame("nothing changed after a resize", 0);
+    EXPECT_GE(kept.damage.frames_partial, 9u);
+    gl_texture_delete(&scene.image);
+    damage_free(&kept.damage);
     EXPECT_EQ(glGetError(), (GLenum)GL_NO_ERROR);
 }
 
