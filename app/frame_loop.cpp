@@ -201,8 +201,12 @@ void frame_run(frame_loop_t* loop) {
     window_handle_messages(window, wait_for_message ? (u32)window_messages_wait : 0u);
     loop->messages_end = os_ticks();
 
-    // The first frame has no frame before it to pace against: it shows at once.
-    if (!loop->composition_enabled && frame_counter != 0) {
+    // The first frame has no frame before it to pace against: it shows at once. A
+    // kept back buffer is shown by a copy that never waits for the display, so a
+    // frame that no input began (a held widget, a view that asked for one) is
+    // paced here even where a compositor would pace the swap.
+    bool paced = loop->composition_enabled && !(window->back_buffer_kept && !wait_for_message);
+    if (!paced && frame_counter != 0) {
         f64 frequency = loop->timer_frequency;
         u64 work_ms = (u64)ceil((f64)(loop->frame_end - loop->work_start) * 1000.0 / frequency);
         u64 message_ms = (u64)ceil((f64)(loop->messages_end - loop->frame_start) * 1000.0 / frequency);
