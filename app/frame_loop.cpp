@@ -231,8 +231,10 @@ void frame_run(frame_loop_t* loop) {
         if (!window->running && loop->reader) link_queue_open_all(loop->reader, 1);
         if (!(window->width <= 0 && window->height == 0)) frame_content(loop);
         damage_t* damage = &loop->draw->renderer->damage;
-        // A resize may leave the back buffer without its pixels.
-        if (window->resized) damage->lost = 1;
+        // A resize may leave the back buffer without its pixels, and so may showing
+        // the frame before.
+        if (window->resized || window->back_buffer_lost) damage->lost = 1;
+        window->back_buffer_lost = 0;
         {
             PROFILE_ZONE(render);
             draw_frame_end(loop->draw);

@@ -100,6 +100,9 @@ struct window_t {
     // window, which never exchanges the buffers: the back buffer then keeps its
     // pixels from frame to frame, and a frame need draw only what changed.
     u32 back_buffer_kept;
+    // Set when showing a frame left the back buffer without its pixels; the frame
+    // loop clears it.
+    u32 back_buffer_lost;
 };
 
 // What the widgets read of one frame: a copy of the input state taken after the

@@ -39,6 +39,9 @@ static glx_copy_sub_buffer_t glfw_copy_sub_buffer;
 // The window's pixels are to be shown whole at the next frame: the first, or the
 // window system lost them (a resize, an expose).
 static bool glfw_show_whole;
+// The size changed since the last drain. The driver learns a drawable's new size
+// only at a swap, which a kept back buffer never has otherwise.
+static bool glfw_resized;
 
 static u32 glfw_time_ms() { return (u32)(glfwGetTime() * 1000.0); }
 
@@ -128,6 +131,7 @@ static void glfw_size(GLFWwindow* handle, int width, int height) {
     window->height = height;
     window->resized = 1;
     glfw_show_whole = true;
+    glfw_resized = true;
     glfw_client_position(window);
 }
 
@@ -391,6 +395,14 @@ void window_handle_messages(window_t* window, u32 flags) {
         glfwPollEvents();
     }
     if (__atomic_exchange_n(&glfw_close_requested, 0, __ATOMIC_ACQ_REL)) window->quit_requested = 1;
+    if (glfw_resized && window->back_buffer_kept) {
+        // Before the frame draws: the swap shows the last frame once more, and the
+        // frame's back buffer then has the new size but none of its pixels.
+        glfwSwapBuffers(glfw_handle);
+        window->back_buffer_lost = 1;
+        glfw_show_whole = true;
+    }
+    glfw_resized = false;
     glfw_mouse_position(window, &window->mouse_x, &window->mouse_y);
     if (window->events_dropped) {
         log_paragraph_start(log_user);

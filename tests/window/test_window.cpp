@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "window/screen.h"
 #include "window/x_server_test.h"
 
 #pragma GCC diagnostic push
@@ -85,6 +86,51 @@ TEST_F(WindowTest, FirstFrameInputAndCloseButton) {
         typed += log.substr(first, log.find('\n', first) - first);
     }
     EXPECT_EQ(typed, "ab") << log;
+}
+
+// Frames show only what changed, so the window's own pixels must come back whole
+// when the window system loses them: uncovered, it shows the frame it showed
+// before, and after a resize the whole of its new size.
+TEST_F(WindowTest, AWindowUncoveredOrResizedShowsItsWholeFrame) {
+    program_t program = program_start(folder, {"-path", folder + "/store", "-gfx_log"});
+    Window window = window_wait();
+    ASSERT_NE(window, 0u);
+    ASSERT_TRUE(program_settle(program));
+    image_t before = grab_until(window, [](const image_t& image) { return bright(image, 460, 0, 1280, 26) > 20; });
+    ASSERT_GT(bright(before, 460, 0, 1280, 26), 20);
+    std::string id = std::to_string(window);
+    // A white window over it for a moment: what it covered comes back by an expose.
+    Display* display = XOpenDisplay(nullptr);
+    ASSERT_NE(display, nullptr);
+    Window cover = XCreateSimpleWindow(display, DefaultRootWindow(display), 0, 0, 1280, 720, 0, 0,
+                                       WhitePixel(display, DefaultScreen(display)));
+    XSetWindowAttributes attributes = {};
+    attributes.override_redirect = True;
+    XChangeWindowAttributes(display, cover, CWOverrideRedirect, &attributes);
+    XMapRaised(display, cover);
+    XSync(display, False);
+    usleep(200000);
+    XDestroyWindow(display, cover);
+    XCloseDisplay(display);
+    ASSERT_TRUE(program_settle(program));
+    image_t again = grab_until(window, [&](const image_t& image) { return changed(image, before, 0, 0, 1280, 720) == 0; });
+    EXPECT_EQ(changed(again, before, 0, 0, 1280, 720), 0);
+
+    // The renderer takes a new size once the window has had the focus.
+    ASSERT_EQ(system(("xdotool windowfocus --sync " + id + " windowsize --sync " + id + " 1000 600").c_str()), 0);
+    ASSERT_TRUE(program_settle(program));
+    image_t resized;
+    for (int i = 0; i < 100; i++) {
+        resized = window_grab(window);
+        if (resized.width == 1000 && near_colour(resized, 900, 500, 1000, 600, 46, 46, 48) == 100 * 100) break;
+        usleep(100000);
+    }
+    ASSERT_EQ(resized.width, 1000);
+    EXPECT_EQ(near_colour(resized, 900, 500, 1000, 600, 46, 46, 48), 100 * 100);
+    EXPECT_GT(bright(resized, 460, 0, 1000, 26), 20);
+    close_cleanly(&program, window);
+    std::string gfx = file_text(folder + "/win32_opengl.log");
+    EXPECT_NE(gfx.find("Frames are shown by copying what changed.\n"), std::string::npos) << gfx;
 }
 
 TEST_F(WindowTest, AltF4EndsTheProgramAndGfxLogIsWritten) {
