@@ -240,7 +240,7 @@ void frame_run(frame_loop_t* loop) {
             draw_frame_end(loop->draw);
         }
         if (frame_counter == 0 && loop->first_frame_png.used) first_frame_write(loop);
-        window_swap_buffers(window, damage->whole ? nullptr : damage->rects, damage->rect_count);
+        window_swap_buffers(window, damage->whole ? nullptr : damage->shown, damage->shown_count);
         if (frame_counter == 0 && loop->first_frame_time.used) first_frame_time_write(loop);
         if (loop->first_frame_shown) {
             void (*shown)(void*) = loop->first_frame_shown;

@@ -73,10 +73,94 @@ static damage_box_t damage_box_meet(damage_box_t a, damage_box_t b) {
 
 static bool damage_box_empty(damage_box_t box) { return box.x0 >= box.x1 || box.y0 >= box.y1; }
 
-// Folds one command into every tile its area touches; false when its vertices are
-// beyond judging (not finite, or far outside any window).
+static i64 damage_band_of(i64 row) {
+    return row >= 0 ? row / damage_band_height : -((-row + damage_band_height - 1) / damage_band_height);
+}
+
+static inline u64 damage_content_row(f32 screen_row, i64 offset) {
+    f64 row = (f64)screen_row - (f64)offset;  // exact
+    u64 bits = 0;
+    memcpy(&bits, &row, 8);
+    return bits;
+}
+
+static inline u32 damage_bits(f32 value) {
+    u32 bits = 0;
+    memcpy(&bits, &value, 4);
+    return bits;
+}
+
+static bool damage_scissor_holds(const i32* scissor, const i32* rect) {
+    return scissor[1] <= rect[0] && scissor[2] <= rect[1] && scissor[1] + scissor[3] >= rect[2] &&
+           scissor[2] + scissor[4] >= rect[3];
+}
+
+// Folds a command's quads into the bands of the region they touch, in content space:
+// a quad's vertices with y less the offset, and its scissor unless that holds the
+// whole region. An upright rectangle of one colour counts by its part in the band,
+// so that one cut to the screen, or fixed on it, keeps its hash in the bands it fills.
+static void damage_command_bands(damage_region_t* region, const batch_t* batch, const u8* vertices, u32 quads,
+                                 u64 hash, const i32* scissor, damage_box_t clip) {
+    i64 offset = region->offset;
+    if (scissor[0] && !damage_scissor_holds(scissor, region->rect)) {
+        hash = damage_step(hash, (u64)(u32)scissor[1] | (u64)(u32)scissor[3] << 32);
+        hash = damage_step(hash, (u64)((i64)scissor[2] - offset) ^ (u64)(u32)scissor[4] << 40);
+    }
+    clip = damage_box_meet(clip, damage_box_t{region->rect[0], region->rect[1], region->rect[2], region->rect[3]});
+    bool colour_only = (batch->format & 15) == 4 && batch->vertex_size == 12;
+    u32 words = batch->vertex_size / 4;
+    for (u32 q = 0; q < quads; q++) {
+        const u8* quad = vertices + (u64)q * 4 * batch->vertex_size;
+        f32 x[4], y[4];
+        u32 colour[4] = {};
+        for (u32 v = 0; v < 4; v++) {
+            const u8* p = quad + (u64)v * batch->vertex_size;
+            memcpy(&x[v], p, 4);
+            memcpy(&y[v], p + 4, 4);
+            if (colour_only) memcpy(&colour[v], p + 8, 4);
+        }
+        f32 x0 = min_of(min_of(x[0], x[1]), min_of(x[2], x[3])), x1 = max_of(max_of(x[0], x[1]), max_of(x[2], x[3]));
+        f32 y0 = min_of(min_of(y[0], y[1]), min_of(y[2], y[3])), y1 = max_of(max_of(y[0], y[1]), max_of(y[2], y[3]));
+        damage_box_t box = {(i32)floorf(x0), (i32)floorf(y0), (i32)ceilf(x1), (i32)ceilf(y1)};
+        box = damage_box_meet(box, clip);
+        if (damage_box_empty(box)) continue;
+        bool flat = colour_only && x[0] == x[1] && x[2] == x[3] && y[0] == y[2] && y[1] == y[3] &&
+                    colour[0] == colour[1] && colour[0] == colour[2] && colour[0] == colour[3];
+        u64 quad_hash = hash;
+        if (!flat) {
+            for (u32 v = 0; v < 4; v++) {
+                const u32* p = (const u32*)(quad + (u64)v * batch->vertex_size);
+                quad_hash = damage_step(quad_hash, damage_content_row(y[v], offset));
+                quad_hash = damage_step(quad_hash, p[0]);
+                for (u32 w = 2; w < words; w++) quad_hash = damage_step(quad_hash, p[w]);
+            }
+        } else {
+            quad_hash = damage_step(quad_hash, colour[0] | (u64)damage_bits(x0) << 32);
+            quad_hash = damage_step(quad_hash, damage_bits(x1));
+        }
+        i64 band0 = damage_band_of(box.y0 - offset), band1 = damage_band_of(box.y1 - 1 - offset);
+        for (i64 band = max_of(band0, region->first_band);
+             band <= min_of(band1, region->first_band + (i64)region->band_count - 1); band++) {
+            u64 band_hash = quad_hash;
+            if (flat) {
+                f64 row0 = (f64)(band * damage_band_height + offset), row1 = row0 + damage_band_height;
+                f64 part0 = max_of((f64)y0, row0) - (f64)offset, part1 = min_of((f64)y1, row1) - (f64)offset;
+                u64 bits0 = 0, bits1 = 0;
+                memcpy(&bits0, &part0, 8);
+                memcpy(&bits1, &part1, 8);
+                band_hash = damage_step(damage_step(band_hash, bits0), bits1);
+            }
+            u64* at = &region->hashes[band - region->first_band];
+            *at = damage_step(*at, band_hash);
+        }
+    }
+}
+
+// Folds one command into every tile its area touches, or, for one wholly inside the
+// scrolled region, into the region's bands alone; false when its vertices are beyond
+// judging (not finite, or far outside any window).
 static bool damage_command(damage_t* damage, const batch_t* batch, const batch_command_t* command, u64 header,
-                           const i32* scissor) {
+                           const i32* scissor, damage_region_t* region) {
     u32 first = command->first_index / 5, end = (command->first_index + command->index_count) / 5;
     if (end * 4 > batch->vertex_count) end = batch->vertex_count / 4;
     if (first >= end) return true;
@@ -98,6 +182,16 @@ static bool damage_command(damage_t* damage, const batch_t* batch, const batch_c
     if (scissor[0]) clip = damage_box_meet(clip, {scissor[1], scissor[2], scissor[1] + scissor[3], scissor[2] + scissor[4]});
     area = damage_box_meet(area, clip);
     if (damage_box_empty(area)) return true;
+    if (region->band_count) {
+        damage_box_t rect = {region->rect[0], region->rect[1], region->rect[2], region->rect[3]};
+        damage_box_t inside = damage_box_meet(area, rect);
+        if (!damage_box_empty(inside)) {
+            u64 band_header = damage_step(header, (u64)command->kind | (u64)damage_command_texture(batch, command) << 32);
+            band_header = damage_step(band_header, command->bytes_per_pixel);
+            damage_command_bands(region, batch, vertices, end - first, band_header, scissor, clip);
+        }
+        if (inside.x0 == area.x0 && inside.y0 == area.y0 && inside.x1 == area.x1 && inside.y1 == area.y1) return true;
+    }
     u32 column0 = (u32)(area.x0 / damage_tile_width), column1 = (u32)((area.x1 - 1) / damage_tile_width);
     u32 row0 = (u32)(area.y0 / damage_tile_height), row1 = (u32)((area.y1 - 1) / damage_tile_height);
     for (u32 row = row0; row <= row1; row++) {
@@ -117,7 +211,7 @@ static bool damage_command(damage_t* damage, const batch_t* batch, const batch_c
 
 // The frame's hashes into `next`; false when the frame is to be drawn whole without
 // them (a partial viewport, a renderer scissor, a batch of another kind).
-static bool damage_hash(damage_t* damage, const renderer_t* renderer, u64 epoch) {
+static bool damage_hash(damage_t* damage, const renderer_t* renderer, u64 epoch, damage_region_t* region) {
     u64 state = damage_step(0x6E6577736C6F6F6Dull, (u64)(u32)renderer->width | (u64)(u32)renderer->height << 32);
     state = damage_step(state, epoch);
     state = damage_step(state, renderer->frames_executed == 0);
@@ -142,6 +236,21 @@ static bool damage_hash(damage_t* damage, const renderer_t* renderer, u64 epoch)
     }
     u32 tiles = damage->columns * damage->rows;
     for (u32 t = 0; t < tiles; t++) damage->next[t] = state;
+    for (u32 b = 0; b < region->band_count; b++) region->hashes[b] = state;
+    if (region->band_count) {
+        // The tiles under the region hold what the region drew there: they change when
+        // it comes or goes.
+        const i32* r = region->rect;
+        u64 marker = damage_step(state, (u64)(u32)r[0] | (u64)(u32)r[1] << 32);
+        marker = damage_step(marker, (u64)(u32)r[2] | (u64)(u32)r[3] << 32);
+        for (u32 row = (u32)(r[1] / damage_tile_height); row <= (u32)((r[3] - 1) / damage_tile_height); row++) {
+            for (u32 column = (u32)(r[0] / damage_tile_width); column <= (u32)((r[2] - 1) / damage_tile_width);
+                 column++) {
+                u64* at = &damage->next[(u64)row * damage->columns + column];
+                *at = damage_step(*at, marker);
+            }
+        }
+    }
     for (u32 i = 0; i < renderer->command_count; i++) {
         if (commands[i].kind != render_command_batch) continue;
         u32 handle = commands[i].batch;
@@ -159,18 +268,19 @@ static bool damage_hash(damage_t* damage, const renderer_t* renderer, u64 epoch)
                 continue;
             }
             if (command->index_count == 0) continue;
-            if (!damage_command(damage, batch, command, header, scissor)) return false;
+            if (!damage_command(damage, batch, command, header, scissor, region)) return false;
         }
     }
     return true;
 }
 
-// The changed tiles as at most damage_rect_capacity rectangles: each row's span of
+// The changed tiles as at most half of damage_rect_capacity rectangles (the region's
+// rows take the rest): each row's span of
 // changed tiles, joined to the rectangle of the rows below when they meet.
 static void damage_merge(damage_t* damage, const u8* dirty) {
     struct span_t {
         u32 column0, column1, row0, row1;
-    } spans[damage_rect_capacity];
+    } spans[damage_rect_capacity / 2];
     u32 count = 0;
     for (u32 row = 0; row < damage->rows; row++) {
         u32 column0 = damage->columns, column1 = 0;
@@ -182,7 +292,7 @@ static void damage_merge(damage_t* damage, const u8* dirty) {
         if (column0 > column1) continue;
         span_t* last = count ? &spans[count - 1] : nullptr;
         bool meets = last && last->row1 + 1 == row && column0 <= last->column1 + 1 && column1 + 1 >= last->column0;
-        if (!meets && count < damage_rect_capacity) {
+        if (!meets && count < damage_rect_capacity / 2) {
             spans[count++] = span_t{column0, column1, row, row};
             continue;
         }
@@ -200,9 +310,93 @@ static void damage_merge(damage_t* damage, const u8* dirty) {
     }
 }
 
-void damage_frame(damage_t* damage, const renderer_t* renderer, u64 epoch) {
+// This frame's region when the renderer declared one that can be judged: whole
+// pixels within the window, a whole offset, and no more bands than kept.
+static void damage_region_begin(damage_region_t* region, const renderer_t* renderer) {
+    region->band_count = 0;
+    if (renderer->region_count != 1) return;
+    rect_t r = renderer->region_rect;
+    f32 offset = renderer->region_offset;
+    auto whole = [](f32 value) { return value == floorf(value) && fabsf(value) < 16777216.0f; };
+    if (!whole(r.x0) || !whole(r.y0) || !whole(r.x1) || !whole(r.y1) || !whole(offset)) return;
+    if (r.x0 < 0 || r.y0 < 0 || r.x1 > (f32)renderer->width || r.y1 > (f32)renderer->height || r.x0 >= r.x1 ||
+        r.y0 >= r.y1) {
+        return;
+    }
+    region->rect[0] = (i32)r.x0, region->rect[1] = (i32)r.y0, region->rect[2] = (i32)r.x1, region->rect[3] = (i32)r.y1;
+    region->offset = (i64)offset;
+    region->first_band = damage_band_of(region->rect[1] - region->offset);
+    i64 count = damage_band_of(region->rect[3] - 1 - region->offset) - region->first_band + 1;
+    if (count <= (i64)damage_band_capacity) region->band_count = (u32)count;
+}
+
+// The region's rows this frame: the rows that stay move when the back buffer held
+// the region at the same place with bands of the same hashes; the rest are drawn.
+// Adds the rectangles to draw after the tiles', and says what moves.
+static void damage_region_plan(damage_t* damage, bool can_move) {
+    const damage_region_t* last = &damage->regions[0];
+    const damage_region_t* now = &damage->regions[1];
+    if (!now->band_count) return;
+    const i32* r = now->rect;
+    i32 height = r[3] - r[1];
+    // Rows of the region, bottom up, to draw (1) or kept (0).
+    u8 draw_rows[4096];
+    if (height > (i32)sizeof(draw_rows)) height = (i32)sizeof(draw_rows);
+    memset(draw_rows, 1, (u64)height);
+    bool same_place = last->band_count && memcmp(last->rect, now->rect, sizeof(now->rect)) == 0;
+    i64 delta = now->offset - last->offset;
+    if (same_place && (delta == 0 || can_move)) {
+        // Content rows in sight in both frames.
+        i64 content0 = r[1] - min_of(last->offset, now->offset), content1 = r[3] - max_of(last->offset, now->offset);
+        for (i64 c = content0; c < content1; c++) {
+            i64 band = damage_band_of(c);
+            i64 at_last = band - last->first_band, at_now = band - now->first_band;
+            if (at_last < 0 || at_last >= last->band_count || at_now < 0 || at_now >= now->band_count) continue;
+            if (last->hashes[at_last] != now->hashes[at_now]) continue;
+            i64 row = c + now->offset - r[1];
+            if (row >= 0 && row < height) draw_rows[row] = 0;
+        }
+        if (delta != 0 && content1 > content0) {
+            damage->moving = 1;
+            damage->move[0] = r[0], damage->move[1] = (i32)(content0 + last->offset);
+            damage->move[2] = r[2] - r[0], damage->move[3] = (i32)(content1 - content0);
+            damage->move[4] = (i32)(content0 + now->offset);
+            damage->region_rows_moved += (u64)(content1 - content0);
+        }
+    }
+    // The rows to draw as runs, the closest joined until they fit.
+    i32 runs[damage_rect_capacity + 1][2];
+    u32 count = 0, room = damage_rect_capacity - damage->rect_count;
+    for (i32 row = 0; row < height;) {
+        if (!draw_rows[row]) {
+            row++;
+            continue;
+        }
+        i32 end = row;
+        while (end < height && draw_rows[end]) end++;
+        damage->region_rows_drawn += (u64)(end - row);
+        runs[count][0] = row, runs[count][1] = end;
+        row = end;
+        if (++count <= room) continue;
+        u32 join = 1;
+        for (u32 i = 2; i < count; i++) {
+            if (runs[i][0] - runs[i - 1][1] < runs[join][0] - runs[join - 1][1]) join = i;
+        }
+        runs[join - 1][1] = runs[join][1];
+        for (u32 i = join; i + 1 < count; i++) runs[i][0] = runs[i + 1][0], runs[i][1] = runs[i + 1][1];
+        count -= 1;
+    }
+    for (u32 i = 0; i < count; i++) {
+        i32* rect = damage->rects[damage->rect_count++];
+        rect[0] = r[0], rect[1] = r[1] + runs[i][0], rect[2] = r[2] - r[0], rect[3] = runs[i][1] - runs[i][0];
+    }
+}
+
+void damage_frame(damage_t* damage, const renderer_t* renderer, u64 epoch, bool can_move) {
     damage->whole = 1;
     damage->rect_count = 0;
+    damage->shown_count = 0;
+    damage->moving = 0;
     bool lost = damage->lost != 0;
     damage->lost = 0;
     if (!damage->enabled || renderer->width <= 0 || renderer->height <= 0) {
@@ -229,7 +423,9 @@ void damage_frame(damage_t* damage, const renderer_t* renderer, u64 epoch) {
         damage->width = 0;
         return;
     }
-    if (!damage_hash(damage, renderer, epoch)) {
+    damage_region_t* region = &damage->regions[1];
+    damage_region_begin(region, renderer);
+    if (!damage_hash(damage, renderer, epoch, region)) {
         damage->valid = 0;
         return;
     }
@@ -241,20 +437,40 @@ void damage_frame(damage_t* damage, const renderer_t* renderer, u64 epoch) {
     u8* dirty = damage->memory.bytes + (u64)tiles * 16;
     for (u32 t = 0; t < tiles; t++) dirty[t] = damage->next[t] != damage->hashes[t];
     damage_merge(damage, dirty);
+    u32 tile_rects = damage->rect_count;
+    damage_region_plan(damage, can_move);
     damage->valid = 2;
     // Most of the window changed: one pass over it costs less than a pass a rectangle.
     u64 area = 0;
     for (u32 i = 0; i < damage->rect_count; i++) area += (u64)damage->rects[i][2] * (u64)damage->rects[i][3];
     damage->whole = area * 4 >= (u64)damage->width * (u64)damage->height * 3;
-    if (damage->whole) damage->rect_count = 0;
+    if (damage->whole) {
+        damage->rect_count = 0;
+        damage->moving = 0;
+        return;
+    }
+    // The window is shown what was drawn, and the whole region when its rows moved.
+    u32 shown = damage->moving ? tile_rects : damage->rect_count;
+    memcpy(damage->shown, damage->rects, (u64)shown * sizeof(damage->rects[0]));
+    if (damage->moving) {
+        const i32* r = region->rect;
+        i32* rect = damage->shown[shown++];
+        rect[0] = r[0], rect[1] = r[1], rect[2] = r[2] - r[0], rect[3] = r[3] - r[1];
+        damage->frames_moved += 1;
+    }
+    damage->shown_count = shown;
 }
 
 void damage_frame_drawn(damage_t* damage) {
-    if (damage->valid != 2) return;
+    if (damage->valid != 2) {
+        damage->regions[0].band_count = 0;
+        return;
+    }
     u64* swap = damage->hashes;
     damage->hashes = damage->next;
     damage->next = swap;
     damage->valid = 1;
+    damage->regions[0] = damage->regions[1];
     if (damage->whole) damage->frames_whole += 1;
     else damage->frames_partial += 1;
 }

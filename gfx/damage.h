@@ -10,7 +10,20 @@
 
 constexpr i32 damage_tile_width = 64;
 constexpr i32 damage_tile_height = 32;
-constexpr u32 damage_rect_capacity = 4;
+constexpr u32 damage_rect_capacity = 8;
+// A scrolled region is hashed in bands of this many content rows.
+constexpr i32 damage_band_height = 32;
+constexpr u32 damage_band_capacity = 128;
+
+// A scrolled region as a frame hashed it: its screen rectangle, whole pixels, its
+// whole offset, and the hash of each content band in sight, from `first_band` up.
+struct damage_region_t {
+    i32 rect[4];  // x0, y0, x1, y1
+    i64 offset;
+    i64 first_band;
+    u32 band_count;  // 0: no region this frame
+    u64 hashes[damage_band_capacity];
+};
 
 struct renderer_t;
 
@@ -31,14 +44,27 @@ struct damage_t {
     u32 whole;
     u32 rect_count;
     i32 rects[damage_rect_capacity][4];
+    // What the window is shown of the frame: the rectangles drawn, and a region
+    // whose rows moved.
+    u32 shown_count;
+    i32 shown[damage_rect_capacity + 1][4];
+    // The region's rows that stay move first, before any rectangle is drawn: the
+    // rectangle they were in (x, y, width, height) and their new y.
+    u32 moving;
+    i32 move[5];
+    // The scrolled region on the back buffer, and this frame's.
+    damage_region_t regions[2];
+    // The region's rows moved and drawn since the start, for tests and benchmarks.
+    u64 frames_moved, region_rows_moved, region_rows_drawn;
     // Frames drawn in part and whole since the start, for tests and benchmarks.
     u64 frames_partial, frames_whole;
 };
 
 // The tiles' hashes for the frame queued in `renderer` (its text expanded, its
 // atlases uploaded), with `epoch` the count of texture changes so far; sets `whole`
-// or the rectangles to draw. Anything it can't judge is drawn whole.
-void damage_frame(damage_t* damage, const renderer_t* renderer, u64 epoch);
+// or the rectangles to draw. Anything it can't judge is drawn whole. `can_move`:
+// the backend can move the region's kept rows this frame.
+void damage_frame(damage_t* damage, const renderer_t* renderer, u64 epoch, bool can_move);
 // The frame was drawn as damage_frame said: its hashes now describe the back buffer.
 void damage_frame_drawn(damage_t* damage);
 void damage_free(damage_t* damage);

@@ -69,6 +69,8 @@ void draw_image(draw_t* draw, rect_t rect, colour_t colour, u32 texture, u32 byt
     gl_batch_image(gl_batch(draw->renderer, draw->images), rect, nullptr, nullptr, colour, texture, bytes_per_pixel);
 }
 
+void draw_region(draw_t* draw, rect_t rect, f32 offset) { gl_region(draw->renderer, rect, offset); }
+
 static void batch_clip(draw_t* draw, u32 handle, const rect_t* clip) {
     batch_t* batch = gl_batch(draw->renderer, handle);
     if (!clip) {

@@ -44,6 +44,10 @@ void draw_set_colour(draw_t* draw, draw_handle_t handle, colour_t colour);
 // A part of the icon atlas; `uv` may run backwards to mirror it.
 void draw_icon(draw_t* draw, u32 layer, rect_t rect, rect_t uv, colour_t colour);
 void draw_image(draw_t* draw, rect_t rect, colour_t colour, u32 texture, u32 bytes_per_pixel);
+// Declares that what is drawn inside `rect` this frame moves with a scroll of
+// `offset` pixels (content y is screen y - offset): the GL backend then moves the
+// pixels it kept there and draws again only what changed.
+void draw_region(draw_t* draw, rect_t rect, f32 offset);
 // Limits what follows on a layer to `clip` (null: no limit): rectangles, text and
 // icons, or with draw_text_clip the text alone.
 void draw_clip(draw_t* draw, u32 layer, const rect_t* clip);

@@ -140,6 +140,7 @@ static render_command_t* command_push(renderer_t* renderer, u32 kind) {
 }
 
 void gl_frame_begin(renderer_t* renderer) {
+    renderer->region_count = 0;
     renderer->command_count = 0;
     renderer->independent_command_count = 0;
     data_clear(&renderer->commands);
@@ -167,6 +168,17 @@ void gl_resize(renderer_t* renderer, i32 x, i32 y, i32 width, i32 height) {
     renderer->width = width;
     renderer->height = height;
     projection_set(renderer, width, height);
+}
+
+void gl_region(renderer_t* renderer, rect_t rect, f32 offset) {
+    // A view drawn twice in a frame declares its region twice.
+    if (renderer->region_count && rect_equal(renderer->region_rect, rect)) {
+        renderer->region_offset = offset;
+        return;
+    }
+    renderer->region_count += 1;
+    renderer->region_rect = rect;
+    renderer->region_offset = offset;
 }
 
 void gl_clear(renderer_t* renderer, colour_t colour) {

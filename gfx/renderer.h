@@ -168,8 +168,18 @@ struct renderer_t {
     // memory would.
     u32 textures_to_refuse;
     // What changed on the window: the GL backend draws only that when the back
-    // buffer keeps its pixels, and the window shows `damage.rects` (or all).
+    // buffer keeps its pixels, and the window shows `damage.shown` (or all).
     damage_t damage;
+    // This frame's scrolled region: a screen rectangle whose content moves as one,
+    // `region_offset` pixels upwards (content y is screen y - offset). 0 declared:
+    // none; more than one: none either, as the damage pass keeps one.
+    rect_t region_rect;
+    f32 region_offset;
+    u32 region_count;
+    // The GL backend's scratch framebuffer for the region's rows that stay, and its size.
+    u32 scratch_framebuffer, scratch_renderbuffer;
+    i32 scratch_width, scratch_height;
+    u32 scratch_refused;
 };
 
 // Vertex format byte: bits 0-1 position components - 2, 4 colour, 8 uv, bits 4-5
@@ -192,6 +202,8 @@ void gl_frame_begin(renderer_t* renderer);
 void gl_resize(renderer_t* renderer, i32 x, i32 y, i32 width, i32 height);
 void gl_clear(renderer_t* renderer, colour_t colour);
 void gl_viewport(renderer_t* renderer, i32 x, i32 y, i32 width, i32 height);
+// Declares this frame's scrolled region (see renderer_t); the stub ignores it.
+void gl_region(renderer_t* renderer, rect_t rect, f32 offset);
 void gl_renderer_scissor(renderer_t* renderer, bool enabled, i32 x, i32 y, i32 width, i32 height);
 void gl_scissor(batch_t* batch, bool enabled, i32 x, i32 y, i32 width, i32 height);
 // uv null means 0, 0, 1, 1; corner colours null means white, else four in the order

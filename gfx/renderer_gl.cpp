@@ -1,6 +1,7 @@
 // The renderer's OpenGL backend: one vertex array, the three GLSL 150 programs and
 // the file that keeps them between runs, a vertex buffer per batch, one triangle
 // list for every batch's quads, scissor runs drawn as one call, textures.
+#include <cmath>
 #include <cstring>
 
 #include "base/file.h"
@@ -840,14 +841,77 @@ static void frame_draw(renderer_t* renderer) {
     scissor_none();
 }
 
+// A framebuffer of at least `width` by `height` for the region's rows while they
+// move; false when the context lacks it or the driver refuses it, said once.
+static bool scratch_ready(renderer_t* renderer, i32 width, i32 height) {
+    if (renderer->scratch_refused) return false;
+    if (renderer->scratch_framebuffer && renderer->scratch_width >= width && renderer->scratch_height >= height) {
+        return true;
+    }
+    bool present = glGenFramebuffers && glDeleteFramebuffers && glBindFramebuffer && glGenRenderbuffers &&
+                   glDeleteRenderbuffers && glBindRenderbuffer && glRenderbufferStorage && glFramebufferRenderbuffer &&
+                   glCheckFramebufferStatus && glBlitFramebuffer;
+    bool made = false;
+    if (present) {
+        if (renderer->scratch_framebuffer) glDeleteFramebuffers(1, &renderer->scratch_framebuffer);
+        if (renderer->scratch_renderbuffer) glDeleteRenderbuffers(1, &renderer->scratch_renderbuffer);
+        width = max_of(width, renderer->scratch_width), height = max_of(height, renderer->scratch_height);
+        for (u32 i = 0; i < 8 && glGetError() != GL_NO_ERROR; i++) {
+        }
+        gl_errors_expected = 1;
+        glGenRenderbuffers(1, &renderer->scratch_renderbuffer);
+        glBindRenderbuffer(GL_RENDERBUFFER, renderer->scratch_renderbuffer);
+        glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA8, width, height);
+        glGenFramebuffers(1, &renderer->scratch_framebuffer);
+        glBindFramebuffer(GL_FRAMEBUFFER, renderer->scratch_framebuffer);
+        glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, renderer->scratch_renderbuffer);
+        made = glCheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE && glGetError() == GL_NO_ERROR;
+        gl_errors_expected = 0;
+        glBindFramebuffer(GL_FRAMEBUFFER, 0);
+        glBindRenderbuffer(GL_RENDERBUFFER, 0);
+    }
+    if (made) {
+        renderer->scratch_width = width, renderer->scratch_height = height;
+        return true;
+    }
+    if (present) {
+        glDeleteFramebuffers(1, &renderer->scratch_framebuffer);
+        glDeleteRenderbuffers(1, &renderer->scratch_renderbuffer);
+    }
+    renderer->scratch_framebuffer = renderer->scratch_renderbuffer = 0;
+    renderer->scratch_refused = 1;
+    log_paragraph_start(log_user);
+    log_write_c_string(log_user, "The graphics driver has no room to move the list's pixels; it is drawn anew as it scrolls.");
+    return false;
+}
+
+// The region's rows that stay, from where they were to where they go: through the
+// scratch framebuffer, as a copy within one framebuffer may not overlap itself.
+static void region_move(renderer_t* renderer, const i32* move) {
+    i32 x = move[0], y = move[1], width = move[2], height = move[3], to = move[4];
+    glDisable(GL_SCISSOR_TEST);
+    glBindFramebuffer(GL_READ_FRAMEBUFFER, 0);
+    glBindFramebuffer(GL_DRAW_FRAMEBUFFER, renderer->scratch_framebuffer);
+    glBlitFramebuffer(x, y, x + width, y + height, 0, 0, width, height, GL_COLOR_BUFFER_BIT, GL_NEAREST);
+    glBindFramebuffer(GL_READ_FRAMEBUFFER, renderer->scratch_framebuffer);
+    glBindFramebuffer(GL_DRAW_FRAMEBUFFER, 0);
+    glBlitFramebuffer(0, 0, width, height, x, to, x + width, to + height, GL_COLOR_BUFFER_BIT, GL_NEAREST);
+    glBindFramebuffer(GL_FRAMEBUFFER, 0);
+}
+
 void render_gl_execute(renderer_t* renderer) {
     // The atlases first: what they upload counts among the frame's texture changes.
     for (u32 b = 0; b < renderer->batch_count; b++) batch_atlases_upload(renderer, &renderer->batches[b]);
     damage_t* damage = &renderer->damage;
-    damage_frame(damage, renderer, texture_epoch);
+    rect_t region = renderer->region_rect;
+    bool can_move = damage->enabled && renderer->region_count == 1 && region.x1 > region.x0 &&
+                    region.y1 > region.y0 && region.x1 - region.x0 <= 16384 && region.y1 - region.y0 <= 16384 &&
+                    scratch_ready(renderer, (i32)ceilf(region.x1 - region.x0), (i32)ceilf(region.y1 - region.y0));
+    damage_frame(damage, renderer, texture_epoch, can_move);
     if (damage->whole) {
         frame_draw(renderer);
     } else {
+        if (damage->moving) region_move(renderer, damage->move);
         // Each changed rectangle is drawn as the whole frame would be, cut to it.
         for (u32 i = 0; i < damage->rect_count; i++) {
             const i32* r = damage->rects[i];

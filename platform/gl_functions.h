@@ -76,7 +76,17 @@
 // Functions that a context may lack; null then, and their callers check.
 #define GL_OPTIONAL_FUNCTION_LIST(X)                                   \
     X(PFNGLPROGRAMBINARYPROC, glProgramBinary)                         \
-    X(PFNGLGETPROGRAMBINARYPROC, glGetProgramBinary)
+    X(PFNGLGETPROGRAMBINARYPROC, glGetProgramBinary)                   \
+    X(PFNGLGENFRAMEBUFFERSPROC, glGenFramebuffers)                     \
+    X(PFNGLDELETEFRAMEBUFFERSPROC, glDeleteFramebuffers)               \
+    X(PFNGLBINDFRAMEBUFFERPROC, glBindFramebuffer)                     \
+    X(PFNGLGENRENDERBUFFERSPROC, glGenRenderbuffers)                   \
+    X(PFNGLDELETERENDERBUFFERSPROC, glDeleteRenderbuffers)             \
+    X(PFNGLBINDRENDERBUFFERPROC, glBindRenderbuffer)                   \
+    X(PFNGLRENDERBUFFERSTORAGEPROC, glRenderbufferStorage)             \
+    X(PFNGLFRAMEBUFFERRENDERBUFFERPROC, glFramebufferRenderbuffer)     \
+    X(PFNGLCHECKFRAMEBUFFERSTATUSPROC, glCheckFramebufferStatus)       \
+    X(PFNGLBLITFRAMEBUFFERPROC, glBlitFramebuffer)
 
 // A namespace keeps the pointers' symbols apart from the functions that the GL
 // library itself exports under the same names.

@@ -158,6 +158,8 @@ void draw_left_panel(app_t* app, reader_t* reader, rect_t rect) {
     list_drawn_row_t* drawn = (list_drawn_row_t*)data_push(&app->scratch, drawn_capacity * sizeof(list_drawn_row_t), 8);
     u32 drawn_count = 0;
     ui_layer_t layer = ui_layer(ui, UI_ID());
+    // The rows move with the scroll; the bar's thumb does not.
+    if (layer.draw) draw_region(layer.draw, rect_t{rect.x0, rect.y0, right, rect.y1}, panel->list_scroll);
     f32 top = rect.y1 + panel->list_scroll;
     u32 feeds_seen = 0;
     for (u32 slot = 0; slot < counts->slots && feeds_seen < reader->feeds.entry_count && top > rect.y0; slot++) {
