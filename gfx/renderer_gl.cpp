@@ -885,11 +885,29 @@ static bool scratch_ready(renderer_t* renderer, i32 width, i32 height) {
     return false;
 }
 
-// The region's rows that stay, from where they were to where they go: through the
-// scratch framebuffer, as a copy within one framebuffer may not overlap itself.
+// The region's rows that stay, from where they were to where they go. A copy within
+// one framebuffer may not overlap itself: a move of at least a strip's height goes in
+// strips no taller than the move, the one nearest to where the rows go first, so that
+// no strip is written over before it is read; a shorter one goes through the scratch
+// framebuffer, which costs a second copy.
+constexpr i32 region_move_strip_least = 16;
+
 static void region_move(renderer_t* renderer, const i32* move) {
     i32 x = move[0], y = move[1], width = move[2], height = move[3], to = move[4];
     glDisable(GL_SCISSOR_TEST);
+    i32 distance = to > y ? to - y : y - to;
+    if (distance >= region_move_strip_least) {
+        glBindFramebuffer(GL_FRAMEBUFFER, 0);
+        for (i32 done = 0; done < height; done += distance) {
+            i32 strip = min_of(distance, height - done);
+            // Upwards (y counts up) the top strip goes first, downwards the bottom one.
+            i32 from = to > y ? y + height - done - strip : y + done;
+            i32 into = from + (to - y);
+            glBlitFramebuffer(x, from, x + width, from + strip, x, into, x + width, into + strip,
+                              GL_COLOR_BUFFER_BIT, GL_NEAREST);
+        }
+        return;
+    }
     glBindFramebuffer(GL_READ_FRAMEBUFFER, 0);
     glBindFramebuffer(GL_DRAW_FRAMEBUFFER, renderer->scratch_framebuffer);
     glBlitFramebuffer(x, y, x + width, y + height, 0, 0, width, height, GL_COLOR_BUFFER_BIT, GL_NEAREST);

@@ -412,7 +412,8 @@ TEST_F(GlTest, FramesDrawnWhereTheyChangedEqualFramesDrawnWhole) {
         const char* what;
     } scrolls[] = {
         {7, false, false, "scrolled down"},     {20, false, false, "down again"},
-        {3, false, false, "up"},                {240, false, false, "a jump past the list"},
+        {3, false, false, "up"},                {40, false, false, "down by more than a strip"},
+        {240, false, false, "a jump past the list"},
         {233, false, false, "back up"},         {25.5f, false, false, "a half pixel (drawn as it comes)"},
         {25, false, false, "whole again (drawn as it comes)"},      {30, true, false, "a row recoloured while scrolling"},
         {41, true, true, "a drop-down over the list"}, {52, false, true, "under the drop-down"},
