@@ -45,22 +45,8 @@ static u64 damage_words(u64 hash, const void* bytes, u64 size) {
 // A command's texture as the backend binds it.
 static u32 damage_command_texture(const batch_t* batch, const batch_command_t* command) {
     if (command->kind == batch_type_images) return command->texture;
-    if (batch->type == batch_type_text && batch->fonts) {
-        const font_atlas_t* atlas = batch->fonts->fonts[command->font].atlas;
-        return atlas ? atlas->texture : 0;
-    }
+    if (batch->type == batch_type_text && batch->fonts) return batch_text_texture(batch, command);
     return batch->texture;
-}
-
-// Whether every vertex is opaque: the backend then draws the batch unblended.
-static bool damage_batch_opaque(const batch_t* batch) {
-    if (!(batch->format & 4)) return false;
-    u32 offset = ((batch->format & 3) + 2) * 4 + 3;
-    const u8* alpha = batch->vertices + offset;
-    for (u32 i = 0; i < batch->vertex_count; i++, alpha += batch->vertex_size) {
-        if (*alpha != 255) return false;
-    }
-    return true;
 }
 
 struct damage_box_t {
@@ -258,7 +244,10 @@ static bool damage_hash(damage_t* damage, const renderer_t* renderer, u64 epoch,
         if (batch->vertex_count == 0) continue;
         u64 header = damage_step(state, (u64)handle | (u64)batch->type << 8 | (u64)batch->format << 16 |
                                             (u64)batch->program_slot << 24 | (u64)batch->texture << 32);
-        header = damage_step(header, (u64)batch->vertex_size | (u64)damage_batch_opaque(batch) << 32);
+        // The backend draws colour-only rectangles unblended when all are opaque.
+        bool unblended = batch->type == batch_type_quads && (batch->format & 4) && !(batch->format & 8) &&
+                         batch_is_opaque(batch);
+        header = damage_step(header, (u64)batch->vertex_size | (u64)unblended << 32);
         static const i32 none[5] = {};
         const i32* scissor = none;
         for (u32 c = 0; c < batch->command_count; c++) {
@@ -361,7 +350,6 @@ static void damage_region_plan(damage_t* damage, bool can_move) {
             damage->move[0] = r[0], damage->move[1] = (i32)(content0 + last->offset);
             damage->move[2] = r[2] - r[0], damage->move[3] = (i32)(content1 - content0);
             damage->move[4] = (i32)(content0 + now->offset);
-            damage->region_rows_moved += (u64)(content1 - content0);
         }
     }
     // The rows to draw as runs, the closest joined until they fit.
@@ -374,7 +362,6 @@ static void damage_region_plan(damage_t* damage, bool can_move) {
         }
         i32 end = row;
         while (end < height && draw_rows[end]) end++;
-        damage->region_rows_drawn += (u64)(end - row);
         runs[count][0] = row, runs[count][1] = end;
         row = end;
         if (++count <= room) continue;
@@ -471,8 +458,7 @@ void damage_frame_drawn(damage_t* damage) {
     damage->next = swap;
     damage->valid = 1;
     damage->regions[0] = damage->regions[1];
-    if (damage->whole) damage->frames_whole += 1;
-    else damage->frames_partial += 1;
+    if (!damage->whole) damage->frames_partial += 1;
 }
 
 void damage_free(damage_t* damage) {

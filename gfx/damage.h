@@ -54,10 +54,8 @@ struct damage_t {
     i32 move[5];
     // The scrolled region on the back buffer, and this frame's.
     damage_region_t regions[2];
-    // The region's rows moved and drawn since the start, for tests and benchmarks.
-    u64 frames_moved, region_rows_moved, region_rows_drawn;
-    // Frames drawn in part and whole since the start, for tests and benchmarks.
-    u64 frames_partial, frames_whole;
+    // Frames whose region's rows moved, and frames drawn in part, since the start.
+    u64 frames_moved, frames_partial;
 };
 
 // The tiles' hashes for the frame queued in `renderer` (its text expanded, its

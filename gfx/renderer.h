@@ -225,6 +225,20 @@ inline const render_record_t* render_records(const renderer_t* renderer) {
 }
 
 // The backends.
+// The texture of a text command: its font's atlas, 0 while the atlas has none.
+inline u32 batch_text_texture(const batch_t* batch, const batch_command_t* command) {
+    const font_atlas_t* atlas = batch->fonts->fonts[command->font].atlas;
+    return atlas ? atlas->texture : 0;
+}
+// Whether every vertex of a batch of coloured vertices is opaque: such rectangles
+// draw the same without blending.
+inline bool batch_is_opaque(const batch_t* batch) {
+    const u8* alpha = batch->vertices + ((batch->format & 3) + 2) * 4 + 3;
+    for (u32 i = 0; i < batch->vertex_count; i++, alpha += batch->vertex_size) {
+        if (*alpha != 255) return false;
+    }
+    return true;
+}
 // The batch's index at `at`, whatever its size.
 inline u32 batch_index_read(const batch_t* batch, u32 at) {
     const u8* source = batch->indices + (u64)at * batch->index_size;

@@ -411,12 +411,6 @@ static void atlas_upload(renderer_t* renderer, const font_t* font) {
     font_atlas_uploaded(atlas);
 }
 
-// The texture a text command draws from.
-static u32 text_texture(const batch_t* batch, const batch_command_t* command) {
-    const font_atlas_t* atlas = batch->fonts->fonts[command->font].atlas;
-    return atlas ? atlas->texture : 0;
-}
-
 // A buffer keeps its storage from frame to frame and takes only the bytes a frame
 // uses: new storage each frame costs a software driver an allocation and its page
 // faults. The swap of the frame before waited for its draws, so nothing reads the
@@ -455,16 +449,6 @@ static void quad_indices_bind(renderer_t* renderer, u32 quads) {
     data_free(&block);
     renderer->quad_index_quads = grown;
 }
-
-// Whether every vertex of a batch whose colour sits at byte `offset` is opaque.
-static bool batch_is_opaque(const batch_t* batch, u64 offset) {
-    const u8* alpha = (const u8*)batch->vertices + offset + 3;
-    for (u32 i = 0; i < batch->vertex_count; i++, alpha += batch->vertex_size) {
-        if (*alpha != 255) return false;
-    }
-    return true;
-}
-
 
 // Colour-only rectangles are drawn without the parts that a later opaque rectangle
 // of the same batch covers: a software driver shades every fragment it is given,
@@ -738,7 +722,7 @@ static void batch_draw(renderer_t* renderer, batch_t* batch, const batch_t* draw
     // Opaque rectangles draw the same without blending, and a software driver then
     // neither reads what lies below them nor draws what they cover.
     bool unblended = (renderer->flags & renderer_alpha_blending) && batch->type == batch_type_quads &&
-                     (batch->format & 4) && !(batch->format & 8) && batch_is_opaque(drawn, components * 4);
+                     (batch->format & 4) && !(batch->format & 8) && batch_is_opaque(drawn);
     if (unblended) glDisable(GL_BLEND);
 
     glActiveTexture(GL_TEXTURE0);
@@ -768,7 +752,7 @@ static void batch_draw(renderer_t* renderer, batch_t* batch, const batch_t* draw
         }
         // Each font has its own atlas: a run ends where the text's texture changes.
         // A font whose atlas has no texture (the driver refused it) isn't drawn.
-        u32 texture = text ? text_texture(batch, command) : bound;
+        u32 texture = text ? batch_text_texture(batch, command) : bound;
         if (text && !texture) {
             if (run_open) draw_range(run_first, run_end);
             run_open = false;
@@ -823,7 +807,6 @@ static void frame_draw(renderer_t* renderer) {
             }
             case render_command_batch: {
                 batch_t* batch = &renderer->batches[command->batch];
-                batch_atlases_upload(renderer, batch);
                 if (batch->vertex_count == 0) break;
                 batch_t view;
                 bool culled = !clipped && batch_cull(renderer, batch, &renderer->vertex_data, &view,
